@@ -1,0 +1,73 @@
+# Derives every export artefact of a library from its one list of exports
+# (src/api/exports.txt for svodb, sim/exports.txt for the virtual drive's
+# transport library). For PREFIX it sets, in the caller's scope:
+#   PREFIX_DEF_FILE               module-definition file for the Windows DLL
+#   PREFIX_VERSION_SCRIPT         ELF version script: these names global, all else local
+#   PREFIX_HEADER_CHECK_SOURCE    a C file that names every export through HEADER
+#   PREFIX_EXPECTED_LINUX_EXPORTS, PREFIX_EXPECTED_WINDOWS_EXPORTS  the export tables
+
+# Reads the list into two parallel lists: the Windows export names and the
+# argument bytes of each.
+function(svodb_read_export_list list_file out_names out_bytes)
+  file(STRINGS ${list_file} lines REGEX "^[^#].*[^ ]")
+  set(names)
+  set(bytes)
+  foreach(line IN LISTS lines)
+    string(REGEX MATCH "^([A-Za-z_0-9@]+) +([0-9]+)$" matched "${line}")
+    if(NOT matched)
+      message(FATAL_ERROR "bad export list line: '${line}'")
+    endif()
+    list(APPEND names ${CMAKE_MATCH_1})
+    list(APPEND bytes ${CMAKE_MATCH_2})
+  endforeach()
+  set(${out_names} ${names} PARENT_SCOPE)
+  set(${out_bytes} ${bytes} PARENT_SCOPE)
+endfunction()
+
+# _Name@N (a decorated export) is the C function Name.
+function(svodb_c_name export_name out)
+  string(REGEX REPLACE "^_(.*)@[0-9]+$" "\\1" plain "${export_name}")
+  set(${out} ${plain} PARENT_SCOPE)
+endfunction()
+
+function(svodb_generate_export_files prefix list_file header dll_name out_dir)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list_file})
+  svodb_read_export_list(${list_file} names bytes)
+  list(LENGTH names count)
+  math(EXPR last "${count} - 1")
+  set(def "LIBRARY ${dll_name}\nEXPORTS\n")
+  set(map "{\n  global:\n")
+  set(check "#include \"${header}\"\n\ntypedef void (*AnyFunction)(void);\nconst AnyFunction ${prefix}_every_export[] = {\n")
+  set(linux_list "")
+  set(windows_list "")
+  foreach(i RANGE ${last})
+    list(GET names ${i} name)
+    list(GET bytes ${i} arg_bytes)
+    svodb_c_name(${name} cname)
+    # On 32-bit Windows the compiler decorates every stdcall function as
+    # cname@bytes; the def file maps the export name onto that symbol.
+    if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+      string(APPEND def "  ${name} = ${cname}@${arg_bytes}\n")
+    else()
+      string(APPEND def "  ${name} = ${cname}\n")
+    endif()
+    string(APPEND map "    ${cname};\n")
+    string(APPEND check "    (AnyFunction)${cname},\n")
+    string(APPEND linux_list "${cname}\n")
+    string(APPEND windows_list "${name}\n")
+  endforeach()
+  string(APPEND map "  local: *;\n};\n")
+  string(APPEND check "};\n")
+  file(MAKE_DIRECTORY ${out_dir})
+  set(base ${out_dir}/${prefix})
+  file(WRITE ${base}.def "${def}")
+  file(WRITE ${base}.map "${map}")
+  file(WRITE ${base}_header_check.c "${check}")
+  file(WRITE ${base}_exports_linux.txt "${linux_list}")
+  file(WRITE ${base}_exports_windows.txt "${windows_list}")
+  set(${prefix}_DEF_FILE ${base}.def PARENT_SCOPE)
+  set(${prefix}_VERSION_SCRIPT ${base}.map PARENT_SCOPE)
+  set(${prefix}_HEADER_CHECK_SOURCE ${base}_header_check.c PARENT_SCOPE)
+  set(${prefix}_EXPECTED_LINUX_EXPORTS ${base}_exports_linux.txt PARENT_SCOPE)
+  set(${prefix}_EXPECTED_WINDOWS_EXPORTS ${base}_exports_windows.txt PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,115 @@
+/*
+ * svodb: the parameter database of the servo drive family, as a flat C
+ * interface.
+ *
+ * Conventions for every function below:
+ *  - Integers are 32-bit, engineering values 64-bit doubles, yes/no answers
+ *    one-byte booleans.
+ *  - Texts are zero-terminated 8-bit strings. Every text result is copied,
+ *    terminator included, into a buffer the caller owns; no length is passed,
+ *    so the caller must provide at least the size given for each function.
+ *    The library never allocates memory the caller must free.
+ *  - A function that can fail returns a result code: 1 is success, any other
+ *    value is turned into English by ErrorMessage_SVODB.
+ *  - A null pointer argument never crashes: a query answers false and a
+ *    code-returning function returns a failure code; nothing is written.
+ *  - The library is used from one thread at a time.
+ *
+ * On 32-bit Windows every function uses __stdcall, and nine functions are
+ * exported only under their decorated names (for example
+ * _GetStringOnline_SVODB@12); elsewhere all names are the plain C names.
+ */
+#ifndef SVODB_SVODB_H
+#define SVODB_SVODB_H
+
+#include <stdint.h>
+
+#ifndef __cplusplus
+#include <stdbool.h>
+#endif
+
+#if defined(_WIN32) && !defined(_WIN64)
+#define SVODB_CALL __stdcall
+#else
+#define SVODB_CALL
+#endif
+
+#if defined(SVODB_BUILDING_LIBRARY) && defined(__GNUC__) && !defined(_WIN32)
+#define SVODB_API __attribute__((visibility("default")))
+#else
+#define SVODB_API
+#endif
+
+/* Buffer sizes, terminator included. */
+#define SVODB_NAME_SIZE 19          /* variable names */
+#define SVODB_MESSAGE_SIZE 120      /* ErrorMessage_SVODB */
+#define SVODB_UNIT_SIZE 14          /* unit texts */
+#define SVODB_VERSION_SIZE 60       /* DLLVersion_SVODB, NCLVersion_SVODB */
+#define SVODB_COMPILE_TIME_SIZE 21  /* DLLCompileTime_SVODB */
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Library identity -------------------------------------------------- */
+
+/* The library's build date and time, "Mmm dd yyyy hh:mm:ss" (20 characters);
+ * text needs SVODB_COMPILE_TIME_SIZE bytes. */
+SVODB_API void SVODB_CALL DLLCompileTime_SVODB(char* text);
+
+/* ---- Variable catalogue ------------------------------------------------ */
+/* Names are matched without regard to case unless a function says otherwise. */
+
+/* The number of variables in the catalogue (159). */
+SVODB_API int32_t SVODB_CALL GetVarNum_SVODB(void);
+
+/* Copies the name at a 1-based catalogue position (1-159) into name
+ * (SVODB_NAME_SIZE bytes); false for any other position. */
+SVODB_API bool SVODB_CALL GetVarName_SVODB(int32_t position, char* name);
+
+/* Copies the catalogue's own spelling of name into stdName (SVODB_NAME_SIZE
+ * bytes); false for an unknown name. */
+SVODB_API bool SVODB_CALL GetStdVarName_SVODB(const char* name, char* stdName);
+
+/* Whether the variable is read-only (*value 0 or 1); false for an unknown
+ * name. Asked with exactly "Command", the answer follows the connection:
+ * writable on a serial port, read-only on the network, and stays so. */
+SVODB_API bool SVODB_CALL ReadOnly_SVODB(const char* name, uint8_t* value);
+
+/* Whether the variable is offered to the user on the present connection.
+ * False (and *value 0) for an unknown name or when nothing is connected. */
+SVODB_API bool SVODB_CALL ForUser_SVODB(const char* name, uint8_t* value);
+
+/* Whether the variable is a user parameter kept in NV memory that the
+ * connected drive's logic version has. True for any known name; *value is 0
+ * when the drive's logic version cannot be read. */
+SVODB_API bool SVODB_CALL UserNVPara_SVODB(const char* name, uint8_t* value);
+
+/* Whether the variable is a manufacturing parameter kept in NV memory that
+ * the connected drive's logic version has. False for an unknown name or when
+ * the drive's logic version cannot be read. */
+SVODB_API bool SVODB_CALL MfgNVPara_SVODB(const char* name, uint8_t* value);
+
+/* Whether the variable is a status variable; false for an unknown name. */
+SVODB_API bool SVODB_CALL StatVar_SVODB(const char* name, uint8_t* value);
+
+/* Whether the variable is a motor parameter that can come from the motor's
+ * feedback device; false for an unknown name. */
+SVODB_API bool SVODB_CALL TRXSelect_SVODB(const char* name, uint8_t* value);
+
+/* Whether the variable cannot change while the drive is enabled; false for
+ * an unknown name. */
+SVODB_API bool SVODB_CALL EnabledUnchange_SVODB(const char* name, uint8_t* value);
+
+/* ---- Result codes ------------------------------------------------------ */
+
+/* The English message for any result code, into message (SVODB_MESSAGE_SIZE
+ * bytes). Codes are context * 10000 + detail * 100 + base; success (1) and
+ * unknown bases read "System Error". */
+SVODB_API void SVODB_CALL ErrorMessage_SVODB(int32_t code, char* message);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* SVODB_SVODB_H */

@@ -1,0 +1,34 @@
+#include "api/global_state.h"
+
+#include "catalog/parameter_database.h"
+#include "drive/register_map.h"
+#include "drive/transport.h"
+
+namespace svodb::api {
+namespace {
+
+// Built at load in this order and destroyed in reverse. Nothing here talks
+// to the drive, opens a file or reads the environment.
+ParameterDatabase g_database;
+RegisterMap g_registers;
+
+uint32_t g_currentNode = 0;
+Transport* g_testTransport = nullptr;
+
+Transport& BoundTransport() {
+  static NoTransport none;
+  return none;
+}
+
+Transport& ActiveTransport() { return g_testTransport != nullptr ? *g_testTransport : BoundTransport(); }
+
+}  // namespace
+
+LibraryContext Context() { return LibraryContext{g_database, g_registers, ActiveTransport()}; }
+
+uint32_t CurrentNode() { return g_currentNode; }
+void SetCurrentNode(uint32_t node) { g_currentNode = node; }
+
+void UseTransportForTesting(Transport* transport) { g_testTransport = transport; }
+
+}  // namespace svodb::api

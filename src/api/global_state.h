@@ -1,0 +1,22 @@
+// The process-wide objects behind the exported functions. Nothing else in
+// the library reaches them: the wrappers build a context and pass it in.
+#pragma once
+
+#include <cstdint>
+
+#include "context.h"
+
+namespace svodb::api {
+
+// The context of the current process-wide objects.
+LibraryContext Context();
+
+// The node that offline exports work on (0-6).
+uint32_t CurrentNode();
+void SetCurrentNode(uint32_t node);
+
+// Lets a test put its own transport (or the in-process virtual drive)
+// behind the exports; null restores the bound transport library.
+void UseTransportForTesting(Transport* transport);
+
+}  // namespace svodb::api

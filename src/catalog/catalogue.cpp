@@ -1,0 +1,88 @@
+#include "catalog/catalogue.h"
+
+#include <algorithm>
+#include <initializer_list>
+
+namespace svodb {
+
+std::string FoldCase(std::string_view name) {
+  std::string key(name);
+  for (char& c : key) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return key;
+}
+
+Catalogue::Catalogue() : records_(kCatalogueTable) {
+  index_.reserve(records_.size());
+  for (VariableRecord& record : records_) {
+    if (record.name != nullptr) index_.insert_or_assign(FoldCase(record.name), &record);
+  }
+}
+
+VariableRecord* Catalogue::Find(std::string_view name) {
+  auto found = index_.find(FoldCase(name));
+  return found == index_.end() ? nullptr : found->second;
+}
+
+const VariableRecord* Catalogue::Find(std::string_view name) const {
+  return const_cast<Catalogue*>(this)->Find(name);
+}
+
+const VariableRecord* Catalogue::AtPosition(int32_t position) const {
+  if (position < 1 || position > kRecordCount) return nullptr;
+  return &records_[static_cast<std::size_t>(position - 1)];
+}
+
+const char* Catalogue::NameAt(int32_t position) const {
+  const VariableRecord* record = AtPosition(position);
+  return record == nullptr ? nullptr : record->name;
+}
+
+int32_t Catalogue::GetConversionCode(std::string_view name) const {
+  const VariableRecord* record = Find(name);
+  return record == nullptr ? 9 : record->conversionCode;
+}
+
+namespace {
+
+struct SetRule {
+  ParameterSet set;
+  std::initializer_list<Flag> required;
+  std::initializer_list<Flag> cleared;
+};
+
+// clang-format off
+const SetRule kSetRules[] = {
+    {ParameterSet::kDriveRead,         {kNvFlag, kStoredRegisterFlag},                                    {}},
+    {ParameterSet::kUserWrite,         {kUserFlag, kNvFlag, kListedFlag, kStoredRegisterFlag},             {}},
+    {ParameterSet::kNetworkUserWrite,  {kUserFlag, kNvFlag, kNetworkWriteFlag, kListedFlag, kStoredRegisterFlag}, {}},
+    {ParameterSet::kManufacturing,     {kNvFlag, kStoredRegisterFlag},                                    {kUserFlag}},
+    {ParameterSet::kManufacturingFile, {kNvFlag, kPresentedFlag},                                         {kUserFlag}},
+    {ParameterSet::kUserFile,          {kUserFlag, kNvFlag, kListedFlag, kPresentedFlag},                 {}},
+};
+// clang-format on
+
+bool Satisfies(const VariableRecord& record, const SetRule& rule) {
+  return std::all_of(rule.required.begin(), rule.required.end(),
+                     [&](Flag flag) { return record.Has(flag); }) &&
+         std::none_of(rule.cleared.begin(), rule.cleared.end(),
+                      [&](Flag flag) { return record.Has(flag); });
+}
+
+}  // namespace
+
+void AppendParameterSet(const Catalogue& catalogue, ParameterSet set, ParameterList& list) {
+  const SetRule& rule = *std::find_if(std::begin(kSetRules), std::end(kSetRules),
+                                      [&](const SetRule& r) { return r.set == set; });
+  for (const VariableRecord& record : catalogue.Records()) {
+    if (record.name != nullptr && Satisfies(record, rule)) list.push_back(&record);
+  }
+}
+
+int UnitColumn(int32_t commandSource, uint32_t mode) {
+  const int torque = mode == 0 ? 1 : 0;
+  return (commandSource == 1 ? 2 : 0) + torque;
+}
+
+}  // namespace svodb

@@ -1,0 +1,27 @@
+// The catalogue queries whose answers depend on the connected drive: its
+// connection type and its logic version.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "catalog/catalogue_table.h"
+#include "context.h"
+
+namespace svodb {
+
+// Whether the connected drive's logic version has the variable; no answer
+// when LogicVer cannot be read.
+std::optional<bool> IsSupportedByDrive(LibraryContext& ctx, const VariableRecord& record);
+
+// Each returns the query's boolean result and sets out as the exported
+// query does; out is left alone where the query gives no answer.
+bool QueryReadOnly(LibraryContext& ctx, std::string_view name, uint8_t& out);
+bool QueryForUser(LibraryContext& ctx, std::string_view name, uint8_t& out);
+bool QueryUserNvParameter(LibraryContext& ctx, std::string_view name, uint8_t& out);
+bool QueryMfgNvParameter(LibraryContext& ctx, std::string_view name, uint8_t& out);
+// The plain flag queries: true and the flag for a known name.
+bool QueryFlag(LibraryContext& ctx, std::string_view name, Flag flag, uint8_t& out);
+
+}  // namespace svodb

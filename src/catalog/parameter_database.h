@@ -1,0 +1,46 @@
+// The process-wide parameter database: the catalogue, the state of the seven
+// drive images (nodes) and the drive's version text.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+
+#include "catalog/catalogue.h"
+
+namespace svodb {
+
+inline constexpr uint32_t kMaxNode = 6;
+inline constexpr uint32_t kInitialModelCode = 31;
+
+// Node 0 is the connected drive, nodes 1-6 offline images.
+struct NodeState {
+  int32_t logicVersion = 0;          // integer part of LogicVer
+  uint32_t driveType = 1;            // 1 serial port, 2 network
+  uint32_t mode = 0;                 // command units: 0 torque, 1 velocity
+  uint32_t modelCode = kInitialModelCode;
+  uint32_t setupS21 = 0;             // the image's copy of SetupS2-1
+  uint32_t commandSourceClass = 0;   // 0, 1 or 2 from CmdSrc
+  uint8_t encoderOutputFlag = 0;     // set when a file carried EncOutPPR
+};
+
+// The last command scaling values that a parameter file gave; CmdGain and
+// CmdOffset are computed from each other and CmdSrc as the lines arrive.
+struct FileCommandScaling {
+  double cmdGain = 0.0;
+  double cmdOffset = 0.0;
+  double cmdSrc = 1.0;
+};
+
+struct ParameterDatabase {
+  Catalogue catalogue;
+  std::array<NodeState, kMaxNode + 1> nodes{};
+  // The connected drive's mode and model code as last read; they belong to
+  // the drive itself, not to an image.
+  uint32_t connectedMode = 0;
+  uint32_t connectedModelCode = kInitialModelCode;
+  std::string driveVersion;  // empty until the drive's version is read
+  FileCommandScaling fileScaling;
+};
+
+}  // namespace svodb

@@ -1,0 +1,18 @@
+// What inner operations work on: the parameter database, the register map
+// and the transport. Only the exported wrappers know the process-wide
+// instances; everything below them takes a context.
+#pragma once
+
+namespace svodb {
+
+struct ParameterDatabase;
+class RegisterMap;
+class Transport;
+
+struct LibraryContext {
+  ParameterDatabase& db;
+  RegisterMap& registers;
+  Transport& transport;
+};
+
+}  // namespace svodb

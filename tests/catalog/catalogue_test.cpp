@@ -1,0 +1,167 @@
+#include "catalog/catalogue.h"
+
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+#include <vector>
+
+namespace svodb {
+namespace {
+
+std::vector<std::string> Names(const ParameterList& list) {
+  std::vector<std::string> names;
+  for (const VariableRecord* record : list) names.emplace_back(record->name);
+  return names;
+}
+
+ParameterList SetOf(const Catalogue& catalogue, ParameterSet set) {
+  ParameterList list;
+  AppendParameterSet(catalogue, set, list);
+  return list;
+}
+
+TEST(CatalogueTable, HasTheVariablesInOrderAndATerminator) {
+  const Catalogue catalogue;
+  EXPECT_EQ(Catalogue::kVariableCount, 159);
+  EXPECT_STREQ(catalogue.NameAt(1), "AFBDivisorSrc");
+  EXPECT_STREQ(catalogue.NameAt(159), "VerLW");
+  EXPECT_EQ(catalogue.NameAt(160), nullptr);
+  EXPECT_EQ(catalogue.NameAt(0), nullptr);
+  EXPECT_EQ(catalogue.NameAt(161), nullptr);
+  const VariableRecord& terminator = *catalogue.AtPosition(160);
+  EXPECT_EQ(terminator.number, -1);
+  EXPECT_EQ(terminator.units[0], nullptr);
+  EXPECT_STREQ(terminator.description, "Table terminator");
+}
+
+TEST(CatalogueTable, NamesAreUniqueWithoutRegardToCaseAndFlagsAreBits) {
+  std::set<std::string> keys;
+  for (const VariableRecord& record : kCatalogueTable) {
+    for (uint8_t flag : record.flags) EXPECT_LE(flag, 1);
+    EXPECT_EQ(record.flags[14] + record.flags[15], 0) << (record.name ? record.name : "terminator");
+    if (record.name == nullptr) continue;
+    EXPECT_TRUE(keys.insert(FoldCase(record.name)).second) << record.name;
+    EXPECT_LE(std::string(record.name).size(), 18u) << record.name;
+    EXPECT_TRUE(record.minLogicVersion >= 2 && record.minLogicVersion <= 4) << record.name;
+    EXPECT_EQ(record.flags[kListedFlag], 1) << record.name;
+  }
+  EXPECT_EQ(keys.size(), 159u);
+}
+
+TEST(CatalogueTable, EveryNonBlankUnitStartsWithOneSpaceAndFitsItsBuffer) {
+  for (const VariableRecord& record : kCatalogueTable) {
+    if (record.name == nullptr) continue;
+    for (int column = 0; column < 4; ++column) {
+      const std::string unit = record.units[static_cast<std::size_t>(column)];
+      EXPECT_LT(unit.size(), 14u) << record.name;
+      const bool blank = unit.find_first_not_of(" \t") == std::string::npos;
+      const bool pwmMinusTab = std::string(record.name) == "PWMMinus" && column == 1;
+      if (!blank && !pwmMinusTab) {
+        EXPECT_TRUE(unit[0] == ' ' && unit[1] != ' ') << record.name << " " << column;
+      }
+    }
+  }
+}
+
+TEST(CatalogueTable, UnitColumnsOfTheCommandScaling) {
+  const Catalogue catalogue;
+  const VariableRecord& cmdGain = *catalogue.Find("CmdGain");
+  EXPECT_STREQ(cmdGain.units[0], " kRPM/V");
+  EXPECT_STREQ(cmdGain.units[1], " Arms/V");
+  EXPECT_STREQ(cmdGain.units[2], " kRPM/%");
+  EXPECT_STREQ(cmdGain.units[3], " Arms/%");
+  const VariableRecord& pwmMinus = *catalogue.Find("PWMMinus");
+  EXPECT_STREQ(pwmMinus.units[0], " RPM");
+  EXPECT_STREQ(pwmMinus.units[1], "\tArms");
+  EXPECT_STREQ(pwmMinus.units[2], " RPM");
+  EXPECT_STREQ(pwmMinus.units[3], " Arms");
+}
+
+TEST(CatalogueIndex, FindsNamesWithoutRegardToCase) {
+  Catalogue catalogue;
+  EXPECT_EQ(catalogue.Find("vbus"), catalogue.Find("VBus"));
+  EXPECT_STREQ(catalogue.Find("SETUPS2-1")->name, "SetupS2-1");
+  EXPECT_STREQ(catalogue.Find("dinp1 (enbhwinp)")->name, "DInp1 (EnbHWInp)");
+  EXPECT_EQ(catalogue.Find("DInp1 "), nullptr);
+  EXPECT_EQ(catalogue.Find(""), nullptr);
+  EXPECT_EQ(catalogue.Find("AFBDivisorSrcAndMore"), nullptr);
+  // The record found is the catalogue's own, so run-time changes stick.
+  catalogue.Find("command")->flags[kReadOnlyFlag] = 1;
+  EXPECT_EQ(catalogue.Find("Command")->flags[kReadOnlyFlag], 1);
+}
+
+TEST(CatalogueIndex, FoldsOnlyTheLettersAToZ) {
+  EXPECT_EQ(FoldCase("AZaz09-() \xC4"), "azaz09-() \xC4");
+}
+
+TEST(CatalogueIndex, ConversionCodeOfAnUnknownNameIsNine) {
+  const Catalogue catalogue;
+  EXPECT_EQ(catalogue.GetConversionCode("kvp"), 27);
+  EXPECT_EQ(catalogue.GetConversionCode("ILmtPlus"), 44);
+  EXPECT_EQ(catalogue.GetConversionCode("NoSuchVariable"), 9);
+}
+
+TEST(ParameterSets, HaveTheSizesTheDriveToolsUse) {
+  const Catalogue catalogue;
+  EXPECT_EQ(SetOf(catalogue, ParameterSet::kDriveRead).size(), 83u);
+  EXPECT_EQ(SetOf(catalogue, ParameterSet::kUserWrite).size(), 69u);
+  EXPECT_EQ(SetOf(catalogue, ParameterSet::kNetworkUserWrite).size(), 65u);
+  EXPECT_EQ(SetOf(catalogue, ParameterSet::kManufacturing).size(), 14u);
+  EXPECT_EQ(SetOf(catalogue, ParameterSet::kManufacturingFile).size(), 14u);
+}
+
+TEST(ParameterSets, NetworkUserWriteLeavesOutTheSerialOnlyParameters) {
+  const Catalogue catalogue;
+  const auto serial = Names(SetOf(catalogue, ParameterSet::kUserWrite));
+  const auto network = Names(SetOf(catalogue, ParameterSet::kNetworkUserWrite));
+  std::vector<std::string> missing;
+  for (const std::string& name : serial) {
+    if (std::find(network.begin(), network.end(), name) == network.end()) missing.push_back(name);
+  }
+  EXPECT_EQ(missing, (std::vector<std::string>{"EnInhibitCCW", "EnInhibitCW", "GearIn", "GearOut"}));
+}
+
+TEST(ParameterSets, UserFileSetIsTheUserFileLineOrder) {
+  const Catalogue catalogue;
+  const std::vector<std::string> expected = {
+      "ARF0", "ARF1", "AuxFBDivisor", "AuxFBType", "BatFDis", "BQ0B2", "BQ0K1", "BQ0B1", "BQ0K2", "BQ1B2",
+      "BQ1K1", "BQ1B1", "BQ1K2", "BQ2B2", "BQ2K1", "BQ2B1", "BQ2K2", "BQ3B2", "BQ3K1", "BQ3B1", "BQ3K2",
+      "CmdF0", "CmdGain", "CmdInNullEnb", "CmdOffset", "CmdSrc", "Command", "CommMode", "CommOff",
+      "DInp1Pol", "DInp2Pol", "DInp3Pol", "DInp4Pol", "DM1Map", "DM2Map", "DPoles", "EncOut", "EncOutPPR",
+      "EncOutZOffset", "EnInhibitCCW", "EnInhibitCW", "FBDivisor", "FBSrc", "FbType", "FilterType",
+      "FltDiag", "FltRstMode", "GearIn", "GearOut", "HSInp1Pol", "I2TF0", "I2TTrip", "ILmtMinus",
+      "ILmtPlus", "ITMode", "KIP", "KPP", "KVFF", "KVI", "KVP", "OpMode", "PosCmdSrc", "PosErrorMax",
+      "SelTRXParam", "TRXSpan"};
+  EXPECT_EQ(Names(SetOf(catalogue, ParameterSet::kUserFile)), expected);
+}
+
+TEST(ParameterSets, KeepTheBiquadOrderOfEachSection) {
+  const Catalogue catalogue;
+  for (ParameterSet set : {ParameterSet::kDriveRead, ParameterSet::kUserWrite, ParameterSet::kUserFile}) {
+    std::vector<std::string> biquads;
+    for (const std::string& name : Names(SetOf(catalogue, set))) {
+      if (name.rfind("BQ", 0) == 0) biquads.push_back(name);
+    }
+    ASSERT_EQ(biquads.size(), 16u);
+    for (std::size_t i = 0; i < 16; ++i) {
+      static const char* kOrder[] = {"B2", "K1", "B1", "K2"};
+      EXPECT_EQ(biquads[i], "BQ" + std::to_string(i / 4) + kOrder[i % 4]);
+    }
+  }
+}
+
+TEST(UnitColumns, FollowCommandSourceAndMode) {
+  struct Case {
+    int32_t commandSource;
+    uint32_t mode;
+    int column;
+  };
+  for (const Case& c : {Case{0, 1, 0}, Case{0, 0, 1}, Case{1, 1, 2}, Case{1, 0, 3}, Case{2, 1, 0}, Case{2, 0, 1},
+                        Case{-1, 5, 0}}) {
+    EXPECT_EQ(UnitColumn(c.commandSource, c.mode), c.column) << c.commandSource << " " << c.mode;
+  }
+}
+
+}  // namespace
+}  // namespace svodb

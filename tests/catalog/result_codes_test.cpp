@@ -1,0 +1,83 @@
+#include "catalog/result_codes.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "catalog/catalogue.h"
+
+namespace svodb {
+namespace {
+
+TEST(ErrorMessage, ComposesBaseContextAndDetail) {
+  const Catalogue catalogue;
+  struct Case {
+    Result code;
+    const char* message;
+  };
+  const Case cases[] = {
+      {23, "Data is out of range"},
+      {0, "No Response from drive"},
+      {7, "Address in FPGA and EEPROM don't match"},
+      {52, "Error when checking TRX EEPROM Ready"},
+      {10408, "Invalid parameter when loading from FPGA at variable--AFBMitEn"},
+      {10008, "Invalid parameter when loading from FPGA"},
+      {43910, "Error during data transfer when sending to EEPROM at variable--CmdSrc"},
+      {69910, "Error during data transfer when writing file at variable--IdFB"},
+      {50731, "Can't open file when reading file at No.7 variable"},
+      {50032, "Wrong file format when reading file at No.0 variable"},
+      {70004, "Wrong FPGA or EEPROM address in drive when erasing EEPROM"},
+      {80000, "No Response from drive when geting drive mode or model"},
+      {90011, "Wrong logic version when checking drive logic version"},
+      {100923, "Data is out of range when loading default value"},
+      {110008, "Invalid parameter"},
+      {1, "System Error"},
+      {-1, "System Error"},
+      {-10008, "System Error"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(ErrorMessage(catalogue, c.code), c.message) << c.code;
+}
+
+TEST(ErrorMessage, UnlistedBasesReadSystemError) {
+  const Catalogue catalogue;
+  for (Result base : {1, 12, 13, 20, 24, 30, 34, 39, 43, 48, 53, 99}) {
+    EXPECT_EQ(ErrorMessage(catalogue, base), "System Error") << base;
+  }
+}
+
+TEST(ErrorMessage, ADetailNamingNoVariableAddsNothing) {
+  const Catalogue catalogue;
+  // Position 60 is EEData; 160 cannot be a detail; 0 names nothing.
+  EXPECT_EQ(ErrorMessage(catalogue, 36010), "Error during data transfer when loading from EEPROM at variable--EEData");
+  EXPECT_EQ(ErrorMessage(catalogue, 30010), "Error during data transfer when loading from EEPROM");
+}
+
+TEST(ErrorMessage, NeverNeedsMoreThan120Bytes) {
+  const Catalogue catalogue;
+  std::size_t longest = 0;
+  for (Result context = -2; context <= 12; ++context) {
+    for (Result detail = 0; detail < 100; ++detail) {
+      for (Result base = -99; base < 100; ++base) {
+        const Result code = context * 10000 + (context < 0 ? -1 : 1) * (detail * 100 + (base < 0 ? -base : base));
+        longest = std::max(longest, ErrorMessage(catalogue, code).size());
+      }
+    }
+  }
+  for (Result code : {INT32_MIN, INT32_MAX, INT32_MIN + 1, 2147480000, -2147480000}) {
+    longest = std::max(longest, ErrorMessage(catalogue, code).size());
+  }
+  EXPECT_LT(longest, kMessageCapacity);
+}
+
+TEST(ResultComposition, SplitsAndJoins) {
+  constexpr CodeParts parts = Decompose(43910);
+  static_assert(parts.context == 4 && parts.detail == 39 && parts.base == 10);
+  static_assert(Decompose(-1).base == -1 && Decompose(-1).context == 0);
+  static_assert(WithContext(Context::kSendToNv, WithDetail(10, 39)) == 43910);
+  static_assert(ComposeSetResult(Context::kLoadFromFpga, 10000) == 1);
+  static_assert(ComposeSetResult(Context::kLoadFromFpga, 408) == 10408);
+  SUCCEED();
+}
+
+}  // namespace
+}  // namespace svodb

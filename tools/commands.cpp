@@ -1,0 +1,182 @@
+#include "commands.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "catalog/catalogue_table.h"
+#include "svodb/svodb.h"
+
+namespace svodb_tool {
+namespace {
+
+// ---- svodb vars ------------------------------------------------------------
+
+struct VariableRow {
+  int32_t position;
+  std::string name;
+  std::string units;
+  std::string flags;
+  const char* description;
+};
+
+std::string Trimmed(const char* text) {
+  std::string s = text == nullptr ? "" : text;
+  const auto first = s.find_first_not_of(" \t");
+  if (first == std::string::npos) return "";
+  return s.substr(first, s.find_last_not_of(" \t") - first + 1);
+}
+
+// The distinct unit texts of the four unit columns, joined with "/".
+std::string JoinedUnits(const svodb::Units& units) {
+  std::string joined;
+  for (const char* unit : units) {
+    const std::string text = Trimmed(unit);
+    if (text.empty() || joined == text || joined.find("/" + text) != std::string::npos ||
+        joined.rfind(text + "/", 0) == 0) {
+      continue;
+    }
+    joined += (joined.empty() ? "" : "/") + text;
+  }
+  return joined;
+}
+
+bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
+  uint8_t value = 0;
+  return query(name, &value) && value != 0;
+}
+
+// The flags a user cares about: R read-only, S status, T can come from the
+// motor's feedback device, E fixed while enabled, U user parameter, N kept
+// in NV memory.
+std::string FlagLetters(const char* name, const svodb::VariableRecord& record) {
+  std::string letters = "------";
+  if (Asked(ReadOnly_SVODB, name)) letters[0] = 'R';
+  if (Asked(StatVar_SVODB, name)) letters[1] = 'S';
+  if (Asked(TRXSelect_SVODB, name)) letters[2] = 'T';
+  if (Asked(EnabledUnchange_SVODB, name)) letters[3] = 'E';
+  if (record.Has(svodb::kUserFlag)) letters[4] = 'U';
+  if (record.Has(svodb::kNvFlag)) letters[5] = 'N';
+  return letters;
+}
+
+std::vector<VariableRow> CatalogueRows() {
+  std::vector<VariableRow> rows;
+  char name[SVODB_NAME_SIZE];
+  for (int32_t position = 1; position <= GetVarNum_SVODB(); ++position) {
+    if (!GetVarName_SVODB(position, name)) continue;
+    const svodb::VariableRecord& record = svodb::kCatalogueTable[static_cast<std::size_t>(position - 1)];
+    rows.push_back({position, name, JoinedUnits(record.units), FlagLetters(name, record), record.description});
+  }
+  return rows;
+}
+
+std::string JsonString(const std::string& text) {
+  std::string out = "\"";
+  for (char c : text) {
+    if (c == '"' || c == '\\') {
+      out += '\\';
+      out += c;
+    } else if (c == '\t') {
+      out += "\\t";
+    } else if (static_cast<unsigned char>(c) < 0x20) {
+      char escaped[8];
+      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+      out += escaped;
+    } else {
+      out += c;
+    }
+  }
+  return out + "\"";
+}
+
+void PrintJson(const std::vector<VariableRow>& rows) {
+  std::printf("[\n");
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const VariableRow& row = rows[i];
+    std::printf("  {\"position\": %d, \"name\": %s, \"units\": %s, \"flags\": %s, \"description\": %s}%s\n",
+                static_cast<int>(row.position), JsonString(row.name).c_str(), JsonString(row.units).c_str(),
+                JsonString(row.flags).c_str(), JsonString(row.description).c_str(),
+                i + 1 < rows.size() ? "," : "");
+  }
+  std::printf("]\n");
+}
+
+void PrintTable(const std::vector<VariableRow>& rows) {
+  std::size_t nameWidth = 4, unitWidth = 5;
+  for (const VariableRow& row : rows) {
+    nameWidth = std::max(nameWidth, row.name.size());
+    unitWidth = std::max(unitWidth, row.units.size());
+  }
+  const int nw = static_cast<int>(nameWidth), uw = static_cast<int>(unitWidth);
+  std::printf("%3s  %-*s  %-*s  %-6s  %s\n", "Pos", nw, "Name", uw, "Units", "Flags", "Description");
+  for (const VariableRow& row : rows) {
+    std::printf("%3d  %-*s  %-*s  %-6s  %s\n", static_cast<int>(row.position), nw, row.name.c_str(), uw,
+                row.units.c_str(), row.flags.c_str(), row.description);
+  }
+  std::printf("\nFlags: R read-only, S status, T from the motor's feedback device, "
+              "E fixed while enabled, U user parameter, N kept in NV memory\n");
+}
+
+int RunVars(const Args& args) {
+  bool json = false;
+  for (const std::string& arg : args) {
+    if (arg == "--json") {
+      json = true;
+    } else {
+      return UsageError("vars: unexpected argument '" + arg + "'");
+    }
+  }
+  const std::vector<VariableRow> rows = CatalogueRows();
+  if (json) {
+    PrintJson(rows);
+  } else {
+    PrintTable(rows);
+  }
+  return kExitOk;
+}
+
+// ---- svodb error -------------------------------------------------------------
+
+bool ParseInt32(const std::string& text, int32_t& value) {
+  if (text.empty()) return false;
+  errno = 0;
+  char* end = nullptr;
+  const long long parsed = std::strtoll(text.c_str(), &end, 0);
+  if (errno != 0 || *end != '\0' || parsed < INT32_MIN || parsed > INT32_MAX) return false;
+  value = static_cast<int32_t>(parsed);
+  return true;
+}
+
+int RunError(const Args& args) {
+  if (args.size() != 1) return UsageError("error: expected one result code (see svodb error --help)");
+  int32_t code = 0;
+  if (!ParseInt32(args[0], code)) return UsageError("error: '" + args[0] + "' is not a 32-bit integer");
+  char message[SVODB_MESSAGE_SIZE];
+  ErrorMessage_SVODB(code, message);
+  std::printf("%d: %s\n", static_cast<int>(code), message);
+  return kExitOk;
+}
+
+// clang-format off
+const Command kCommands[] = {
+    {"vars", "list the variable catalogue",
+     "usage: svodb vars [--json]\n"
+     "Lists every variable: position, name, units, flags and description.\n"
+     "  --json   print a JSON array instead of a table\n",
+     RunVars},
+    {"error", "explain a result code",
+     "usage: svodb error CODE\n"
+     "Prints the library's message for a result code (decimal, or 0x hexadecimal).\n",
+     RunError},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const Command> Commands() { return kCommands; }
+
+}  // namespace svodb_tool
