@@ -57,6 +57,64 @@ extern "C" {
  * text needs SVODB_COMPILE_TIME_SIZE bytes. */
 SVODB_API void SVODB_CALL DLLCompileTime_SVODB(char* text);
 
+/* The transport's version text, " and ", then this library's version
+ * "1.60.0000"; text needs SVODB_VERSION_SIZE bytes. Without a transport
+ * library the transport's part is empty. */
+SVODB_API void SVODB_CALL DLLVersion_SVODB(char* text);
+
+/* The version of the network library the transport uses; text needs
+ * SVODB_VERSION_SIZE bytes. Empty without a transport library. */
+SVODB_API void SVODB_CALL NCLVersion_SVODB(char* text);
+
+/* ---- Connection -------------------------------------------------------- */
+/* The transport library (libCommSVODB.so, CommSVODB.dll) is loaded at the
+ * first call that needs it. Without it every offline function still works and
+ * every function that needs the drive returns 0 ("No Response from drive"). */
+
+/* Opens the drive connection: connectionType 1 the serial port `port` at
+ * `baudRate`, 2 the network (A, B and E go to the network, port and baud rate
+ * are unused). Returns the transport's code, or 3 for any other type. */
+SVODB_API int32_t SVODB_CALL UsePort(int32_t port, int32_t baudRate, int32_t connectionType, int32_t a, int32_t b,
+                                     int32_t e);
+
+/* As UsePort, with the network's arguments C and D used when `extended` is
+ * non-zero. */
+SVODB_API int32_t SVODB_CALL UsePort2(int32_t port, int32_t baudRate, int32_t connectionType, int32_t a, int32_t b,
+                                      uint8_t extended, int32_t c, int32_t d);
+
+/* As UsePort2, with the network's arguments E, F and G as well. */
+SVODB_API int32_t SVODB_CALL UsePort3(int32_t port, int32_t baudRate, int32_t connectionType, int32_t a, int32_t b,
+                                      uint8_t extended, int32_t c, int32_t d, int32_t e, int32_t f, int32_t g);
+
+/* Closes the open connection; 1 when nothing is open. */
+SVODB_API int32_t SVODB_CALL ClosePort(void);
+
+/* Passes the transport's poll pause through; returns the transport's result.
+ * Exported on 32-bit Windows as _ChangeGetSleepTime_SVODB@4. */
+SVODB_API int32_t SVODB_CALL ChangeGetSleepTime_SVODB(int32_t value);
+
+/* The number of network axes the transport supports, into *axes; returns
+ * the transport's result (8 for a null pointer). */
+SVODB_API int32_t SVODB_CALL GetMaxNumMotoBusAxes_SVODB(int32_t* axes);
+
+/* Makes node 0 (the connected drive) or 1-6 (offline images) current for the
+ * offline functions; 23 for any other node. */
+SVODB_API int32_t SVODB_CALL SetNode_SVODB(int32_t node);
+
+/* Makes offline node 0-6 an image of a logic-version-3 drive; 23 above 6. */
+SVODB_API int32_t SVODB_CALL SetupOfflineNode_SVODB(int32_t node);
+
+/* Does nothing and returns 1 (kept for callers that reset the drive). */
+SVODB_API int32_t SVODB_CALL Reset_Drive(void);
+
+/* Raw access, straight through to the transport with no node, model or range
+ * handling. The outputs carry no meaning unless the result is 1; a null
+ * output pointer gives 8. */
+SVODB_API int32_t SVODB_CALL ReadUnitFPGA_SVODB(int32_t fpgaAddress, int32_t* data);
+SVODB_API int32_t SVODB_CALL WriteUnitFPGA_SVODB(int32_t fpgaAddress, int32_t data);
+SVODB_API int32_t SVODB_CALL ReadUnitEEPROM_SVODB(int32_t nvEntry, int32_t* fpgaRegister, int32_t* data);
+SVODB_API int32_t SVODB_CALL WriteUnitEEPROM_SVODB(int32_t nvEntry, int32_t fpgaRegister, int32_t data);
+
 /* ---- Variable catalogue ------------------------------------------------ */
 /* Names are matched without regard to case unless a function says otherwise. */
 

@@ -3,6 +3,7 @@
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/transport.h"
+#include "platform/transport_library.h"
 
 namespace svodb::api {
 namespace {
@@ -15,9 +16,10 @@ RegisterMap g_registers;
 uint32_t g_currentNode = 0;
 Transport* g_testTransport = nullptr;
 
+// The transport library is loaded at the first operation that needs it.
 Transport& BoundTransport() {
-  static NoTransport none;
-  return none;
+  static TransportLibrary library;
+  return library;
 }
 
 Transport& ActiveTransport() { return g_testTransport != nullptr ? *g_testTransport : BoundTransport(); }
@@ -26,8 +28,7 @@ Transport& ActiveTransport() { return g_testTransport != nullptr ? *g_testTransp
 
 LibraryContext Context() { return LibraryContext{g_database, g_registers, ActiveTransport()}; }
 
-uint32_t CurrentNode() { return g_currentNode; }
-void SetCurrentNode(uint32_t node) { g_currentNode = node; }
+uint32_t& CurrentNode() { return g_currentNode; }
 
 void UseTransportForTesting(Transport* transport) { g_testTransport = transport; }
 

@@ -12,8 +12,7 @@ namespace svodb::api {
 LibraryContext Context();
 
 // The node that offline exports work on (0-6).
-uint32_t CurrentNode();
-void SetCurrentNode(uint32_t node);
+uint32_t& CurrentNode();
 
 // Lets a test put its own transport (or the in-process virtual drive)
 // behind the exports; null restores the bound transport library.
