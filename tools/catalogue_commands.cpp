@@ -1,11 +1,10 @@
-#include "commands.h"
-
-#include <cerrno>
-#include <climits>
+// svodb vars and svodb error: the catalogue and the result codes.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <string>
+
+#include "cli.h"
 
 #include "catalog/catalogue_table.h"
 #include "svodb/svodb.h"
@@ -141,20 +140,11 @@ int RunVars(const Args& args) {
 
 // ---- svodb error -------------------------------------------------------------
 
-bool ParseInt32(const std::string& text, int32_t& value) {
-  if (text.empty()) return false;
-  errno = 0;
-  char* end = nullptr;
-  const long long parsed = std::strtoll(text.c_str(), &end, 0);
-  if (errno != 0 || *end != '\0' || parsed < INT32_MIN || parsed > INT32_MAX) return false;
-  value = static_cast<int32_t>(parsed);
-  return true;
-}
-
 int RunError(const Args& args) {
   if (args.size() != 1) return UsageError("error: expected one result code (see svodb error --help)");
-  int32_t code = 0;
-  if (!ParseInt32(args[0], code)) return UsageError("error: '" + args[0] + "' is not a 32-bit integer");
+  const std::optional<int32_t> parsed = ParseInt32(args[0]);
+  if (!parsed) return UsageError("error: '" + args[0] + "' is not a 32-bit integer");
+  const int32_t code = *parsed;
   char message[SVODB_MESSAGE_SIZE];
   ErrorMessage_SVODB(code, message);
   std::printf("%d: %s\n", static_cast<int>(code), message);
@@ -177,6 +167,6 @@ const Command kCommands[] = {
 
 }  // namespace
 
-std::span<const Command> Commands() { return kCommands; }
+std::span<const Command> CatalogueCommands() { return kCommands; }
 
 }  // namespace svodb_tool

@@ -1,0 +1,152 @@
+#include "cli.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "svodb/svodb.h"
+
+#ifndef _WIN32
+#include <dlfcn.h>
+#endif
+
+namespace svodb_tool {
+
+ConnectionOptions& Connection() {
+  static ConnectionOptions options;
+  return options;
+}
+
+const char* const kGlobalOptionsHelp =
+    "global options (anywhere on the line):\n"
+    "  --transport PATH   the transport library (default: the virtual drive next to svodb)\n"
+    "  --port N           serial port number (default 1)\n"
+    "  --baud B           serial baud rate (default 19200)\n"
+    "  --network A,B[,C,D[,E,F,G]]  use the network connection with these arguments\n";
+
+std::optional<int32_t> ParseInt32(const std::string& text) {
+  if (text.empty()) return std::nullopt;
+  errno = 0;
+  char* end = nullptr;
+  const long long parsed = std::strtoll(text.c_str(), &end, 0);
+  if (errno != 0 || *end != '\0' || parsed < INT32_MIN || parsed > INT32_MAX) return std::nullopt;
+  return static_cast<int32_t>(parsed);
+}
+
+std::optional<int32_t> ParseArgument(const std::string& command, const std::string& what, const std::string& text,
+                                     int32_t min, int32_t max) {
+  const std::optional<int32_t> value = ParseInt32(text);
+  if (!value || *value < min || *value > max) {
+    UsageError(command + ": " + what + " must be an integer from " + std::to_string(min) + " to " +
+               std::to_string(max) + ", not '" + text + "'");
+    return std::nullopt;
+  }
+  return value;
+}
+
+namespace {
+
+std::optional<std::vector<int32_t>> ParseList(const std::string& text) {
+  std::vector<int32_t> values;
+  std::size_t start = 0;
+  while (start <= text.size()) {
+    const std::size_t comma = text.find(',', start);
+    const std::size_t stop = comma == std::string::npos ? text.size() : comma;
+    const std::optional<int32_t> value = ParseInt32(text.substr(start, stop - start));
+    if (!value) return std::nullopt;
+    values.push_back(*value);
+    start = stop + 1;
+  }
+  if (values.size() != 2 && values.size() != 4 && values.size() != 7) return std::nullopt;
+  return values;
+}
+
+bool TakeOption(Args& args, std::size_t i) {
+  const std::string option = args[i];
+  if (i + 1 >= args.size()) {
+    UsageError(option + " needs a value");
+    return false;
+  }
+  const std::string value = args[i + 1];
+  args.erase(args.begin() + static_cast<std::ptrdiff_t>(i), args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
+  ConnectionOptions& options = Connection();
+  if (option == "--transport") {
+    options.transportPath = value;
+    return true;
+  }
+  if (option == "--network") {
+    const auto list = ParseList(value);
+    if (!list) UsageError("--network takes 2, 4 or 7 comma-separated integers, not '" + value + "'");
+    if (list) options.network = *list;
+    return list.has_value();
+  }
+  const std::optional<int32_t> number = ParseInt32(value);
+  if (!number) {
+    UsageError(option + " takes an integer, not '" + value + "'");
+    return false;
+  }
+  (option == "--port" ? options.port : options.baudRate) = *number;
+  return true;
+}
+
+}  // namespace
+
+bool TakeGlobalOptions(Args& args) {
+  for (std::size_t i = 0; i < args.size();) {
+    const std::string& arg = args[i];
+    if (arg == "--transport" || arg == "--port" || arg == "--baud" || arg == "--network") {
+      if (!TakeOption(args, i)) return false;
+    } else {
+      ++i;
+    }
+  }
+  return true;
+}
+
+void LoadTransport(const char* argv0) {
+#ifndef _WIN32
+  std::string path = Connection().transportPath;
+  const bool named = !path.empty();
+  if (!named) {
+    std::error_code error;
+    std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+    if (error) self = std::filesystem::absolute(argv0, error);
+    path = (self.parent_path() / "libCommSVODB.so").string();
+  }
+  // The library binds its transport by the name libCommSVODB.so; a library
+  // already loaded under that name (its soname) is the one it gets.
+  // Without a named transport the tool works offline quietly; commands that
+  // need the drive then say that it does not respond.
+  if (dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL) == nullptr && named) {
+    std::fprintf(stderr, "svodb: warning: cannot load the transport %s (%s); working offline\n", path.c_str(),
+                 dlerror());
+  }
+#else
+  (void)argv0;
+#endif
+}
+
+int32_t Connect() {
+  const ConnectionOptions& o = Connection();
+  if (o.network.empty()) return UsePort(o.port, o.baudRate, 1, 0, 0, 0);
+  std::vector<int32_t> n = o.network;
+  n.resize(7, 0);
+  const uint8_t extended = o.network.size() >= 4 ? 1 : 0;
+  return UsePort3(o.port, o.baudRate, 2, n[0], n[1], extended, n[2], n[3], n[4], n[5], n[6]);
+}
+
+int UsageError(const std::string& message) {
+  std::fprintf(stderr, "svodb: %s\n", message.c_str());
+  return kExitUsage;
+}
+
+int LibraryFailure(const std::string& what, int32_t code) {
+  char message[SVODB_MESSAGE_SIZE];
+  ErrorMessage_SVODB(code, message);
+  std::fprintf(stderr, "svodb: %s: %s (code %d)\n", what.c_str(), message, static_cast<int>(code));
+  return kExitFailure;
+}
+
+}  // namespace svodb_tool

@@ -1,0 +1,61 @@
+// What the svodb tool's commands share: their table entry, the global
+// options, argument parsing and the way failures are reported.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace svodb_tool {
+
+using Args = std::vector<std::string>;
+
+struct Command {
+  const char* name;
+  const char* summary;
+  const char* usage;  // the text of "svodb NAME --help"
+  int (*run)(const Args& args);
+};
+
+std::span<const Command> CatalogueCommands();
+std::span<const Command> DriveCommands();
+
+// Exit codes: 0 success, 1 the library reported a failure, 2 bad usage.
+inline constexpr int kExitOk = 0;
+inline constexpr int kExitFailure = 1;
+inline constexpr int kExitUsage = 2;
+
+// How to reach the drive, from the global options.
+struct ConnectionOptions {
+  std::string transportPath;  // empty: the virtual drive next to the tool
+  int32_t port = 1;
+  int32_t baudRate = 19200;
+  std::vector<int32_t> network;  // A, B [, C, D [, E, F, G]]: use the network
+};
+ConnectionOptions& Connection();
+
+// Removes the global options from args into Connection(); false (after
+// printing why) when one is malformed.
+bool TakeGlobalOptions(Args& args);
+extern const char* const kGlobalOptionsHelp;
+
+// Loads the transport library the options name, so that the library binds
+// it; prints a warning and carries on offline when it cannot be loaded.
+void LoadTransport(const char* argv0);
+
+// Opens the connection the options describe; the library's code.
+int32_t Connect();
+
+// Prints "svodb: MESSAGE" to standard error and returns kExitUsage.
+int UsageError(const std::string& message);
+// Prints "svodb: WHAT: <library message> (code N)" and returns kExitFailure.
+int LibraryFailure(const std::string& what, int32_t code);
+
+std::optional<int32_t> ParseInt32(const std::string& text);
+// Parses an integer argument in [min, max]; prints a usage error if not.
+std::optional<int32_t> ParseArgument(const std::string& command, const std::string& what, const std::string& text,
+                                     int32_t min, int32_t max);
+
+}  // namespace svodb_tool

@@ -1,0 +1,63 @@
+// svodb: the parameter database of the servo drive family from the command
+// line. It uses the library only through its public C interface.
+#include <cstdio>
+#include <string>
+
+#include "cli.h"
+
+namespace svodb_tool {
+namespace {
+
+template <typename Visit>
+void ForEachCommand(Visit visit) {
+  for (const Command& command : CatalogueCommands()) visit(command);
+  for (const Command& command : DriveCommands()) visit(command);
+}
+
+void PrintOverview() {
+  std::printf("usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n\ncommands:\n");
+  ForEachCommand([](const Command& command) { std::printf("  %-10s %s\n", command.name, command.summary); });
+  std::printf("\n%s", kGlobalOptionsHelp);
+}
+
+const Command* FindCommand(const std::string& name) {
+  const Command* found = nullptr;
+  ForEachCommand([&](const Command& command) {
+    if (name == command.name) found = &command;
+  });
+  return found;
+}
+
+bool WantsHelp(const Args& args) {
+  for (const std::string& arg : args) {
+    if (arg == "--help" || arg == "-h") return true;
+  }
+  return false;
+}
+
+}  // namespace
+}  // namespace svodb_tool
+
+int main(int argc, char** argv) {
+  using namespace svodb_tool;
+  Args args(argv + 1, argv + argc);
+  if (!TakeGlobalOptions(args)) return kExitUsage;
+  if (args.empty()) {
+    PrintOverview();
+    return kExitUsage;
+  }
+  const std::string name = args.front();
+  args.erase(args.begin());
+  if (name == "--help" || name == "-h" || name == "help") {
+    PrintOverview();
+    return kExitOk;
+  }
+  const Command* command = FindCommand(name);
+  if (command == nullptr) return UsageError("unknown command '" + name + "' (see svodb --help)");
+  if (WantsHelp(args)) {
+    std::printf("%s\n%s", command->usage, kGlobalOptionsHelp);
+    return kExitOk;
+  }
+  LoadTransport(argv[0]);
+  return command->run(args);
+}
