@@ -1,5 +1,7 @@
 #include "api/global_state.h"
 
+#include <memory>
+
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/transport.h"
@@ -31,5 +33,13 @@ LibraryContext Context() { return LibraryContext{g_database, g_registers, Active
 uint32_t& CurrentNode() { return g_currentNode; }
 
 void UseTransportForTesting(Transport* transport) { g_testTransport = transport; }
+
+void ResetForTesting() {
+  std::destroy_at(&g_registers);
+  std::destroy_at(&g_database);
+  std::construct_at(&g_database);
+  std::construct_at(&g_registers);
+  g_currentNode = 0;
+}
 
 }  // namespace svodb::api

@@ -18,4 +18,8 @@ uint32_t& CurrentNode();
 // behind the exports; null restores the bound transport library.
 void UseTransportForTesting(Transport* transport);
 
+// Puts every process-wide object back in its state at load, so that tests
+// of run-time changes do not see each other.
+void ResetForTesting();
+
 }  // namespace svodb::api

@@ -1,0 +1,93 @@
+// Misbehaviour the virtual drive is told to show: failing calls, settings
+// that read back differently, writes that do not stick, NV entries that
+// name the wrong register, an NV erase that reports "busy".
+//
+// Counting starts when a rule is added: "the 2nd call" is the second
+// matching call after FailCall returned. A rule marked kOnce is spent when
+// it has acted; kAlways rules act until Clear().
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "call_log.h"
+
+namespace svodb::sim {
+
+enum class Persistence : uint8_t { kOnce, kAlways };
+
+class FaultPlan {
+ public:
+  // --- setting up ---
+
+  // The callNumber-th call (1-based) of the operation answers `code` and
+  // does nothing else. With firstArgument given only calls whose first
+  // argument (FPGA address, NV entry, port, byte ...) equals it count.
+  void FailCall(Operation operation, int callNumber, int32_t code,
+                std::optional<int32_t> firstArgument = std::nullopt);
+  void FailEveryCall(Operation operation, int32_t code,
+                     std::optional<int32_t> firstArgument = std::nullopt);
+
+  // The second read of the FPGA address (kAlways: every second read) comes
+  // back with the bits of xorMask flipped, like a setting disturbed between
+  // two reads.
+  void ChangeSecondRead(int32_t fpgaAddress, uint8_t xorMask = 0x01,
+                        Persistence persistence = Persistence::kOnce);
+
+  // Writes are answered with success but leave the drive as it was.
+  void DropFpgaWrite(int32_t fpgaAddress, Persistence persistence = Persistence::kOnce);
+  void DropNvWrite(int32_t entry, Persistence persistence = Persistence::kOnce);
+
+  // Reads of the NV entry report fpgaRegister as the entry's register until
+  // the entry is next rewritten or erased (a write stores the register it is
+  // given and so repairs the entry). The drive's power-up load is not a read
+  // over the bus and uses the stored register.
+  void ReportWrongNvRegister(int32_t entry, int32_t fpgaRegister);
+
+  // NVEraseUnit of the entry answers 2 ("busy, try once more") and erases
+  // nothing.
+  void EraseAnswersBusy(int32_t entry, Persistence persistence = Persistence::kOnce);
+
+  void Clear() noexcept;
+  bool IsEmpty() const noexcept;
+
+  // --- consulted by the drive, once per call ---
+
+  // The code a failing rule makes this call answer; counts the call.
+  std::optional<int32_t> TakeFailure(Operation operation, std::optional<int32_t> firstArgument);
+  // The bits to flip in this read of the address (0 = read as it is).
+  uint8_t TakeReadDistortion(int32_t fpgaAddress);
+  bool TakeDroppedFpgaWrite(int32_t fpgaAddress);
+  bool TakeDroppedNvWrite(int32_t entry);
+  bool TakeBusyErase(int32_t entry);
+  std::optional<int32_t> WrongRegisterFor(int32_t entry) const;
+  void ForgetWrongRegister(int32_t entry) noexcept;
+
+ private:
+  struct CallFailure {
+    Operation operation;
+    std::optional<int32_t> firstArgument;
+    int callNumber;  // 0 = every call
+    int seen;
+    int32_t code;
+  };
+  struct AddressRule {
+    int32_t address;
+    Persistence persistence;
+    int seen;
+    uint8_t xorMask;
+  };
+
+  static bool TakeAddressRule(std::vector<AddressRule>& rules, int32_t address);
+
+  std::vector<CallFailure> failures_;
+  std::vector<AddressRule> secondReads_;
+  std::vector<AddressRule> droppedFpgaWrites_;
+  std::vector<AddressRule> droppedNvWrites_;
+  std::vector<AddressRule> busyErases_;
+  std::map<int32_t, int32_t> wrongRegisters_;
+};
+
+}  // namespace svodb::sim
