@@ -5,9 +5,9 @@ namespace svodb::sim {
 namespace {
 
 constexpr std::array<std::string_view, kOperationCount> kOperationNames{
-    "InitComPort",      "InitMotoBus",      "KillMotoBus",    "GetCommType",          "GetVarFromFPGA",
-    "PutVarToFPGA",     "GetVarFromEEPROM", "PutVarToEEPROM", "NVEraseUnit",          "FlushPort",
-    "ChangeBaudRate",   "SendISPByte",      "GetISPStatus",   "ChangeGetSleepTime",   "GetMaxNumMotoBusAxes",
+    "InitComPort",      "InitMotoBus",      "KillMotoBus",    "GetCommType",        "GetVarFromFPGA",
+    "PutVarToFPGA",     "GetVarFromEEPROM", "PutVarToEEPROM", "NVEraseUnit",        "FlushPort",
+    "ChangeBaudRate",   "SendISPByte",      "GetISPStatus",   "ChangeGetSleepTime", "GetMaxNumMotoBusAxes",
     "CommSVODBVersion", "CommNCLVersion",
 };
 

@@ -52,8 +52,8 @@ void FaultPlan::Clear() noexcept {
 }
 
 bool FaultPlan::IsEmpty() const noexcept {
-  return failures_.empty() && secondReads_.empty() && droppedFpgaWrites_.empty() && droppedNvWrites_.empty() &&
-         busyErases_.empty() && wrongRegisters_.empty();
+  return failures_.empty() && secondReads_.empty() && droppedFpgaWrites_.empty() &&
+         droppedNvWrites_.empty() && busyErases_.empty() && wrongRegisters_.empty();
 }
 
 std::optional<int32_t> FaultPlan::TakeFailure(Operation operation, std::optional<int32_t> firstArgument) {
@@ -65,7 +65,8 @@ std::optional<int32_t> FaultPlan::TakeFailure(Operation operation, std::optional
     const bool fires = rule.callNumber == 0 || rule.seen == rule.callNumber;
     if (fires && !code) code = rule.code;
   }
-  std::erase_if(failures_, [](const CallFailure& rule) { return rule.callNumber != 0 && rule.seen >= rule.callNumber; });
+  std::erase_if(failures_,
+                [](const CallFailure& rule) { return rule.callNumber != 0 && rule.seen >= rule.callNumber; });
   return code;
 }
 
@@ -76,19 +77,23 @@ uint8_t FaultPlan::TakeReadDistortion(int32_t fpgaAddress) {
     ++rule.seen;
     if (rule.seen % 2 == 0) mask ^= rule.xorMask;
   }
-  std::erase_if(secondReads_,
-                [](const AddressRule& rule) { return rule.persistence == Persistence::kOnce && rule.seen >= 2; });
+  std::erase_if(secondReads_, [](const AddressRule& rule) {
+    return rule.persistence == Persistence::kOnce && rule.seen >= 2;
+  });
   return mask;
 }
 
 bool FaultPlan::TakeAddressRule(std::vector<AddressRule>& rules, int32_t address) {
-  const auto it = std::find_if(rules.begin(), rules.end(), [address](const AddressRule& rule) { return rule.address == address; });
+  const auto it = std::find_if(rules.begin(), rules.end(),
+                               [address](const AddressRule& rule) { return rule.address == address; });
   if (it == rules.end()) return false;
   if (it->persistence == Persistence::kOnce) rules.erase(it);
   return true;
 }
 
-bool FaultPlan::TakeDroppedFpgaWrite(int32_t fpgaAddress) { return TakeAddressRule(droppedFpgaWrites_, fpgaAddress); }
+bool FaultPlan::TakeDroppedFpgaWrite(int32_t fpgaAddress) {
+  return TakeAddressRule(droppedFpgaWrites_, fpgaAddress);
+}
 
 bool FaultPlan::TakeDroppedNvWrite(int32_t entry) { return TakeAddressRule(droppedNvWrites_, entry); }
 

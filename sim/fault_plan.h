@@ -27,8 +27,7 @@ class FaultPlan {
   // argument (FPGA address, NV entry, port, byte ...) equals it count.
   void FailCall(Operation operation, int callNumber, int32_t code,
                 std::optional<int32_t> firstArgument = std::nullopt);
-  void FailEveryCall(Operation operation, int32_t code,
-                     std::optional<int32_t> firstArgument = std::nullopt);
+  void FailEveryCall(Operation operation, int32_t code, std::optional<int32_t> firstArgument = std::nullopt);
 
   // The second read of the FPGA address (kAlways: every second read) comes
   // back with the bits of xorMask flipped, like a setting disturbed between

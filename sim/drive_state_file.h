@@ -1,0 +1,35 @@
+// The virtual drive's persistent memories (NV and the motor data copy) as a
+// text file, so a drive keeps its serial number and parameters from one
+// process to the next.
+//
+// Format, one item per line, decimal unless said otherwise:
+//
+//   svodb-virtual-drive-state 1
+//   nv <entry> <register> <data>                 one line per entry, 0-255
+//   motor <address> <16 bytes, two hex digits each, blank-separated>
+//                                                one line per 16 bytes, 0-511
+//
+// Lines starting with '#' and blank lines are ignored. Every NV entry and
+// every motor row must appear exactly once, or the file is rejected whole.
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "drive_memories.h"
+
+namespace svodb::sim {
+
+std::string FormatState(const PersistentState& state);
+std::optional<PersistentState> ParseState(std::string_view text);
+
+// Writes a temporary file beside the target and renames it over the target,
+// so a reader never sees half a state. False when either step fails.
+bool WriteStateFile(const std::filesystem::path& path, const PersistentState& state);
+
+// None when the file is missing, unreadable or malformed.
+std::optional<PersistentState> ReadStateFile(const std::filesystem::path& path);
+
+}  // namespace svodb::sim

@@ -1,0 +1,197 @@
+// The transport library over one process-wide virtual drive, so any client
+// of the transport's interface runs without hardware.
+//
+// The drive is built on first use from environment variables of its own:
+//   SVODB_SIM_MODEL    model code (default 31)
+//   SVODB_SIM_LOGIC    logic version (default 4)
+//   SVODB_SIM_VERSION  version text of the logic (default "4.0A")
+//   SVODB_SIM_STATE    path of a state file (default: none)
+// A value the drive cannot have is ignored in favour of the default drive.
+// With a state file, NV memory and the motor data copy carry over from one
+// process to the next: an existing file is loaded at start (then the drive
+// powers up from it), and the file is rewritten after every call that
+// changed either.
+#define COMMSVODB_BUILDING_LIBRARY
+#include <cerrno>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+#include "drive_state_file.h"
+#include "svodb/commsvodb.h"
+#include "virtual_drive.h"
+
+namespace {
+
+using svodb::sim::DriveConfig;
+using svodb::sim::VirtualDrive;
+
+std::optional<std::string> Environment(const char* name) {
+  const char* value = std::getenv(name);
+  if (value == nullptr || *value == '\0') return std::nullopt;
+  return std::string(value);
+}
+
+std::optional<int32_t> IntegerFromEnvironment(const char* name) {
+  const std::optional<std::string> text = Environment(name);
+  if (!text) return std::nullopt;
+  char* end = nullptr;
+  errno = 0;
+  const long value = std::strtol(text->c_str(), &end, 10);
+  if (errno != 0 || *end != '\0' || value < INT32_MIN || value > INT32_MAX) return std::nullopt;
+  return static_cast<int32_t>(value);
+}
+
+DriveConfig ConfigFromEnvironment() {
+  DriveConfig config;
+  if (const auto model = IntegerFromEnvironment("SVODB_SIM_MODEL")) config.modelCode = *model;
+  if (const auto logic = IntegerFromEnvironment("SVODB_SIM_LOGIC")) config.logicVersion = *logic;
+  if (const auto version = Environment("SVODB_SIM_VERSION")) config.versionText = *version;
+  return config;
+}
+
+VirtualDrive MakeDrive() {
+  try {
+    return VirtualDrive(ConfigFromEnvironment());
+  } catch (const std::invalid_argument&) {
+    return VirtualDrive();
+  }
+}
+
+class SharedDrive {
+ public:
+  SharedDrive() : drive_(MakeDrive()), statePath_(Environment("SVODB_SIM_STATE")) {
+    // A long-running client would otherwise grow the log without end.
+    drive_.Log().SetRecording(false);
+    LoadState();
+  }
+
+  // Runs one transport call and saves the state when the call changed it.
+  // Clients call the transport from one thread at a time, as they do the
+  // library, so there is no lock.
+  template <typename Call>
+  auto Run(Call&& call) {
+    const uint64_t before = drive_.PersistentRevision();
+    auto result = call(drive_);
+    if (drive_.PersistentRevision() != before) SaveState();
+    return result;
+  }
+
+ private:
+  void LoadState() {
+    if (!statePath_) return;
+    const auto state = svodb::sim::ReadStateFile(*statePath_);
+    if (!state) return;
+    drive_.RestoreState(*state);
+    drive_.PowerCycle();
+  }
+
+  void SaveState() const {
+    if (statePath_) svodb::sim::WriteStateFile(*statePath_, drive_.SaveState());
+  }
+
+  VirtualDrive drive_;
+  std::optional<std::filesystem::path> statePath_;
+};
+
+SharedDrive& Shared() {
+  static SharedDrive shared;
+  return shared;
+}
+
+// No exception leaves the library: a call that throws (out of memory, a
+// state file that cannot be written) answers "No Response from drive".
+template <typename Call>
+int32_t Guarded(Call&& call) noexcept {
+  try {
+    return Shared().Run(call);
+  } catch (...) {
+    return 0;
+  }
+}
+
+}  // namespace
+
+extern "C" {
+
+COMMSVODB_API int32_t COMMSVODB_CALL InitComPort(int32_t port, int32_t baudRate) {
+  return Guarded([&](VirtualDrive& drive) { return drive.InitComPort(port, baudRate); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL InitMotoBus(int32_t a, int32_t b, int32_t extended, int32_t c, int32_t d,
+                                                 int32_t e, int32_t f, int32_t g) {
+  return Guarded([&](VirtualDrive& drive) { return drive.InitMotoBus({a, b, extended, c, d, e, f, g}); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL KillMotoBus(void) {
+  return Guarded([](VirtualDrive& drive) { return drive.KillMotoBus(); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL GetCommType(void) {
+  return Guarded([](VirtualDrive& drive) { return drive.GetCommType(); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL GetVarFromFPGA(int32_t address, int32_t* data, int32_t* second) {
+  return Guarded([&](VirtualDrive& drive) { return drive.GetVarFromFPGA(address, data, second); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL PutVarToFPGA(int32_t address, int32_t data) {
+  return Guarded([&](VirtualDrive& drive) { return drive.PutVarToFPGA(address, data); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL GetVarFromEEPROM(int32_t entry, int32_t* fpgaRegister, int32_t* data) {
+  return Guarded([&](VirtualDrive& drive) { return drive.GetVarFromEEPROM(entry, fpgaRegister, data); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL PutVarToEEPROM(int32_t entry, int32_t fpgaRegister, int32_t data) {
+  return Guarded([&](VirtualDrive& drive) { return drive.PutVarToEEPROM(entry, fpgaRegister, data); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL NVEraseUnit(int32_t entry) {
+  return Guarded([&](VirtualDrive& drive) { return drive.NVEraseUnit(entry); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL FlushPort(void) {
+  return Guarded([](VirtualDrive& drive) { return drive.FlushPort(); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL ChangeBaudRate(int32_t baudRate) {
+  return Guarded([&](VirtualDrive& drive) { return drive.ChangeBaudRate(baudRate); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL SendISPByte(int32_t byte, int32_t* status) {
+  return Guarded([&](VirtualDrive& drive) { return drive.SendISPByte(byte, status); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL GetISPStatus(int32_t* status, int32_t timeout_ms) {
+  return Guarded([&](VirtualDrive& drive) { return drive.GetISPStatus(status, timeout_ms); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL ChangeGetSleepTime(int32_t value) {
+  return Guarded([&](VirtualDrive& drive) { return drive.ChangeGetSleepTime(value); });
+}
+
+COMMSVODB_API int32_t COMMSVODB_CALL GetMaxNumMotoBusAxes(int32_t* axes) {
+  return Guarded([&](VirtualDrive& drive) { return drive.GetMaxNumMotoBusAxes(axes); });
+}
+
+COMMSVODB_API void COMMSVODB_CALL CommSVODBVersion(char* text) {
+  if (text != nullptr) text[0] = '\0';
+  Guarded([&](VirtualDrive& drive) {
+    drive.CommSVODBVersion(text);
+    return 1;
+  });
+}
+
+COMMSVODB_API void COMMSVODB_CALL CommNCLVersion(char* text) {
+  if (text != nullptr) text[0] = '\0';
+  Guarded([&](VirtualDrive& drive) {
+    drive.CommNCLVersion(text);
+    return 1;
+  });
+}
+
+}  // extern "C"
