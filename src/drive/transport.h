@@ -46,7 +46,7 @@ class Transport {
 
 // The transport when no transport library could be bound: no connection,
 // every drive operation answers "No Response from drive", empty versions.
-class NoTransport final : public Transport {
+class NoTransport : public Transport {
  public:
   int32_t InitComPort(int32_t, int32_t) override { return 0; }
   int32_t InitMotoBus(const std::array<int32_t, 8>&) override { return 0; }

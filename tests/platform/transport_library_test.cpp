@@ -1,0 +1,109 @@
+// The binding of the transport library: found functions are called with the
+// caller's arguments; a missing library or function answers as a drive that
+// does not respond, never crashes.
+#include "platform/transport_library.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <string>
+
+#include "svodb/commsvodb.h"
+
+namespace svodb {
+namespace {
+
+int g_loads = 0;
+int32_t g_lastAddress = -1;
+
+int32_t COMMSVODB_CALL FakeGetVarFromFpga(int32_t address, int32_t* data, int32_t*) {
+  g_lastAddress = address;
+  *data = 0x42;
+  return 1;
+}
+int32_t COMMSVODB_CALL FakeGetCommType() { return 2; }
+int32_t COMMSVODB_CALL FakeInitMotoBus(int32_t a, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t h) {
+  return a * 10 + h;
+}
+void COMMSVODB_CALL FakeVersion(char* text) { std::strcpy(text, "fake transport 2.0"); }
+
+// A library that has only the functions it is given.
+class FakeLibrary final : public SharedLibrary {
+ public:
+  explicit FakeLibrary(std::map<std::string, void*> functions) : functions_(std::move(functions)) {}
+  void* FindFunction(const char* name) const override {
+    const auto found = functions_.find(name);
+    return found == functions_.end() ? nullptr : found->second;
+  }
+
+ private:
+  std::map<std::string, void*> functions_;
+};
+
+SharedLibraryLoader PartialLibrary() {
+  return [] {
+    ++g_loads;
+    return std::make_unique<FakeLibrary>(std::map<std::string, void*>{
+        {"GetVarFromFPGA", reinterpret_cast<void*>(&FakeGetVarFromFpga)},
+        {"GetCommType", reinterpret_cast<void*>(&FakeGetCommType)},
+        {"InitMotoBus", reinterpret_cast<void*>(&FakeInitMotoBus)},
+        {"CommSVODBVersion", reinterpret_cast<void*>(&FakeVersion)},
+    });
+  };
+}
+
+TEST(TransportLibrary, LoadsOnceAtTheFirstOperationThatNeedsIt) {
+  g_loads = 0;
+  TransportLibrary transport(PartialLibrary());
+  EXPECT_EQ(g_loads, 0);
+  EXPECT_EQ(transport.GetCommType(), 2);
+  EXPECT_EQ(transport.GetCommType(), 2);
+  EXPECT_EQ(g_loads, 1);
+}
+
+TEST(TransportLibrary, CallsTheFunctionsItFinds) {
+  TransportLibrary transport(PartialLibrary());
+  int32_t data = 0, second = 0;
+  EXPECT_EQ(transport.GetVarFromFPGA(77, &data, &second), 1);
+  EXPECT_EQ(g_lastAddress, 77);
+  EXPECT_EQ(data, 0x42);
+  EXPECT_EQ(transport.InitMotoBus({3, 0, 0, 0, 0, 0, 0, 9}), 39);
+  char text[kTransportVersionCapacity];
+  transport.CommSVODBVersion(text);
+  EXPECT_STREQ(text, "fake transport 2.0");
+}
+
+TEST(TransportLibrary, AMissingFunctionAnswersNoResponse) {
+  TransportLibrary transport(PartialLibrary());
+  int32_t value = 5, other = 5;
+  EXPECT_EQ(transport.PutVarToFPGA(1, 2), 0);
+  EXPECT_EQ(transport.GetVarFromEEPROM(1, &value, &other), 0);
+  EXPECT_EQ(transport.NVEraseUnit(140), 0);
+  EXPECT_EQ(transport.InitComPort(1, 19200), 0);
+  EXPECT_EQ(transport.GetISPStatus(&value, 10), 0);
+  EXPECT_EQ(value, 5);
+  char text[kTransportVersionCapacity];
+  std::memset(text, 'X', sizeof text);
+  transport.CommNCLVersion(text);
+  EXPECT_STREQ(text, "");
+}
+
+TEST(TransportLibrary, AMissingLibraryIsNoConnection) {
+  TransportLibrary transport([] { return std::unique_ptr<SharedLibrary>(); });
+  EXPECT_FALSE(transport.IsLoaded());
+  EXPECT_EQ(transport.GetCommType(), 0);
+  int32_t value = 0;
+  EXPECT_EQ(transport.GetVarFromFPGA(30, &value, &value), 0);
+  EXPECT_EQ(transport.KillMotoBus(), 0);
+  char text[kTransportVersionCapacity] = "stale";
+  transport.CommSVODBVersion(text);
+  EXPECT_STREQ(text, "");
+}
+
+TEST(TransportLibrary, TheSystemLoaderReportsAFileThatIsNotThere) {
+  EXPECT_EQ(LoadSharedLibrary("libsvodb-no-such-transport.so"), nullptr);
+}
+
+}  // namespace
+}  // namespace svodb
