@@ -8,11 +8,13 @@ namespace svodb {
 struct ParameterDatabase;
 class RegisterMap;
 class Transport;
+class Platform;
 
 struct LibraryContext {
   ParameterDatabase& db;
   RegisterMap& registers;
   Transport& transport;
+  Platform& platform;
 };
 
 }  // namespace svodb

@@ -5,6 +5,7 @@
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/transport.h"
+#include "platform/platform.h"
 #include "platform/transport_library.h"
 
 namespace svodb::api {
@@ -17,6 +18,7 @@ RegisterMap g_registers;
 
 uint32_t g_currentNode = 0;
 Transport* g_testTransport = nullptr;
+Platform* g_testPlatform = nullptr;
 
 // The transport library is loaded at the first operation that needs it.
 Transport& BoundTransport() {
@@ -26,13 +28,16 @@ Transport& BoundTransport() {
 
 Transport& ActiveTransport() { return g_testTransport != nullptr ? *g_testTransport : BoundTransport(); }
 
+Platform& ActivePlatform() { return g_testPlatform != nullptr ? *g_testPlatform : SystemPlatform(); }
+
 }  // namespace
 
-LibraryContext Context() { return LibraryContext{g_database, g_registers, ActiveTransport()}; }
+LibraryContext Context() { return LibraryContext{g_database, g_registers, ActiveTransport(), ActivePlatform()}; }
 
 uint32_t& CurrentNode() { return g_currentNode; }
 
 void UseTransportForTesting(Transport* transport) { g_testTransport = transport; }
+void UsePlatformForTesting(Platform* platform) { g_testPlatform = platform; }
 
 void ResetForTesting() {
   std::destroy_at(&g_registers);

@@ -17,6 +17,8 @@ uint32_t& CurrentNode();
 // Lets a test put its own transport (or the in-process virtual drive)
 // behind the exports; null restores the bound transport library.
 void UseTransportForTesting(Transport* transport);
+// Likewise for the platform (a virtual clock, a recorded message queue).
+void UsePlatformForTesting(Platform* platform);
 
 // Puts every process-wide object back in its state at load, so that tests
 // of run-time changes do not see each other.

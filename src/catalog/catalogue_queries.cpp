@@ -1,6 +1,7 @@
 #include "catalog/catalogue_queries.h"
 
 #include "catalog/parameter_database.h"
+#include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 
@@ -57,6 +58,23 @@ bool QueryMfgNvParameter(LibraryContext& ctx, std::string_view name, uint8_t& ou
   if (!supported) return false;
   out = *supported && record->Has(kNvFlag) && !record->Has(kUserFlag) && record->Has(kPresentedFlag) ? 1 : 0;
   return true;
+}
+
+std::optional<std::string> GetUnitText(LibraryContext& ctx, std::string_view name, uint32_t node) {
+  const VariableRecord* record = ctx.db.catalogue.Find(name);
+  if (record == nullptr || node > kMaxNode) return std::nullopt;
+  int32_t commandSource = 0;
+  uint32_t mode = 0;
+  if (node == 0) {
+    mode = ctx.db.connectedMode;
+    if (ReadRegisterOnline(ctx, "CmdSrc", commandSource) != code::kOk) return std::nullopt;
+  } else {
+    mode = ctx.db.nodes[node].mode;
+    if (ctx.registers.GetRawValue("CmdSrc", static_cast<int32_t>(node), commandSource) != code::kOk) {
+      return std::nullopt;
+    }
+  }
+  return std::string(record->units[static_cast<std::size_t>(UnitColumn(commandSource, mode))]);
 }
 
 bool QueryFlag(LibraryContext& ctx, std::string_view name, Flag flag, uint8_t& out) {

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "catalog/catalogue_table.h"
@@ -21,6 +22,11 @@ bool QueryReadOnly(LibraryContext& ctx, std::string_view name, uint8_t& out);
 bool QueryForUser(LibraryContext& ctx, std::string_view name, uint8_t& out);
 bool QueryUserNvParameter(LibraryContext& ctx, std::string_view name, uint8_t& out);
 bool QueryMfgNvParameter(LibraryContext& ctx, std::string_view name, uint8_t& out);
+// The unit text of the node's present unit column: for node 0 the
+// connected drive's mode and its CmdSrc as read now, for nodes 1-6 the
+// image's mode and CmdSrc. None for an unknown name or an unreadable CmdSrc.
+std::optional<std::string> GetUnitText(LibraryContext& ctx, std::string_view name, uint32_t node);
+
 // The plain flag queries: true and the flag for a known name.
 bool QueryFlag(LibraryContext& ctx, std::string_view name, Flag flag, uint8_t& out);
 

@@ -1,0 +1,30 @@
+// The operating system as the drive protocols use it: a millisecond clock,
+// pauses, the caller's message queue and posting to the caller's window.
+// Windows uses timeGetTime, Sleep, PeekMessageA/TranslateMessage/
+// DispatchMessageA and PostMessageA. Tests use a virtual clock on which a
+// pause returns at once and time moves on by the amount paused.
+#pragma once
+
+#include <cstdint>
+
+namespace svodb {
+
+class Platform {
+ public:
+  virtual ~Platform() = default;
+
+  // Milliseconds from an arbitrary start; wraps like timeGetTime.
+  virtual uint32_t NowMs() = 0;
+  virtual void SleepMs(uint32_t duration_ms) = 0;
+  // Handles at most one message waiting for the calling thread; true when
+  // there was one.
+  virtual bool PumpOneMessage() = 0;
+  // Posts a message to the caller's window; false when it could not be
+  // posted.
+  virtual bool PostWindowMessage(uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) = 0;
+};
+
+// The platform of the running system.
+Platform& SystemPlatform();
+
+}  // namespace svodb

@@ -1,0 +1,57 @@
+#include "platform/platform.h"
+
+#include <chrono>
+#include <thread>
+
+#ifdef _WIN32
+#include <windows.h>
+// windows.h first: the multimedia timer header needs its types.
+#include <mmsystem.h>
+#endif
+
+namespace svodb {
+namespace {
+
+#ifdef _WIN32
+class WindowsPlatform final : public Platform {
+ public:
+  uint32_t NowMs() override { return static_cast<uint32_t>(timeGetTime()); }
+  void SleepMs(uint32_t duration_ms) override { Sleep(duration_ms); }
+  bool PumpOneMessage() override {
+    MSG message;
+    if (!PeekMessageA(&message, nullptr, 0, 0, PM_REMOVE)) return false;
+    TranslateMessage(&message);
+    DispatchMessageA(&message);
+    return true;
+  }
+  bool PostWindowMessage(uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+    return PostMessageA(reinterpret_cast<HWND>(window), message, wParam, lParam) != 0;
+  }
+};
+#else
+class PosixPlatform final : public Platform {
+ public:
+  uint32_t NowMs() override {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
+  }
+  void SleepMs(uint32_t duration_ms) override {
+    std::this_thread::sleep_for(std::chrono::milliseconds(duration_ms));
+  }
+  bool PumpOneMessage() override { return false; }
+  bool PostWindowMessage(uintptr_t, uint32_t, uintptr_t, intptr_t) override { return false; }
+};
+#endif
+
+}  // namespace
+
+Platform& SystemPlatform() {
+#ifdef _WIN32
+  static WindowsPlatform platform;
+#else
+  static PosixPlatform platform;
+#endif
+  return platform;
+}
+
+}  // namespace svodb
