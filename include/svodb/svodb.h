@@ -159,12 +159,97 @@ SVODB_API bool SVODB_CALL TRXSelect_SVODB(const char* name, uint8_t* value);
  * an unknown name. */
 SVODB_API bool SVODB_CALL EnabledUnchange_SVODB(const char* name, uint8_t* value);
 
+/* ---- Drive identity and operating mode ---------------------------------- */
+/* Modes: 0 torque (current), 1 velocity. The functions without "Online" work
+ * on the current node (SetNode_SVODB); node 0 is the connected drive's image. */
+
+/* The node's model code (31 at load); returns 1, or 8 for a null pointer. */
+SVODB_API int32_t SVODB_CALL GetModel_SVODB(int32_t* model);
+/* Stores any model code as the node's; returns 1. */
+SVODB_API int32_t SVODB_CALL SetModel_SVODB(int32_t model);
+/* Reads the connected drive's model code and keeps it for node 0. */
+SVODB_API int32_t SVODB_CALL GetModelOnline_SVODB(int32_t* model);
+/* 1 when the node's model is the connected drive's, 9 when it is not. */
+SVODB_API int32_t SVODB_CALL CKModel_SVODB(void);
+/* Derives the node's mode from its stored OpMode and S2-1, keeps and outputs
+ * it; 23 when they give no mode. */
+SVODB_API int32_t SVODB_CALL GetMode_SVODB(int32_t* mode);
+/* Stores the node's OpMode (0 torque, 1 velocity, 2 follow S2-1, 3 position)
+ * and derives its mode. */
+SVODB_API int32_t SVODB_CALL SetOpMode_SVODB(int32_t opMode);
+/* Reads OpMode and SetupS2-1 from the drive and keeps the derived mode. */
+SVODB_API int32_t SVODB_CALL GetModeOnline_SVODB(int32_t* mode);
+/* As GetModeOnline_SVODB, but OpMode 3 is reported as 2 (position). The
+ * drive's command units stay velocity. Exported on 32-bit Windows as
+ * _GetModeOnline_GUI_SVODB@4. */
+SVODB_API int32_t SVODB_CALL GetModeOnline_GUI_SVODB(int32_t* mode);
+/* Writes OpMode to the drive and keeps the derived mode. */
+SVODB_API int32_t SVODB_CALL SetOpModeOnline_SVODB(int32_t opMode);
+/* The node's setup switch S2-1; returns 1. */
+SVODB_API int32_t SVODB_CALL GetSetupS21_SVODB(int32_t* setupS21);
+/* Stores the node's S2-1 (0 or 1, else 23) and re-derives its mode. */
+SVODB_API int32_t SVODB_CALL SetSetupS21_SVODB(int32_t setupS21);
+/* The node's drive type: 1 serial port, 2 network; returns 1. */
+SVODB_API int32_t SVODB_CALL GetDriveType_SVODB(int32_t* driveType);
+/* Stores the node's drive type, 1 or 2 (else 23). */
+SVODB_API int32_t SVODB_CALL SetDriveType_SVODB(int32_t driveType);
+/* *atLeastTwo = 1 when the drive's logic version is 2.0 or newer. On a failed
+ * read it is 0 and the read's code is returned. */
+SVODB_API int32_t SVODB_CALL CKLogicVersion_SVODB(uint8_t* atLeastTwo);
+/* *supported = whether a drive of this version text and logic version has the
+ * variable (name compared exactly). Returns 0 in every case. */
+SVODB_API int32_t SVODB_CALL ParamSupportedByVersion_SVODB(const char* name, const char* versionText,
+                                                           int32_t logicVersion, uint8_t* supported);
+
+/* ---- Online values ----------------------------------------------------- */
+
+/* Reads a variable of the connected drive in engineering units. SerialNum
+ * and VerLW are texts (8; see GetStringOnline_SVODB). */
+SVODB_API int32_t SVODB_CALL GetVariableOnline_SVODB(const char* name, double* value);
+/* Writes a variable of the connected drive in engineering units; 23 and
+ * nothing written when the value is out of the register's range. */
+SVODB_API int32_t SVODB_CALL PutVariableOnline_SVODB(const char* name, double value);
+
 /* ---- Result codes ------------------------------------------------------ */
 
 /* The English message for any result code, into message (SVODB_MESSAGE_SIZE
  * bytes). Codes are context * 10000 + detail * 100 + base; success (1) and
  * unknown bases read "System Error". */
 SVODB_API void SVODB_CALL ErrorMessage_SVODB(int32_t code, char* message);
+
+/* ---- Fault history and sampled statistics ------------------------------ */
+
+/* Byte `byte` of fault record `record` (8 bytes each, address 8 * record +
+ * byte) into *value. Always 1: an address the drive refuses or a failed
+ * transfer shows as 0. Exported on 32-bit Windows as _GetFaultHistory_SVODB@12. */
+SVODB_API int32_t SVODB_CALL GetFaultHistory_SVODB(int32_t record, int32_t byte, uint8_t* value);
+
+/* Reads the variable `count` times, handling one of the caller's messages per
+ * sample; mean and population standard deviation rounded to 6 decimals, and
+ * the unit text for the connected drive into unitText (SVODB_UNIT_SIZE
+ * bytes). A failed read returns its code with nothing written; count 0 gives
+ * NaN, a negative count 0 for both; 99 (numbers written, no unit text) when
+ * the drive's CmdSrc does not read. */
+SVODB_API int32_t SVODB_CALL GetParmMeanRMS_SVODB(const char* name, int32_t count, double* mean, double* spread,
+                                                  char* unitText);
+/* As GetParmMeanRMS_SVODB without the unit text; rounded to 3 decimals. */
+SVODB_API int32_t SVODB_CALL GetParmMeanRMS_SVODBT(const char* name, int32_t count, double* mean, double* spread);
+
+/* ---- Online strings ---------------------------------------------------- */
+
+#define SVODB_ONLINE_TEXT_SIZE 25 /* GetStringOnline_SVODB */
+
+/* Reads "SerialNum" or "VerLW" (exact spelling) of the connected drive into
+ * text (SVODB_ONLINE_TEXT_SIZE bytes); any other name gives "" and 1.
+ * Reading VerLW makes it the drive's version text. 11 for logic older than
+ * 3.0. `unused` is ignored. Exported on 32-bit Windows as
+ * _GetStringOnline_SVODB@12. */
+SVODB_API int32_t SVODB_CALL GetStringOnline_SVODB(const char* name, int32_t unused, char* text);
+/* Writes the drive's serial number (name "SerialNum", at most 24 characters,
+ * else 12 and nothing written); other names write nothing and return 1. 11
+ * for logic older than 3.0. Exported on 32-bit Windows as
+ * _PutStringOnline_SVODB@8. */
+SVODB_API int32_t SVODB_CALL PutStringOnline_SVODB(const char* name, const char* text);
 
 #ifdef __cplusplus
 }

@@ -32,6 +32,13 @@ struct FileCommandScaling {
   double cmdSrc = 1.0;
 };
 
+// The raw current limits of an image while a whole-set write has put them
+// in the drive's format.
+struct RememberedCurrentLimits {
+  int32_t plus = 0;
+  int32_t minus = 0;
+};
+
 struct ParameterDatabase {
   Catalogue catalogue;
   std::array<NodeState, kMaxNode + 1> nodes{};
@@ -40,7 +47,9 @@ struct ParameterDatabase {
   uint32_t connectedMode = 0;
   uint32_t connectedModelCode = kInitialModelCode;
   std::string driveVersion;  // empty until the drive's version is read
+  int32_t powerBoardCode = 0;  // byte 511 of the motor-data memory as last read with VerLW
   FileCommandScaling fileScaling;
+  RememberedCurrentLimits rememberedCurrentLimits;
 };
 
 }  // namespace svodb
