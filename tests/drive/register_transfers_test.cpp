@@ -1,0 +1,730 @@
+#include "drive/register_transfers.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "catalog/parameter_database.h"
+#include "drive/register_map.h"
+#include "virtual_drive.h"
+#include "virtual_platform.h"
+
+namespace svodb {
+namespace {
+
+using sim::Operation;
+using sim::Persistence;
+using Lines = std::vector<std::string>;
+using Bytes = std::vector<std::pair<int, int>>;  // address or entry, content
+
+std::string N(int value) { return std::to_string(value); }
+std::string FpgaGet(int address, int value) {
+  return "GetVarFromFPGA(" + N(address) + ") -> 1 [" + N(value) + "]";
+}
+std::string FpgaPut(int address, int value, int result = 1) {
+  return "PutVarToFPGA(" + N(address) + ", " + N(value) + ") -> " + N(result);
+}
+std::string NvGet(int entry, int reg, int data) {
+  return "GetVarFromEEPROM(" + N(entry) + ") -> 1 [" + N(reg) + ", " + N(data) + "]";
+}
+std::string NvPut(int entry, int reg, int data, int result = 1) {
+  return "PutVarToEEPROM(" + N(entry) + ", " + N(reg) + ", " + N(data) + ") -> " + N(result);
+}
+std::string Erase(int entry, int result = 1) { return "NVEraseUnit(" + N(entry) + ") -> " + N(result); }
+
+Lines Concat(std::initializer_list<Lines> parts) {
+  Lines all;
+  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
+
+// The drive on the serial port, a fresh register map and an empty call log.
+class RegisterTransferTest : public ::testing::Test {
+ protected:
+  explicit RegisterTransferTest(sim::DriveConfig config = {}) : drive(std::move(config)) {}
+
+  void SetUp() override {
+    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
+    drive.Log().Clear();
+  }
+
+  Lines Log() const { return drive.Log().Lines(); }
+  int32_t& Store(std::string_view name, int node) {
+    return registers.FindRegister(name)->raw[static_cast<std::size_t>(node)];
+  }
+  void SetFpga(const Bytes& bytes) {
+    for (const auto& [address, value] : bytes)
+      drive.SetFpgaByte(static_cast<uint8_t>(address), static_cast<uint8_t>(value));
+  }
+
+  ParameterDatabase db;
+  RegisterMap registers;
+  sim::VirtualDrive drive;
+  sim::VirtualPlatform platform;
+  LibraryContext ctx{db, registers, drive, platform};
+};
+
+// A drive whose logic keeps the current limits as two-bit steps in register 13.
+class RegisterTransferOldLogic : public RegisterTransferTest {
+ protected:
+  RegisterTransferOldLogic()
+      : RegisterTransferTest(sim::DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
+};
+
+using RegisterTransferRead = RegisterTransferTest;
+using RegisterTransferWrite = RegisterTransferTest;
+using RegisterTransferNv = RegisterTransferTest;
+using RegisterTransferStore = RegisterTransferTest;
+using RegisterTransferOnline = RegisterTransferTest;
+using RegisterTransferErase = RegisterTransferTest;
+using RegisterTransferMotorMemory = RegisterTransferTest;
+
+// ------------------------------------------------------------------- reads
+
+TEST_F(RegisterTransferRead, ReadsEachByteCountInItsOrderAndSettingsTwice) {
+  struct Case {
+    const char* name;
+    Bytes bytes;
+    std::vector<int> reads;
+    int32_t expected;
+  };
+  const Case cases[] = {
+      {"KVP", {{16, 0x12}}, {16, 16}, 0x21},  // nibbles swapped
+      {"HSTemp", {{38, 0xF0}}, {38}, -16},    // live: once
+      {"GearIn", {{81, 0x12}, {80, 0x34}}, {81, 80, 81, 80}, 0x1234},
+      {"CommOff", {{15, 0xFF}, {14, 0xF5}}, {15, 14, 15, 14}, -1},  // EncOut's bits ignored
+      {"PWMMinus", {{6, 0xEB}, {5, 0xCA}}, {6, 5, 6, 5}, -5174},
+      {"PosFB", {{47, 0x01}, {46, 0x02}, {45, 0x03}}, {47, 46, 45}, 0x010203},
+      {"FBDivisor",
+       {{102, 0x80}, {101, 0x00}, {100, 0x00}, {99, 0x01}},
+       {102, 101, 100, 99, 102, 101, 100, 99},
+       -2147483647},
+      {"AuxFBDivisor",
+       {{83, 0x01}, {82, 0x02}, {81, 0x03}, {80, 0x04}},
+       {83, 82, 81, 80, 83, 82, 81, 80},
+       0x01020304},
+  };
+  using Reader = Result (*)(LibraryContext&, std::string_view, int32_t&);
+  for (const Reader read : {Reader{&ReadFpgaField}, Reader{&ReadRegisterOnline}}) {
+    for (const Case& c : cases) {
+      SCOPED_TRACE(c.name);
+      SetFpga(c.bytes);
+      drive.Log().Clear();
+      Lines expected;
+      for (int address : c.reads) {
+        for (const auto& [a, v] : c.bytes)
+          if (a == address) expected.push_back(FpgaGet(a, v));
+      }
+      int32_t raw = 0;
+      EXPECT_EQ(read(ctx, c.name, raw), code::kOk);
+      EXPECT_EQ(raw, c.expected);
+      EXPECT_EQ(Log(), expected);
+    }
+  }
+}
+
+TEST_F(RegisterTransferRead, SecondReadThatDiffersFailsExceptForTheCommand) {
+  SetFpga({{16, 0x12}, {10, 0x01}, {9, 0x00}});
+  int32_t raw = -7;
+  drive.Faults().ChangeSecondRead(16);
+  EXPECT_EQ(ReadFpgaField(ctx, "KVP", raw), code::kTransferError);
+  EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0x12), FpgaGet(16, 0x13)}));
+
+  // The command moves with the motor: its second read stands.
+  drive.Log().Clear();
+  drive.Faults().ChangeSecondRead(10);
+  EXPECT_EQ(ReadFpgaField(ctx, "Command", raw), code::kOk);
+  EXPECT_EQ(raw, 0);
+  EXPECT_EQ(Log(), (Lines{FpgaGet(10, 1), FpgaGet(9, 0), FpgaGet(10, 0), FpgaGet(9, 0)}));
+
+  // Only that exact spelling is spared the comparison.
+  drive.Faults().ChangeSecondRead(10);
+  EXPECT_EQ(ReadFpgaField(ctx, "command", raw), code::kTransferError);
+}
+
+TEST_F(RegisterTransferRead, TransportFailurePassesThroughUnchanged) {
+  SetFpga({{81, 0x12}, {80, 0x34}});
+  for (const auto& [call, failure] : {std::pair{2, 3}, std::pair{3, 6}, std::pair{4, 2}}) {
+    SCOPED_TRACE(call);
+    drive.Log().Clear();
+    drive.Faults().FailCall(Operation::kGetVarFromFPGA, call, failure);
+    int32_t raw = 0;
+    EXPECT_EQ(ReadFpgaField(ctx, "GearIn", raw), failure);
+    ASSERT_EQ(Log().size(), static_cast<std::size_t>(call));
+    EXPECT_EQ(Log().back(), "GetVarFromFPGA(" + N(call % 2 == 1 ? 81 : 80) + ") -> " + N(failure));
+  }
+
+  // A write's read of the shared byte or entry, and its read-back, likewise.
+  for (const auto& [operation, call, logged] :
+       {std::tuple{Operation::kGetVarFromFPGA, 1, 1u}, std::tuple{Operation::kGetVarFromFPGA, 2, 3u},
+        std::tuple{Operation::kGetVarFromEEPROM, 1, 1u}, std::tuple{Operation::kGetVarFromEEPROM, 2, 3u}}) {
+    SCOPED_TRACE(call);
+    drive.Log().Clear();
+    drive.Faults().FailCall(operation, call, 6);
+    const bool fpga = operation == Operation::kGetVarFromFPGA;
+    EXPECT_EQ(fpga ? WriteFpgaField(ctx, "KVP", 1) : WriteNvField(ctx, "KVP", 1), 6);
+    EXPECT_EQ(Log().size(), logged);
+  }
+}
+
+TEST_F(RegisterTransferRead, BiquadCoefficientIsReadThroughTheAddressRegister) {
+  drive.SetBiquadByte(10, 0x34);
+  drive.SetBiquadByte(11, 0x12);
+  int32_t raw = 0;
+  EXPECT_EQ(ReadFpgaField(ctx, "BQ1K1", raw), code::kOk);
+  EXPECT_EQ(raw, 0x1234);
+  EXPECT_EQ(Log(), (Lines{FpgaPut(42, 10), FpgaGet(108, 0x34), FpgaPut(42, 11), FpgaGet(108, 0x12)}));
+
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3);
+  EXPECT_EQ(ReadFpgaField(ctx, "BQ1K1", raw), code::kSystemError);
+}
+
+TEST_F(RegisterTransferRead, UnknownNameAndSerialNumberAreRefusedBeforeAnyTraffic) {
+  using Op = std::function<Result(std::string_view)>;
+  int32_t raw = 0;
+  const std::vector<std::pair<const char*, Op>> ops{
+      {"ReadFpgaField", [&](std::string_view n) { return ReadFpgaField(ctx, n, raw); }},
+      {"WriteFpgaField", [&](std::string_view n) { return WriteFpgaField(ctx, n, 1); }},
+      {"ReadNvField", [&](std::string_view n) { return ReadNvField(ctx, n, raw); }},
+      {"WriteNvField", [&](std::string_view n) { return WriteNvField(ctx, n, 1); }},
+      {"ReadRegisterOnline", [&](std::string_view n) { return ReadRegisterOnline(ctx, n, raw); }},
+      {"WriteRegisterOnline", [&](std::string_view n) { return WriteRegisterOnline(ctx, n, 1, 0); }},
+      {"LoadFromDrive", [&](std::string_view n) { return LoadFromDrive(ctx, n, 0); }},
+      {"LoadFromNv", [&](std::string_view n) { return LoadFromNv(ctx, n, 0); }},
+      {"StoreToDrive", [&](std::string_view n) { return StoreToDrive(ctx, n, 0); }},
+      {"StoreToNv", [&](std::string_view n) { return StoreToNv(ctx, n, 0); }},
+  };
+  for (const auto& [what, op] : ops) {
+    SCOPED_TRACE(what);
+    EXPECT_EQ(op("NoSuchRegister"), code::kInvalidParameter);
+    // 24 bytes: only the online strings move the serial number.
+    EXPECT_EQ(op("SerialNum"), code::kSystemError);
+    EXPECT_TRUE(Log().empty());
+  }
+}
+
+// ------------------------------------------------------------------ writes
+
+TEST_F(RegisterTransferWrite, OneByteWriteKeepsTheOtherRegistersBits) {
+  struct Case {
+    const char* name;
+    int address, before;
+    int32_t value;
+    int after;
+  };
+  const Case cases[] = {
+      {"KIP", 2, 0xC0, 8, 0xC1},        // KII and BatFDis kept, 3-bit halves swapped
+      {"CmdSrc", 1, 0x8D, 2, 0xAD},     // between OpMode, CommMode and EMUFunc
+      {"DInp2Pol", 74, 0x1F, 0, 0x1D},  // clearing one bit
+      {"HstSet", 39, 0x00, -88, 0xA8},  // signed 8-bit
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    SetFpga({{c.address, c.before}});
+    drive.Log().Clear();
+    EXPECT_EQ(WriteFpgaField(ctx, c.name, c.value), code::kOk);
+    EXPECT_EQ(Log(), (Lines{FpgaGet(c.address, c.before), FpgaPut(c.address, c.after),
+                            FpgaGet(c.address, c.after)}));
+    EXPECT_EQ(drive.FpgaByte(static_cast<uint8_t>(c.address)), c.after);
+  }
+}
+
+TEST_F(RegisterTransferWrite, TwoByteWriteReadsTheLowerByteWritesItFirstAndReadsBack) {
+  SetFpga({{14, 0x05}, {15, 0x00}, {80, 0x0F}});
+  EXPECT_EQ(WriteFpgaField(ctx, "CommOff", -1), code::kOk);
+  EXPECT_EQ(Log(), (Lines{FpgaGet(14, 0x05), FpgaPut(14, 0xF5), FpgaPut(15, 0xFF), FpgaGet(15, 0xFF),
+                          FpgaGet(14, 0xF5)}));
+
+  drive.Log().Clear();
+  EXPECT_EQ(WriteFpgaField(ctx, "GearIn", 0xBEEF), code::kOk);  // unsigned 16-bit
+  EXPECT_EQ(Log(), (Lines{FpgaGet(80, 0x0F), FpgaPut(80, 0xEF), FpgaPut(81, 0xBE), FpgaGet(81, 0xBE),
+                          FpgaGet(80, 0xEF)}));
+
+  // PWMMinus is not read back: a lost upper byte goes unnoticed.
+  SetFpga({{5, 0x00}, {6, 0x00}});
+  drive.Log().Clear();
+  drive.Faults().DropFpgaWrite(6);
+  EXPECT_EQ(WriteFpgaField(ctx, "PWMMinus", -5174), code::kOk);
+  EXPECT_EQ(Log(), (Lines{FpgaGet(5, 0), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB)}));
+}
+
+TEST_F(RegisterTransferWrite, WideFieldsAreWrittenLowestAddressFirstWithoutReadingFirst) {
+  EXPECT_EQ(WriteFpgaField(ctx, "FBDivisor", 0x01020304), code::kOk);
+  EXPECT_EQ(Log(), (Lines{FpgaPut(99, 4), FpgaPut(100, 3), FpgaPut(101, 2), FpgaPut(102, 1), FpgaGet(102, 1),
+                          FpgaGet(101, 2), FpgaGet(100, 3), FpgaGet(99, 4)}));
+
+  drive.Log().Clear();
+  EXPECT_EQ(WriteFpgaField(ctx, "AuxFBDivisor", 0x0A0B0C0D), code::kOk);
+  EXPECT_EQ(Log(), (Lines{FpgaPut(80, 0x0D), FpgaPut(81, 0x0C), FpgaPut(82, 0x0B), FpgaPut(83, 0x0A),
+                          FpgaGet(83, 0x0A), FpgaGet(82, 0x0B), FpgaGet(81, 0x0C), FpgaGet(80, 0x0D)}));
+
+  // The position counter belongs to the drive: three bytes go out twice and
+  // the write is reported as not confirmed.
+  drive.Log().Clear();
+  const Lines attempt{FpgaPut(45, 3), FpgaPut(46, 2), FpgaPut(47, 1),
+                      FpgaGet(47, 0), FpgaGet(46, 0), FpgaGet(45, 0)};
+  EXPECT_EQ(WriteFpgaField(ctx, "PosFB", 0x010203), code::kTransferError);
+  EXPECT_EQ(Log(), Concat({attempt, attempt}));
+}
+
+TEST_F(RegisterTransferWrite, WriteThatDoesNotStickIsMadeOnceMore) {
+  for (const auto& [persistence, expected] :
+       {std::pair{Persistence::kOnce, code::kOk}, std::pair{Persistence::kAlways, code::kTransferError}}) {
+    SCOPED_TRACE(expected);
+    drive.Faults().Clear();
+    SetFpga({{16, 0x00}});
+    drive.Log().Clear();
+    drive.Faults().DropFpgaWrite(16, persistence);
+    EXPECT_EQ(WriteFpgaField(ctx, "KVP", 0x21), expected);
+    const int last = expected == code::kOk ? 0x12 : 0x00;
+    EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0), FpgaPut(16, 0x12), FpgaGet(16, 0), FpgaGet(16, 0),
+                            FpgaPut(16, 0x12), FpgaGet(16, last)}));
+  }
+
+  // The second attempt of a two-byte field reads the shared byte again.
+  drive.Faults().Clear();
+  SetFpga({{14, 0x05}, {15, 0x00}});
+  drive.Log().Clear();
+  drive.Faults().DropFpgaWrite(15);
+  EXPECT_EQ(WriteFpgaField(ctx, "CommOff", -1), code::kOk);
+  const Lines write{FpgaGet(14, 0x05), FpgaPut(14, 0xF5), FpgaPut(15, 0xFF)};
+  const Lines rewrite{FpgaGet(14, 0xF5), FpgaPut(14, 0xF5), FpgaPut(15, 0xFF)};
+  EXPECT_EQ(
+      Log(),
+      Concat({write, {FpgaGet(15, 0), FpgaGet(14, 0xF5)}, rewrite, {FpgaGet(15, 0xFF), FpgaGet(14, 0xF5)}}));
+}
+
+TEST_F(RegisterTransferWrite, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) {
+  std::vector<int32_t> values{852, 10989, 128, 132, 852, 10989, 128, 132,
+                              852, 10989, 128, 132, 0,   1549,  0,   219};
+  ASSERT_EQ(registers.SetRawValue("BQ3K2", 777, 0, 0), code::kOk);
+  ASSERT_EQ(registers.SetRawValue("BQ0B2", 999, 0, 1), code::kOk);  // an offline image: not sent
+  values[15] = 777;
+  values[5] = 0x1234;
+
+  EXPECT_EQ(WriteFpgaField(ctx, "bq1k1", 0x1234), code::kOk);
+  Lines expected;
+  for (int i = 0; i < 16; ++i) {
+    const int v = values[static_cast<std::size_t>(i)];
+    for (const std::string& line :
+         {FpgaPut(42, 2 * i), FpgaPut(108, v & 0xFF), FpgaPut(42, 2 * i + 1), FpgaPut(108, v >> 8)})
+      expected.push_back(line);
+    EXPECT_EQ(drive.BiquadByte(static_cast<std::size_t>(2 * i)), v & 0xFF) << i;
+    EXPECT_EQ(drive.BiquadByte(static_cast<std::size_t>(2 * i + 1)), v >> 8) << i;
+  }
+  EXPECT_EQ(Log(), expected);
+  EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
+  EXPECT_EQ(Store("BQ1K1", 1), 10989);
+
+  // A failing call ends the bank; the store keeps its value.
+  drive.Log().Clear();
+  drive.Faults().FailCall(Operation::kPutVarToFPGA, 10, 3);
+  EXPECT_EQ(WriteFpgaField(ctx, "BQ1K1", 0x4321), code::kSystemError);
+  EXPECT_EQ(Log().size(), 10u);
+  EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
+}
+
+// ------------------------------------------------------------------ NV
+
+// Forwards the NV reads to the drive and changes what one of them reports;
+// an NV field read needs nothing else.
+class DisturbedNvRead final : public NoTransport {
+ public:
+  DisturbedNvRead(sim::VirtualDrive& drive, int disturbedRead, int32_t registerXor, int32_t dataXor)
+      : drive_(drive), disturbed_(disturbedRead), registerXor_(registerXor), dataXor_(dataXor) {}
+  int32_t GetVarFromEEPROM(int32_t entry, int32_t* reg, int32_t* data) override {
+    const int32_t result = drive_.GetVarFromEEPROM(entry, reg, data);
+    if (++reads_ == disturbed_ && result == 1) {
+      *reg ^= registerXor_;
+      *data ^= dataXor_;
+    }
+    return result;
+  }
+
+ private:
+  sim::VirtualDrive& drive_;
+  int disturbed_;
+  int32_t registerXor_, dataXor_;
+  int reads_ = 0;
+};
+
+TEST_F(RegisterTransferNv, ReadChecksOnlyTheTopEntryAndReadsTwice) {
+  drive.SetNvEntry(39, {81, 0x12});
+  drive.SetNvEntry(38, {0x55, 0x34});  // a lower entry's register is not checked
+  int32_t raw = 0;
+  EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kOk);
+  EXPECT_EQ(raw, 0x1234);
+  EXPECT_EQ(Log(),
+            (Lines{NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34), NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34)}));
+
+  drive.Log().Clear();
+  drive.Faults().ReportWrongNvRegister(39, 50);
+  EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kNvAddressMismatch);
+  EXPECT_EQ(Log(), (Lines{NvGet(39, 50, 0x12)}));
+
+  // Either entry's data changing between the reads fails; the top entry's
+  // register is checked in the first read only.
+  for (const auto& [read, registerXor, dataXor, expected] :
+       {std::tuple{3, 0, 1, code::kTransferError}, std::tuple{4, 0, 1, code::kTransferError},
+        std::tuple{3, 1, 0, code::kOk}}) {
+    SCOPED_TRACE(read);
+    DisturbedNvRead transport(drive, read, registerXor, dataXor);
+    LibraryContext disturbedCtx{db, registers, transport, platform};
+    drive.Faults().Clear();
+    EXPECT_EQ(ReadNvField(disturbedCtx, "GearIn", raw), expected);
+  }
+}
+
+TEST_F(RegisterTransferNv, OneByteWriteKeepsNeighboursAndRepairsTheRegister) {
+  drive.SetNvEntry(23, {50, 0x00});
+  drive.SetNvEntry(1, {2, 0xC0});
+  EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), code::kOk);
+  EXPECT_EQ(WriteNvField(ctx, "KIP", 8), code::kOk);
+  EXPECT_EQ(Log(), (Lines{NvGet(23, 50, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0x12), NvGet(1, 2, 0xC0),
+                          NvPut(1, 2, 0xC1), NvGet(1, 2, 0xC1)}));
+  EXPECT_EQ(drive.NvEntryAt(23), (sim::NvEntry{16, 0x12}));
+
+  // The read-back looks at the data only.
+  drive.SetNvEntry(23, {50, 0x12});
+  drive.Faults().DropNvWrite(23);
+  drive.Log().Clear();
+  EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), code::kOk);
+  EXPECT_EQ(Log().size(), 3u);
+}
+
+TEST_F(RegisterTransferNv, WriteThatDoesNotStickIsMadeOnceMore) {
+  for (const auto& [persistence, expected] :
+       {std::pair{Persistence::kOnce, code::kOk}, std::pair{Persistence::kAlways, code::kTransferError}}) {
+    SCOPED_TRACE(expected);
+    drive.Faults().Clear();
+    drive.SetNvEntry(23, {16, 0x00});
+    drive.Log().Clear();
+    drive.Faults().DropNvWrite(23, persistence);
+    EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), expected);
+    const int last = expected == code::kOk ? 0x12 : 0x00;
+    EXPECT_EQ(Log(), (Lines{NvGet(23, 16, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0), NvGet(23, 16, 0),
+                            NvPut(23, 16, 0x12), NvGet(23, 16, last)}));
+  }
+}
+
+TEST_F(RegisterTransferNv, TwoByteWriteStopsAtAFailedPutAndPwmMinusIsReadBack) {
+  drive.SetNvEntry(13, {14, 0x05});
+  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 1, 3);
+  EXPECT_EQ(WriteNvField(ctx, "CommOff", -1), 3);
+  EXPECT_EQ(Log(), (Lines{NvGet(13, 14, 5), NvPut(13, 14, 0xF5, 3)}));
+
+  drive.Log().Clear();
+  EXPECT_EQ(WriteNvField(ctx, "CommOff", -1), code::kOk);
+  EXPECT_EQ(Log(), (Lines{NvGet(13, 14, 5), NvPut(13, 14, 0xF5), NvPut(14, 15, 0xFF), NvGet(14, 15, 0xFF),
+                          NvGet(13, 14, 0xF5)}));
+
+  drive.SetNvEntry(4, {5, 0});
+  drive.SetNvEntry(5, {6, 0});
+  drive.Log().Clear();
+  drive.Faults().DropNvWrite(5, Persistence::kAlways);
+  const Lines attempt{NvGet(4, 5, 0), NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0),
+                      NvGet(4, 5, 0xCA)};
+  const Lines retry{NvGet(4, 5, 0xCA), NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0),
+                    NvGet(4, 5, 0xCA)};
+  EXPECT_EQ(WriteNvField(ctx, "PWMMinus", -5174), code::kTransferError);
+  EXPECT_EQ(Log(), Concat({attempt, retry}));
+}
+
+TEST_F(RegisterTransferNv, WideWriteIgnoresPutResultsAndLetsTheReadBackDecide) {
+  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 2, 3);
+  EXPECT_EQ(WriteNvField(ctx, "FBDivisor", 0x01020304), code::kOk);
+  const Lines reads{NvGet(66, 102, 1), NvGet(65, 101, 2), NvGet(64, 100, 3), NvGet(63, 99, 4)};
+  const Lines lines = Log();
+  ASSERT_EQ(lines.size(), 16u);
+  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 4),
+            (Lines{NvPut(63, 99, 4), NvPut(64, 100, 3, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)}));
+  EXPECT_EQ(Lines(lines.begin() + 8, lines.end()),
+            Concat({{NvPut(63, 99, 4), NvPut(64, 100, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)}, reads}));
+}
+
+TEST_F(RegisterTransferNv, BiquadCoefficientIsTheIndirectWriteSequence) {
+  drive.Faults().DropNvWrite(94);  // not read back
+  EXPECT_EQ(WriteNvField(ctx, "BQ1K1", 0x1234), code::kOk);
+  EXPECT_EQ(Log(), (Lines{NvPut(93, 42, 10), NvPut(94, 108, 0x34), NvPut(95, 42, 11), NvPut(96, 108, 0x12)}));
+
+  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 3, 6);
+  EXPECT_EQ(WriteNvField(ctx, "BQ1K1", 0x1234), code::kSystemError);
+}
+
+TEST_F(RegisterTransferNv, LoadingABiquadCoefficientStoresItInTheNode) {
+  drive.SetNvEntry(94, {108, 0x34});
+  drive.SetNvEntry(96, {108, 0x12});
+  EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 3), code::kOk);
+  EXPECT_EQ(Log(), (Lines{NvPut(93, 42, 10), NvGet(94, 108, 0x34), NvPut(95, 42, 11), NvGet(96, 108, 0x12)}));
+  EXPECT_EQ(Store("BQ1K1", 3), 0x1234);
+  EXPECT_EQ(Store("BQ1K1", 0), 10989);
+
+  EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 9), code::kOk);  // outside 0-6: the drive's node
+  EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
+
+  drive.Faults().FailCall(Operation::kGetVarFromEEPROM, 2, 3);
+  EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 4), code::kSystemError);
+  EXPECT_EQ(Store("BQ1K1", 4), 10989);
+}
+
+// ---------------------------------------------------------- store moves
+
+TEST_F(RegisterTransferStore, LoadsAndStoresPickTheirNode) {
+  SetFpga({{16, 0x12}});
+  for (const auto& [node, slot] : {std::pair{4, 4}, std::pair{0, 0}, std::pair{7, 0}, std::pair{-1, 0}}) {
+    SCOPED_TRACE(node);
+    Store("KVP", slot) = 0;
+    EXPECT_EQ(LoadFromDrive(ctx, "KVP", node), code::kOk);
+    EXPECT_EQ(Store("KVP", slot), 0x21);
+  }
+  drive.Faults().ChangeSecondRead(16);
+  EXPECT_EQ(LoadFromDrive(ctx, "KVP", 5), code::kTransferError);
+  EXPECT_EQ(Store("KVP", 5), 64);
+
+  drive.SetNvEntry(23, {16, 0x34});
+  EXPECT_EQ(LoadFromNv(ctx, "KVP", 2), code::kOk);
+  EXPECT_EQ(Store("KVP", 2), 0x43);
+
+  // Writes take node 1-6 as asked, anything else as node 0.
+  Store("KVP", 0) = 0x10;
+  Store("KVP", 3) = 0x20;
+  for (const auto& [node, byte] : {std::pair{3, 0x02}, std::pair{0, 0x01}, std::pair{7, 0x01}}) {
+    SCOPED_TRACE(node);
+    EXPECT_EQ(StoreToDrive(ctx, "KVP", node), code::kOk);
+    EXPECT_EQ(drive.FpgaByte(16), byte);
+    EXPECT_EQ(StoreToNv(ctx, "KVP", node), code::kOk);
+    EXPECT_EQ(drive.NvEntryAt(23), (sim::NvEntry{16, static_cast<uint8_t>(byte)}));
+  }
+
+  // From logic 3 on a current limit goes to NV in its 8-bit form.
+  drive.SetNvEntry(45, {85, 0});
+  EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 1), code::kOk);
+  EXPECT_EQ(drive.NvEntryAt(45), (sim::NvEntry{85, 151}));
+}
+
+// ---------------------------------------------------------- current limits
+
+TEST_F(RegisterTransferOldLogic, CurrentLimitIsATwoBitFieldInRegister13) {
+  SetFpga({{13, 0x8F}});
+  const Lines logic{FpgaGet(30, 2), FpgaGet(30, 2)};
+  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtPlus", 2, 0), code::kOk);
+  EXPECT_EQ(Log(), Concat({logic, logic, {FpgaGet(13, 0x8F), FpgaPut(13, 0x8B), FpgaGet(13, 0x8B)}}));
+
+  // The two-bit range applies: 1 passes although the 8-bit range starts at 105.
+  registers.SetCurrentLimitLayout(4);
+  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtMinus", 1, 0), code::kOk);
+  EXPECT_EQ(drive.FpgaByte(13), 0x89);
+
+  registers.SetCurrentLimitLayout(4);
+  drive.Log().Clear();
+  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtPlus", 4, 0), code::kOutOfRange);
+  EXPECT_EQ(Log(), logic);
+
+  drive.Log().Clear();
+  int32_t raw = -1;
+  EXPECT_EQ(ReadRegisterOnline(ctx, "ILmtMinus", raw), code::kOk);
+  EXPECT_EQ(raw, 1);
+  EXPECT_EQ(Log(), Concat({logic, logic, {FpgaGet(13, 0x89), FpgaGet(13, 0x89)}}));
+}
+
+TEST_F(RegisterTransferOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
+  drive.SetNvEntry(12, {13, 0x81});
+  EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 0), code::kOk);  // raw 151 as loaded
+  const Lines logic{FpgaGet(30, 2), FpgaGet(30, 2)};
+  EXPECT_EQ(Log(), Concat({logic, logic, {NvGet(12, 13, 0x81), NvPut(12, 13, 0x8D), NvGet(12, 13, 0x8D)}}));
+
+  struct Case {
+    const char* name;
+    int32_t raw;
+    int step;
+  };
+  const Case cases[] = {
+      {"ILmtPlus", 0, 0},    {"ILmtPlus", 38, 0},   {"ILmtPlus", 39, 1},   {"ILmtPlus", 77, 1},
+      {"ILmtPlus", 78, 2},   {"ILmtPlus", 114, 2},  {"ILmtPlus", 115, 3},  {"ILmtMinus", 255, 0},
+      {"ILmtMinus", 218, 0}, {"ILmtMinus", 217, 1}, {"ILmtMinus", 180, 1}, {"ILmtMinus", 179, 2},
+      {"ILmtMinus", 142, 2}, {"ILmtMinus", 141, 3}, {"ILmtMinus", 105, 3},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + N(c.raw));
+    registers.SetCurrentLimitLayout(4);  // the value is in the 8-bit form
+    Store(c.name, 1) = c.raw;
+    EXPECT_EQ(StoreToNv(ctx, c.name, 1), code::kOk);
+    const int shift = std::string_view(c.name) == "ILmtPlus" ? 2 : 0;
+    EXPECT_EQ((drive.NvEntryAt(12).data >> shift) & 3, c.step);
+  }
+
+  // Already in the two-bit form: written as it is.
+  Store("ILmtPlus", 1) = 2;
+  EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 1), code::kOk);
+  EXPECT_EQ((drive.NvEntryAt(12).data >> 2) & 3, 2);
+}
+
+// ------------------------------------------------------- online write range
+
+TEST_F(RegisterTransferOnline, WriteIsRangeCheckedBeforeAnyWrite) {
+  struct Case {
+    const char* name;
+    int32_t value, units;
+    Result expected;
+  };
+  const Case cases[] = {
+      {"KVP", 256, 0, code::kOutOfRange},       {"KVP", -1, 0, code::kOutOfRange},
+      {"Command", 20000, 0, code::kOutOfRange}, {"Command", 20000, 1, code::kOk},
+      {"Command", -19336, 0, code::kOk},        {"EnDatPPR", 5, 1, code::kOutOfRange},
+      {"FBDivisor", 0, 0, code::kOutOfRange},   {"FBDivisor", -5, 0, code::kOk},
+      {"fbdivisor", -5, 0, code::kOutOfRange},  // the stored 1..-1 range admits nothing
+      {"ILmtMinus", 104, 0, code::kOutOfRange}, {"ILmtMinus", 257, 0, code::kOutOfRange},
+      {"ILmtMinus", 0, 0, code::kOk},           {"ILmtMinus", 105, 0, code::kOk},
+      {"ILmtMinus", 200, 1, code::kOk},         {"ILmtMinus", 256, 0, code::kTransferError},  // encodes as 0
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + N(c.value));
+    drive.Log().Clear();
+    EXPECT_EQ(WriteRegisterOnline(ctx, c.name, c.value, c.units), c.expected);
+    if (c.expected != code::kOutOfRange) continue;
+    // Only the current limits ask the drive for its logic version first.
+    const bool limit = std::string_view(c.name) == "ILmtMinus";
+    EXPECT_EQ(Log(), limit ? (Lines{FpgaGet(30, 4), FpgaGet(30, 4)}) : Lines{});
+  }
+}
+
+// --------------------------------------------------------------- NV erase
+
+TEST_F(RegisterTransferErase, ErasesTheUnusedEntriesInOrder) {
+  drive.SetNvEntry(137, {1, 2});
+  drive.SetNvEntry(231, {1, 2});
+  const sim::NvEntry lastUsed = drive.NvEntryAt(136);
+  EXPECT_EQ(EraseUnusedNv(ctx), code::kOk);
+  Lines expected;
+  for (int entry = 137; entry <= 230; ++entry) expected.push_back(Erase(entry));
+  EXPECT_EQ(Log(), expected);
+  EXPECT_EQ(drive.NvEntryAt(137), sim::kErasedNvEntry);
+  EXPECT_EQ(drive.NvEntryAt(136), lastUsed);
+  EXPECT_EQ(drive.NvEntryAt(231), (sim::NvEntry{1, 2}));
+}
+
+TEST_F(RegisterTransferErase, RetriesABusyEntryOnceAndStopsAtOtherFailures) {
+  struct Case {
+    const char* what;
+    std::function<void(sim::FaultPlan&)> plan;
+    Result expected;
+    Lines head;
+    std::size_t calls;
+  };
+  const Case cases[] = {
+      {"busy once",
+       [](sim::FaultPlan& p) { p.EraseAnswersBusy(140); },
+       code::kOk,
+       {Erase(137), Erase(138), Erase(139), Erase(140, 2), Erase(140), Erase(141)},
+       95},
+      {"busy twice",
+       [](sim::FaultPlan& p) { p.EraseAnswersBusy(140, Persistence::kAlways); },
+       2,
+       {Erase(137), Erase(138), Erase(139), Erase(140, 2), Erase(140, 2)},
+       5},
+      {"failure",
+       [](sim::FaultPlan& p) { p.FailCall(Operation::kNVEraseUnit, 5, 3); },
+       3,
+       {Erase(137), Erase(138), Erase(139), Erase(140), Erase(141, 3)},
+       5},
+      {"busy, then a failure",
+       [](sim::FaultPlan& p) {
+         p.FailCall(Operation::kNVEraseUnit, 1, 2);
+         p.FailCall(Operation::kNVEraseUnit, 2, 6);
+       },
+       6,
+       {Erase(137, 2), Erase(137, 6)},
+       2},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    drive.Faults().Clear();
+    drive.Log().Clear();
+    c.plan(drive.Faults());
+    EXPECT_EQ(EraseUnusedNv(ctx), c.expected);
+    const Lines lines = Log();
+    ASSERT_EQ(lines.size(), c.calls);
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(c.head.size())), c.head);
+  }
+}
+
+// ---------------------------------------------------------- motor memory
+
+TEST_F(RegisterTransferMotorMemory, HighAddressSetsBit8AndRestoresRegister43) {
+  uint8_t byte = 0;
+  EXPECT_EQ(ReadMotorMemoryByte(ctx, 512, byte), code::kWrongData);
+  EXPECT_EQ(ReadMotorDataByte(ctx, 384, byte), code::kWrongData);
+  EXPECT_TRUE(Log().empty());
+
+  SetFpga({{43, 0x5A}});
+  drive.SetMotorByte(300, 0x77);
+  drive.SetMotorByte(383, 0x66);
+  EXPECT_EQ(ReadMotorMemoryByte(ctx, 300, byte), code::kOk);
+  EXPECT_EQ(byte, 0x77);
+  EXPECT_EQ(Log(), (Lines{FpgaGet(43, 0x5A), FpgaPut(43, 1), FpgaPut(42, 44), FpgaGet(44, 0x77),
+                          FpgaPut(43, 0x5A)}));
+  EXPECT_EQ(drive.FpgaByte(43), 0x5A);
+
+  drive.Log().Clear();
+  EXPECT_EQ(ReadMotorDataByte(ctx, 383, byte), code::kOk);
+  EXPECT_EQ(byte, 0x66);
+  EXPECT_EQ(Log(), (Lines{FpgaPut(43, 1), FpgaPut(42, 127), FpgaGet(44, 0x66)}));
+}
+
+TEST_F(RegisterTransferMotorMemory, EachAccessIsRepeatedOnceAfterAFailure) {
+  struct Case {
+    const char* what;
+    std::function<void(sim::FaultPlan&)> plan;
+    Result expected;
+    Lines log;
+  };
+  const std::string keep = FpgaGet(43, 0x5A), high = FpgaPut(43, 0), low = FpgaPut(42, 5),
+                    data = FpgaGet(44, 0x77), restore = FpgaPut(43, 0x5A);
+  const Case cases[] = {
+      {"bit 8",
+       [](sim::FaultPlan& p) { p.FailCall(Operation::kPutVarToFPGA, 1, 3); },
+       code::kOk,
+       {keep, FpgaPut(43, 0, 3), high, low, data, restore}},
+      {"bits 7-0",
+       [](sim::FaultPlan& p) { p.FailCall(Operation::kPutVarToFPGA, 2, 3); },
+       code::kOk,
+       {keep, high, FpgaPut(42, 5, 3), low, data, restore}},
+      {"data",
+       [](sim::FaultPlan& p) { p.FailCall(Operation::kGetVarFromFPGA, 2, 3); },
+       code::kOk,
+       {keep, high, low, "GetVarFromFPGA(44) -> 3", data, restore}},
+      {"data twice",
+       [](sim::FaultPlan& p) { p.FailEveryCall(Operation::kGetVarFromFPGA, 6, 44); },
+       6,
+       {keep, high, low, "GetVarFromFPGA(44) -> 6", "GetVarFromFPGA(44) -> 6"}},
+      {"keeping",
+       [](sim::FaultPlan& p) { p.FailCall(Operation::kGetVarFromFPGA, 1, 3); },
+       code::kSystemError,
+       {"GetVarFromFPGA(43) -> 3"}},
+      {"restoring",
+       [](sim::FaultPlan& p) { p.FailCall(Operation::kPutVarToFPGA, 2, 6, 43); },
+       6,
+       {keep, high, low, data, FpgaPut(43, 0x5A, 6)}},
+  };
+  drive.SetMotorByte(5, 0x77);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.what);
+    SetFpga({{43, 0x5A}});
+    drive.Faults().Clear();
+    drive.Log().Clear();
+    c.plan(drive.Faults());
+    uint8_t byte = 0;
+    EXPECT_EQ(ReadMotorMemoryByte(ctx, 5, byte), c.expected);
+    EXPECT_EQ(Log(), c.log);
+  }
+}
+
+}  // namespace
+}  // namespace svodb
