@@ -5,23 +5,35 @@
 #   PREFIX_VERSION_SCRIPT         ELF version script: these names global, all else local
 #   PREFIX_HEADER_CHECK_SOURCE    a C file that names every export through HEADER
 #   PREFIX_EXPECTED_LINUX_EXPORTS, PREFIX_EXPECTED_WINDOWS_EXPORTS  the export tables
+#
+# A row "Name bytes linux" is an export of the Linux library only: it stays
+# out of the module-definition file and the Windows table. LINUX_HEADER names
+# the header that declares such exports (default: HEADER); the header check
+# names them only when _WIN32 is not defined.
 
-# Reads the list into two parallel lists: the Windows export names and the
-# argument bytes of each.
-function(svodb_read_export_list list_file out_names out_bytes)
+# Reads the list into three parallel lists: the Windows export names, the
+# argument bytes of each, and where each is exported ("all" or "linux").
+function(svodb_read_export_list list_file out_names out_bytes out_platforms)
   file(STRINGS ${list_file} lines REGEX "^[^#].*[^ ]")
   set(names)
   set(bytes)
+  set(platforms)
   foreach(line IN LISTS lines)
-    string(REGEX MATCH "^([A-Za-z_0-9@]+) +([0-9]+)$" matched "${line}")
+    string(REGEX MATCH "^([A-Za-z_0-9@]+) +([0-9]+)( +linux)?$" matched "${line}")
     if(NOT matched)
       message(FATAL_ERROR "bad export list line: '${line}'")
     endif()
     list(APPEND names ${CMAKE_MATCH_1})
     list(APPEND bytes ${CMAKE_MATCH_2})
+    if(CMAKE_MATCH_3)
+      list(APPEND platforms linux)
+    else()
+      list(APPEND platforms all)
+    endif()
   endforeach()
   set(${out_names} ${names} PARENT_SCOPE)
   set(${out_bytes} ${bytes} PARENT_SCOPE)
+  set(${out_platforms} ${platforms} PARENT_SCOPE)
 endfunction()
 
 # _Name@N (a decorated export) is the C function Name.
@@ -31,19 +43,34 @@ function(svodb_c_name export_name out)
 endfunction()
 
 function(svodb_generate_export_files prefix list_file header dll_name out_dir)
+  cmake_parse_arguments(PARSE_ARGV 5 arg "" "LINUX_HEADER" "")
+  if(NOT arg_LINUX_HEADER)
+    set(arg_LINUX_HEADER ${header})
+  endif()
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list_file})
-  svodb_read_export_list(${list_file} names bytes)
+  svodb_read_export_list(${list_file} names bytes platforms)
   list(LENGTH names count)
   math(EXPR last "${count} - 1")
   set(def "LIBRARY ${dll_name}\nEXPORTS\n")
   set(map "{\n  global:\n")
-  set(check "#include \"${header}\"\n\ntypedef void (*AnyFunction)(void);\nconst AnyFunction ${prefix}_every_export[] = {\n")
+  set(check "#include \"${header}\"\n")
+  if(platforms MATCHES "linux" AND NOT arg_LINUX_HEADER STREQUAL header)
+    string(APPEND check "#ifndef _WIN32\n#include \"${arg_LINUX_HEADER}\"\n#endif\n")
+  endif()
+  string(APPEND check "\ntypedef void (*AnyFunction)(void);\nconst AnyFunction ${prefix}_every_export[] = {\n")
   set(linux_list "")
   set(windows_list "")
   foreach(i RANGE ${last})
     list(GET names ${i} name)
     list(GET bytes ${i} arg_bytes)
+    list(GET platforms ${i} platform)
     svodb_c_name(${name} cname)
+    string(APPEND map "    ${cname};\n")
+    string(APPEND linux_list "${cname}\n")
+    if(platform STREQUAL "linux")
+      string(APPEND check "#ifndef _WIN32\n    (AnyFunction)${cname},\n#endif\n")
+      continue()
+    endif()
     # On 32-bit Windows the compiler decorates every stdcall function as
     # cname@bytes; the def file maps the export name onto that symbol.
     if(CMAKE_SIZEOF_VOID_P EQUAL 4)
@@ -51,9 +78,7 @@ function(svodb_generate_export_files prefix list_file header dll_name out_dir)
     else()
       string(APPEND def "  ${name} = ${cname}\n")
     endif()
-    string(APPEND map "    ${cname};\n")
     string(APPEND check "    (AnyFunction)${cname},\n")
-    string(APPEND linux_list "${cname}\n")
     string(APPEND windows_list "${name}\n")
   endforeach()
   string(APPEND map "  local: *;\n};\n")

@@ -21,6 +21,7 @@ struct Command {
 
 std::span<const Command> CatalogueCommands();
 std::span<const Command> DriveCommands();
+std::span<const Command> ValueCommands();
 
 // Exit codes: 0 success, 1 the library reported a failure, 2 bad usage.
 inline constexpr int kExitOk = 0;

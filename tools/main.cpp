@@ -12,6 +12,7 @@ template <typename Visit>
 void ForEachCommand(Visit visit) {
   for (const Command& command : CatalogueCommands()) visit(command);
   for (const Command& command : DriveCommands()) visit(command);
+  for (const Command& command : ValueCommands()) visit(command);
 }
 
 void PrintOverview() {

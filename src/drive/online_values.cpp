@@ -62,7 +62,7 @@ double ExtendedFaultValue(int32_t word) {
   int lowest = 0;
   while (((word >> lowest) & 1) == 0) ++lowest;
   const bool single = (word & (word - 1)) == 0;
-  return single ? lowest + 1 : 16 + lowest;
+  return single ? lowest + 1 : 15 + lowest;
 }
 
 template <std::size_t N>
@@ -206,8 +206,9 @@ Result ReformatScaled(LibraryContext& ctx, std::string_view name, uint32_t node,
   Result result = ctx.registers.GetRawValue(name, nodeIndex, raw);
   if (result != code::kOk) return result;
   NodeState& image = ctx.db.nodes[node];
-  ScalingInputs inputs = ScalingInputsFor(ctx, node, conversionCode);
-  inputs.logicVersion = image.logicVersion;
+  // The image's own model and units, also for node 0: the node's facts were
+  // just read, and the drive's LogicVer is no concern of an image's format.
+  ScalingInputs inputs = ImageScalingInputs(ctx, node, conversionCode);
   double value = 0.0;
   result = RawToUser(conversionCode, raw, inputs, value);
   if (result != code::kOk) return result;

@@ -11,6 +11,15 @@ namespace {
 constexpr int32_t kDeadBandCode = 14;
 constexpr int32_t kPowerBoardByte = 511;
 
+// The DeadBand width depends on the power board; a byte that cannot be read
+// counts as 0.
+void FollowPowerBoard(LibraryContext& ctx, int32_t conversionCode, ScalingInputs& inputs) {
+  if (conversionCode != kDeadBandCode) return;
+  uint8_t board = 0;
+  if (ReadMotorMemoryByte(ctx, kPowerBoardByte, board) != code::kOk) board = 0;
+  inputs.deadBandWidth = SelectDeadBandLayout(ctx.registers, board);
+}
+
 }  // namespace
 
 bool DependsOnLogicVersion(int32_t conversionCode) {
@@ -21,27 +30,25 @@ bool DependsOnLogicVersion(int32_t conversionCode) {
 }
 
 ScalingInputs ScalingInputsFor(LibraryContext& ctx, uint32_t node, int32_t conversionCode) {
+  if (node != 0 && node <= kMaxNode) return ImageScalingInputs(ctx, node, conversionCode);
   ScalingInputs inputs;
-  if (node == 0 || node > kMaxNode) {
-    inputs.modelCode = ctx.db.connectedModelCode;
-    inputs.commandUnits = ctx.db.connectedMode;
-    double logicVersion = 0.0;
-    if (DependsOnLogicVersion(conversionCode) && ReadVariableOnline(ctx, "LogicVer", logicVersion) == code::kOk) {
-      inputs.logicVersion = static_cast<int32_t>(logicVersion);
-    }
-  } else {
-    const NodeState& image = ctx.db.nodes[node];
-    inputs.modelCode = image.modelCode;
-    inputs.commandUnits = image.mode;
-    inputs.logicVersion = image.logicVersion;
+  inputs.modelCode = ctx.db.connectedModelCode;
+  inputs.commandUnits = ctx.db.connectedMode;
+  double logicVersion = 0.0;
+  if (DependsOnLogicVersion(conversionCode) && ReadVariableOnline(ctx, "LogicVer", logicVersion) == code::kOk) {
+    inputs.logicVersion = static_cast<int32_t>(logicVersion);
   }
-  if (conversionCode == kDeadBandCode) {
-    // The width depends on the power board; a byte that cannot be read
-    // counts as 0.
-    uint8_t board = 0;
-    if (ReadMotorMemoryByte(ctx, kPowerBoardByte, board) != code::kOk) board = 0;
-    inputs.deadBandWidth = SelectDeadBandLayout(ctx.registers, board);
-  }
+  FollowPowerBoard(ctx, conversionCode, inputs);
+  return inputs;
+}
+
+ScalingInputs ImageScalingInputs(LibraryContext& ctx, uint32_t node, int32_t conversionCode) {
+  const NodeState& image = ctx.db.nodes[node <= kMaxNode ? node : 0];
+  ScalingInputs inputs;
+  inputs.modelCode = image.modelCode;
+  inputs.commandUnits = image.mode;
+  inputs.logicVersion = image.logicVersion;
+  FollowPowerBoard(ctx, conversionCode, inputs);
   return inputs;
 }
 

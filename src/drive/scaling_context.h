@@ -19,4 +19,10 @@ bool DependsOnLogicVersion(int32_t conversionCode);
 // memory first and puts the matching layout in place.
 ScalingInputs ScalingInputsFor(LibraryContext& ctx, uint32_t node, int32_t conversionCode);
 
+// What an image holds for itself, node 0 included: its stored model, command
+// units and logic version. The conversions around a whole-set write work on
+// these and do not ask the drive for its LogicVer; DeadBand still follows the
+// drive's power board.
+ScalingInputs ImageScalingInputs(LibraryContext& ctx, uint32_t node, int32_t conversionCode);
+
 }  // namespace svodb

@@ -1,11 +1,14 @@
 // The operating system as the drive protocols use it: a millisecond clock,
 // pauses, the caller's message queue and posting to the caller's window.
 // Windows uses timeGetTime, Sleep, PeekMessageA/TranslateMessage/
-// DispatchMessageA and PostMessageA. Tests use a virtual clock on which a
+// DispatchMessageA and PostMessageA; Linux calls the handlers a client
+// registered. Tests use a virtual clock on which a
 // pause returns at once and time moves on by the amount paused.
 #pragma once
 
 #include <cstdint>
+
+#include "svodb/svodb_linux.h"
 
 namespace svodb {
 
@@ -26,5 +29,17 @@ class Platform {
 
 // The platform of the running system.
 Platform& SystemPlatform();
+
+#ifndef _WIN32
+// Linux has no window system the library could assume: the system platform
+// pumps and posts through the handlers a client registers (null: nothing
+// is handled or posted).
+struct MessageHandlers {
+  svodb_pump_handler pump = nullptr;
+  svodb_post_handler post = nullptr;
+  void* context = nullptr;
+};
+void SetMessageHandlers(const MessageHandlers& handlers) noexcept;
+#endif
 
 }  // namespace svodb

@@ -29,6 +29,8 @@ class WindowsPlatform final : public Platform {
   }
 };
 #else
+MessageHandlers g_handlers;
+
 class PosixPlatform final : public Platform {
  public:
   uint32_t NowMs() override {
@@ -38,12 +40,22 @@ class PosixPlatform final : public Platform {
   void SleepMs(uint32_t duration_ms) override {
     std::this_thread::sleep_for(std::chrono::milliseconds(duration_ms));
   }
-  bool PumpOneMessage() override { return false; }
-  bool PostWindowMessage(uintptr_t, uint32_t, uintptr_t, intptr_t) override { return false; }
+  bool PumpOneMessage() override {
+    const MessageHandlers handlers = g_handlers;  // a handler may replace the registration
+    return handlers.pump != nullptr && handlers.pump(handlers.context) != 0;
+  }
+  bool PostWindowMessage(uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+    const MessageHandlers handlers = g_handlers;
+    return handlers.post != nullptr && handlers.post(handlers.context, window, message, wParam, lParam) != 0;
+  }
 };
 #endif
 
 }  // namespace
+
+#ifndef _WIN32
+void SetMessageHandlers(const MessageHandlers& handlers) noexcept { g_handlers = handlers; }
+#endif
 
 Platform& SystemPlatform() {
 #ifdef _WIN32

@@ -1,0 +1,53 @@
+/*
+ * svodb on Linux: the message handlers a client lends the library.
+ *
+ * On Windows the library itself keeps the caller's window alive during long
+ * operations (it handles one waiting message of the calling thread per
+ * sample of GetParmMeanRMS_SVODB) and posts the progress of flash
+ * programming to the window handle the caller passes. Linux has no window
+ * system the library could assume, so it asks the client instead: a client
+ * with an event loop registers two functions here, and the library calls
+ * them where it would touch the message queue on Windows. Without them the
+ * library handles no messages and posts nothing; every operation still runs
+ * to its end and returns the same results.
+ *
+ * The handlers run on the thread that called into the library, in the
+ * middle of that call; a handler that calls back into the library re-enters
+ * it unguarded, as a dispatched window message does on Windows.
+ *
+ * This header and its function exist in the Linux library only.
+ */
+#ifndef SVODB_SVODB_LINUX_H
+#define SVODB_SVODB_LINUX_H
+
+#include "svodb/svodb.h"
+
+#ifndef _WIN32
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Handles at most one message waiting for the calling thread; returns
+ * non-zero when it handled one, 0 when none was waiting. */
+typedef int (*svodb_pump_handler)(void* context);
+
+/* Delivers `message` with its two parameters to `window`, the handle the
+ * client passed to the operation that posts (e.g. HandleISCFile_SVODB);
+ * returns non-zero when the message was accepted. Must not block for long:
+ * the library goes on with its work as soon as it returns. */
+typedef int (*svodb_post_handler)(void* context, uintptr_t window, uint32_t message, uintptr_t wParam,
+                                  intptr_t lParam);
+
+/* Registers both handlers and the context passed to each call; either
+ * handler may be null, and null for both removes them. A later call replaces
+ * the earlier registration as a whole. */
+SVODB_API void svodb_set_message_handlers(svodb_pump_handler pump, svodb_post_handler post, void* context);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* !_WIN32 */
+
+#endif /* SVODB_SVODB_LINUX_H */

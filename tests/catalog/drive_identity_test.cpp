@@ -1,0 +1,339 @@
+// Drive identity and operating mode per node, the online mode and model
+// queries against the virtual drive, and the version-support table.
+#include "catalog/drive_identity.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "api/export_fixture.h"
+#include "api/global_state.h"
+#include "catalog/parameter_database.h"
+#include "catalog/version_support.h"
+#include "drive/register_map.h"
+#include "svodb/svodb.h"
+#include "virtual_drive.h"
+
+namespace svodb::testing {
+namespace {
+
+using Lines = std::vector<std::string>;
+using sim::Operation;
+
+TEST(DeriveModeTest, OpModeAndSwitchGiveTheCommandUnits) {
+  struct Case {
+    int32_t opMode;
+    uint32_t s21;
+    bool gui;
+    Result result;
+    uint32_t mode;  // 7: left as it was
+  };
+  const Case cases[] = {{0, 0, false, 1, 0},  {0, 5, false, 1, 0},  {1, 1, false, 1, 1},
+                        {3, 0, false, 1, 1},  {3, 0, true, 1, 2},   {1, 0, true, 1, 1},
+                        {2, 1, false, 1, 0},  {2, 0, false, 1, 1},  {2, 1, true, 1, 0},
+                        {2, 2, false, 23, 7}, {4, 0, false, 23, 7}, {-1, 0, false, 23, 7}};
+  for (const Case& c : cases) {
+    uint32_t mode = 7;
+    EXPECT_EQ(DeriveMode(c.opMode, c.s21, c.gui, mode), c.result) << c.opMode << "/" << c.s21 << "/" << c.gui;
+    EXPECT_EQ(mode, c.mode) << c.opMode << "/" << c.s21 << "/" << c.gui;
+  }
+}
+
+// The exports on the current node, with the virtual drive on the serial port.
+class IdentityExports : public ExportTest {
+ protected:
+  void SetUp() override {
+    ExportTest::SetUp();
+    Use(drive_);
+    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    drive_.Log().Clear();
+  }
+  static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
+  static ParameterDatabase& Db() { return api::Context().db; }
+  // OpMode lives in bits 7-6 of register 1, S2-1 in bit 0 of register 25.
+  void SetDriveModeBits(int opMode, int s21) {
+    drive_.SetFpgaByte(1, static_cast<uint8_t>((drive_.FpgaByte(1) & 0x3F) | (opMode << 6)));
+    drive_.SetFpgaByte(25, static_cast<uint8_t>((drive_.FpgaByte(25) & 0xFE) | s21));
+  }
+  Lines Traffic() const { return drive_.Log().Lines(); }
+
+  sim::VirtualDrive drive_;
+};
+
+TEST_F(IdentityExports, AFreshNodeIsInVelocityMode) {
+  for (int32_t node : {0, 4}) {
+    ASSERT_EQ(SetNode_SVODB(node), 1);
+    int32_t mode = 7, s21 = 7;
+    EXPECT_EQ(GetMode_SVODB(&mode), 1);
+    EXPECT_EQ(mode, 1) << node;  // OpMode 2 by default and S2-1 0
+    EXPECT_EQ(GetSetupS21_SVODB(&s21), 1);
+    EXPECT_EQ(s21, 0);
+  }
+}
+
+TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
+  struct Case {
+    int32_t opMode;
+    int32_t s21;
+    Result result;
+    uint32_t mode;
+    uint32_t storedS21;
+  };
+  const Case cases[] = {{2, 1, 1, 0, 1}, {1, 1, 1, 1, 1},  {2, 0, 1, 1, 0},  {0, 0, 1, 0, 0},
+                        {3, 1, 1, 1, 1}, {2, 2, 23, 1, 0}, {2, -1, 23, 1, 0}};
+  ASSERT_EQ(SetNode_SVODB(3), 1);
+  for (const Case& c : cases) {
+    Node(3) = NodeState{};
+    ASSERT_EQ(SetOpMode_SVODB(c.opMode), 1);
+    EXPECT_EQ(SetSetupS21_SVODB(c.s21), c.result) << c.opMode << "/" << c.s21;
+    EXPECT_EQ(Node(3).mode, c.mode) << c.opMode << "/" << c.s21;
+    EXPECT_EQ(Node(3).setupS21, c.storedS21) << c.opMode << "/" << c.s21;
+  }
+  // A stored OpMode that no mode has: S2-1 is kept all the same.
+  api::Context().registers.FindRegister("OpMode")->raw[3] = 5;
+  EXPECT_EQ(SetSetupS21_SVODB(1), 23);
+  EXPECT_EQ(Node(3).setupS21, 1u);
+  EXPECT_EQ(SetOpMode_SVODB(4), 23);  // the register's range refuses it
+  EXPECT_EQ(api::Context().registers.FindRegister("OpMode")->raw[3], 5);
+  EXPECT_TRUE(Traffic().empty());
+}
+
+TEST_F(IdentityExports, ModelAndDriveTypeOfTheNode) {
+  int32_t value = 0;
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  EXPECT_EQ(SetModel_SVODB(99), 1);
+  EXPECT_EQ(GetModel_SVODB(&value), 1);
+  EXPECT_EQ(value, 99);
+  const int32_t driveTypes[][3] = {
+      {2, 1, 2}, {1, 1, 1}, {3, 23, 1}, {0, 23, 1}, {-1, 23, 1}};  // value, code, kept
+  for (const auto& [type, result, stored] : driveTypes) {
+    EXPECT_EQ(SetDriveType_SVODB(type), result) << type;
+    EXPECT_EQ(GetDriveType_SVODB(&value), 1);
+    EXPECT_EQ(value, stored) << type;
+  }
+  ASSERT_EQ(SetNode_SVODB(0), 1);
+  EXPECT_EQ(GetModel_SVODB(&value), 1);
+  EXPECT_EQ(value, 31);
+}
+
+TEST_F(IdentityExports, CheckModelComparesWithTheDriveAsReadNow) {
+  // The drive is an X7102 (31): Model in bits 7-3 of register 4, read twice.
+  ASSERT_EQ(drive_.FpgaByte(4) >> 3, 31);
+  const std::string read = "GetVarFromFPGA(4) -> 1 [" + std::to_string(drive_.FpgaByte(4)) + "]";
+  const Lines twoReads{read, read};
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  EXPECT_EQ(CKModel_SVODB(), 1);
+  EXPECT_EQ(Traffic(), twoReads);
+  ASSERT_EQ(SetModel_SVODB(28), 1);
+  Node(0).modelCode = 15;
+  Db().connectedModelCode = 15;
+  EXPECT_EQ(CKModel_SVODB(), 9);
+  EXPECT_EQ(Db().connectedModelCode, 31u);
+  EXPECT_EQ(Node(0).modelCode, 31u);
+  EXPECT_EQ(Node(2).modelCode, 28u);
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6);
+  EXPECT_EQ(CKModel_SVODB(), 6);
+  ASSERT_EQ(SetModel_SVODB(31), 1);
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 2);
+  EXPECT_EQ(CKModel_SVODB(), 2);  // not 9 although the models agree
+}
+
+TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
+  struct Case {
+    int opMode, s21;
+    int32_t plain, gui;
+    uint32_t units;
+  };
+  const Case cases[] = {{0, 1, 0, 0, 0}, {1, 0, 1, 1, 1}, {2, 1, 0, 0, 0}, {2, 0, 1, 1, 1}, {3, 1, 1, 2, 1}};
+  for (const Case& c : cases) {
+    SetDriveModeBits(c.opMode, c.s21);
+    const std::string opModeRead = "GetVarFromFPGA(1) -> 1 [" + std::to_string(drive_.FpgaByte(1)) + "]";
+    const std::string switchRead = "GetVarFromFPGA(25) -> 1 [" + std::to_string(drive_.FpgaByte(25)) + "]";
+    for (bool gui : {false, true}) {
+      drive_.Log().Clear();
+      Db().connectedMode = 7;
+      int32_t mode = -1;
+      EXPECT_EQ(gui ? GetModeOnline_GUI_SVODB(&mode) : GetModeOnline_SVODB(&mode), 1);
+      EXPECT_EQ(mode, gui ? c.gui : c.plain) << c.opMode << "/" << c.s21 << "/" << gui;
+      EXPECT_EQ(Db().connectedMode, c.units) << c.opMode << "/" << c.s21 << "/" << gui;
+      EXPECT_EQ(Traffic(), (Lines{opModeRead, opModeRead, switchRead}));
+    }
+  }
+  // A failed switch read leaves the connected mode alone.
+  Db().connectedMode = 0;
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3, 25);
+  int32_t mode = -1;
+  EXPECT_EQ(GetModeOnline_SVODB(&mode), 3);
+  EXPECT_EQ(mode, -1);
+  EXPECT_EQ(Db().connectedMode, 0u);
+}
+
+TEST_F(IdentityExports, OnlineOpModeIsWrittenBeforeTheSwitchIsRead) {
+  SetDriveModeBits(1, 1);  // register 1 holds 67: OpMode 1, CmdSrc 0, other bits 3
+  Db().connectedMode = 1;
+  EXPECT_EQ(SetOpModeOnline_SVODB(2), 1);
+  EXPECT_EQ(Db().connectedMode, 0u);
+  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
+                              "GetVarFromFPGA(1) -> 1 [131]", "GetVarFromFPGA(25) -> 1 [1]"}));
+
+  drive_.Log().Clear();
+  EXPECT_EQ(SetOpModeOnline_SVODB(4), 23);
+  EXPECT_EQ(drive_.Log().Count(Operation::kPutVarToFPGA), 0u);
+  EXPECT_EQ(Db().connectedMode, 0u);
+
+  // Through the numeric export OpMode takes the same path; the value is truncated.
+  drive_.Log().Clear();
+  EXPECT_EQ(PutVariableOnline_SVODB("OpMode", 1.9), 1);
+  EXPECT_EQ(Db().connectedMode, 1u);
+  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [131]", "PutVarToFPGA(1, 67) -> 1",
+                              "GetVarFromFPGA(1) -> 1 [67]", "GetVarFromFPGA(25) -> 1 [1]"}));
+  // Another spelling is an ordinary variable: no switch read, no new mode.
+  drive_.Log().Clear();
+  EXPECT_EQ(PutVariableOnline_SVODB("opmode", 2), 1);
+  EXPECT_EQ(Db().connectedMode, 1u);
+  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
+                              "GetVarFromFPGA(1) -> 1 [131]"}));
+}
+
+TEST_F(IdentityExports, LogicVersionCheck) {
+  struct Case {
+    int32_t logic;
+    std::string text;
+    uint8_t atLeastTwo;
+  };
+  for (const Case& c : {Case{2, "2.0A", 1}, Case{1, "1.0A", 0}, Case{0, "1.0A", 0}, Case{4, "4.0A", 1}}) {
+    sim::VirtualDrive drive(sim::DriveConfig{.logicVersion = c.logic, .versionText = c.text});
+    Use(drive);
+    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    uint8_t out = 7;
+    EXPECT_EQ(CKLogicVersion_SVODB(&out), 1) << c.logic;
+    EXPECT_EQ(out, c.atLeastTwo) << c.logic;
+  }
+  Use(drive_);
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 30);
+  uint8_t out = 7;
+  EXPECT_EQ(CKLogicVersion_SVODB(&out), 6);
+  EXPECT_EQ(out, 0);
+  Db().connectedModelCode = 16;  // no model of the table: the conversion fails
+  out = 7;
+  EXPECT_EQ(CKLogicVersion_SVODB(&out), 9);
+  EXPECT_EQ(out, 0);
+}
+
+TEST(VersionSupportTableTest, OneRowPerCatalogueVariable) {
+  ParameterDatabase db;
+  std::vector<std::string> catalogueOrder, tableOrder;
+  for (const VariableRecord& record : db.catalogue.Records())
+    if (record.name != nullptr) catalogueOrder.emplace_back(record.name);
+  for (const VersionSupportRow& row : kVersionSupportTable)
+    if (row.name != nullptr) tableOrder.emplace_back(row.name);
+  ASSERT_EQ(kVersionSupportTable.size(), 160u);
+  EXPECT_EQ(kVersionSupportTable.back().number, -1);
+  EXPECT_EQ(kVersionSupportTable.back().name, nullptr);
+  ASSERT_EQ(tableOrder.size(), 159u);
+  EXPECT_EQ(std::set<std::string>(tableOrder.begin(), tableOrder.end()),
+            std::set<std::string>(catalogueOrder.begin(), catalogueOrder.end()));
+
+  // Catalogue order, except that each BiQuad section runs K1, K2, B1, B2 and
+  // the two logic-4 variables come last.
+  auto reorder = [](std::vector<std::string> names) {
+    std::vector<std::string> out;
+    for (const std::string& name : names) {
+      if (name.starts_with("BQ")) {
+        if (name.ends_with("B2")) {
+          const std::string s = name.substr(0, 3);
+          for (const char* c : {"K1", "K2", "B1", "B2"}) out.push_back(s + c);
+        }
+      } else if (name != "FbType" && name != "FilterType") {
+        out.push_back(name);
+      }
+    }
+    out.insert(out.end(), {"FbType", "FilterType"});
+    return out;
+  };
+  EXPECT_EQ(tableOrder, reorder(catalogueOrder));
+}
+
+TEST(VersionSupportTableTest, SupportFlagsOfEachVariable) {
+  struct Group {
+    const char* flags;
+    std::vector<std::string> names;
+  };
+  std::vector<Group> groups = {
+      {"0001 1111 1111",
+       {"AFBDivisorSrc", "AFBEnDatEnb", "AFBHallsDis", "AFBSrc", "AuxFBComAng", "AuxFBDivisor",
+        "AuxFBEnDatFlt", "AuxFBHallFlt", "AuxFBPTCFlt", "AuxFBSCDFlt", "AuxFBType", "EnDatDistMT",
+        "EnDatNumClks", "EnDatPPR"}},
+      {"0000 0001 1111",
+       {"AFBMitEn", "AuxFBMitAlrm", "AuxFBMitFlt", "EncOutZOffset", "FAULTHISPNTR", "FaultHistory"}},
+      {"0000 0000 0011", {}},
+      {"0000 0111 1111",
+       {"CmdInNullEnb", "FltRstMode", "ISPConfig", "ISPEnable", "ISPErase", "ISPProgram", "ISPVerify"}},
+      {"0111 1111 1111",
+       {"DInp1Pol", "DInp2Pol", "DInp3Pol", "DInp4Pol", "FBSrc", "HSInp1Pol", "SerialNum", "TRXPosMT",
+        "SWClrFlt", "VerLW"}},
+      {"0000 0011 1111", {"EncOutPPR"}},
+      {"0000 0000 0100", {"FBDivisor"}},
+      {"1110 0111 1111", {"GearIn", "GearOut"}},
+      {"0010 0111 1111", {"PosErrorMax"}},
+      {"0000 0000 1000", {"FbType", "FilterType"}}};
+  for (const char* section : {"BQ0", "BQ1", "BQ2", "BQ3"})
+    for (const char* c : {"K1", "K2", "B1", "B2"}) groups[2].names.push_back(std::string(section) + c);
+  std::size_t listed = 0;
+  for (const VersionSupportRow& row : kVersionSupportTable) {
+    if (row.name == nullptr) continue;
+    std::string expected = "1111 1111 1111";
+    for (const Group& group : groups)
+      for (const std::string& name : group.names)
+        if (name == row.name) expected = group.flags, ++listed;
+    std::string actual;
+    for (std::size_t i = 0; i < kSupportFlagCount; ++i)
+      actual += (i % 4 == 0 && i > 0 ? " " : "") + std::to_string(row.flags[i]);
+    EXPECT_EQ(actual, expected) << row.name;
+  }
+  EXPECT_EQ(listed, 14u + 6 + 16 + 7 + 10 + 1 + 1 + 2 + 1 + 2);
+}
+
+TEST(VersionSupportTest, VersionTextAndLogicVersion) {
+  struct Case {
+    const char* name;
+    const char* text;
+    int32_t logic;
+    bool supported;
+  };
+  const Case cases[] = {{"FBDivisor", "102.5", 3, true},   {"FBDivisor", "3.2K", 3, false},
+                        {"FBDivisor", "3.5X", 3, true},    {"FBDivisor", "3.2", 3, false},
+                        {"FBDivisor", "", 4, false},       {"FBDivisor", "102.5", 2, false},
+                        {"FBDivisor", "105.1A", 3, false}, {"FBDivisor", "104.1A", 3, true},
+                        {"GearIn", "S1.0x", 3, false},     {"GearIn", "S1.0x", 2, true},
+                        {"GearIn", "ab", 1, true},         {"GearIn", "S2.0B", 3, false},
+                        {"GearIn", "3.0A", 3, true},       {"GearIn", "2.1A", 3, true},
+                        {"gearin", "3.0A", 2, false},      {"NoSuchName", "4.0A", 4, false},
+                        {"AFBSrc", "2.0A", 3, false},      {"AFBSrc", "2.0AB", 3, true},
+                        {"AFBSrc", "S1.0B", 3, true},      {"BQ1K2", "106.3C", 4, true},
+                        {"BQ1K2", "4.0A", 4, false},       {"FbType", "4.0A", 4, true},
+                        {"FbType", "3.2A", 4, false},      {"PosErrorMax", "S1.0A", 3, false},
+                        {"PosErrorMax", "2.1A", 3, true},  {"DInp1 (EnbHWInp)", "2.0A", 0, true},
+                        {"DInp1Pol", "2.0A", 2, false}};
+  for (const Case& c : cases)
+    EXPECT_EQ(IsSupportedByVersion(c.name, c.text, c.logic), c.supported)
+        << c.name << " " << c.text << " " << c.logic;
+}
+
+TEST_F(ExportTest, ParamSupportedByVersionAnswersInItsOutputOnly) {
+  uint8_t out = 7;
+  EXPECT_EQ(ParamSupportedByVersion_SVODB("FBDivisor", "102.5", 3, &out), 0);
+  EXPECT_EQ(out, 1);
+  EXPECT_EQ(ParamSupportedByVersion_SVODB("FBDivisor", "3.2K", 3, &out), 0);
+  EXPECT_EQ(out, 0);
+  out = 7;
+  EXPECT_EQ(ParamSupportedByVersion_SVODB("Unknown", "4.0A", 4, &out), 0);
+  EXPECT_EQ(out, 0);
+  EXPECT_EQ(ParamSupportedByVersion_SVODB(nullptr, "4.0A", 4, &out), 0);
+}
+
+}  // namespace
+}  // namespace svodb::testing

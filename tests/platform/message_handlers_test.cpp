@@ -1,0 +1,105 @@
+// The Linux system platform pumps and posts through the handlers a client
+// registers with svodb_set_message_handlers.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "api/export_fixture.h"
+#include "platform/platform.h"
+#include "svodb/svodb.h"
+#include "svodb/svodb_linux.h"
+#include "virtual_drive.h"
+
+namespace svodb::testing {
+namespace {
+
+struct Post {
+  uintptr_t window;
+  uint32_t message;
+  uintptr_t wParam;
+  intptr_t lParam;
+
+  bool operator==(const Post&) const = default;
+};
+
+// What a client's event loop sees of the library.
+struct Client {
+  int pumps = 0;
+  int waiting = 0;  // messages the pump still finds
+  int accepts = 1;  // the post handler's answer
+  std::vector<Post> posts;
+};
+
+int Pump(void* context) {
+  auto* client = static_cast<Client*>(context);
+  ++client->pumps;
+  if (client->waiting == 0) return 0;
+  --client->waiting;
+  return 1;
+}
+
+int PostTo(void* context, uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+  auto* client = static_cast<Client*>(context);
+  client->posts.push_back({window, message, wParam, lParam});
+  return client->accepts;
+}
+
+class MessageHandlers : public ExportTest {
+ protected:
+  void TearDown() override {
+    svodb_set_message_handlers(nullptr, nullptr, nullptr);
+    ExportTest::TearDown();
+  }
+  Client client;
+};
+
+TEST_F(MessageHandlers, WithoutHandlersNothingIsHandledOrPosted) {
+  Platform& platform = SystemPlatform();
+  EXPECT_FALSE(platform.PumpOneMessage());
+  EXPECT_FALSE(platform.PostWindowMessage(1, 2, 3, 4));
+}
+
+TEST_F(MessageHandlers, PumpAndPostReachTheClientWithItsContext) {
+  svodb_set_message_handlers(Pump, PostTo, &client);
+  Platform& platform = SystemPlatform();
+  client.waiting = 1;
+  EXPECT_TRUE(platform.PumpOneMessage());
+  EXPECT_FALSE(platform.PumpOneMessage());
+  EXPECT_EQ(client.pumps, 2);
+
+  EXPECT_TRUE(platform.PostWindowMessage(0x1234, 0x8001, 7, -9));
+  client.accepts = 0;
+  EXPECT_FALSE(platform.PostWindowMessage(UINTPTR_MAX, 0xFFFFFFFFu, 0, INTPTR_MIN));
+  EXPECT_EQ(client.posts,
+            (std::vector<Post>{{0x1234, 0x8001, 7, -9}, {UINTPTR_MAX, 0xFFFFFFFFu, 0, INTPTR_MIN}}));
+}
+
+TEST_F(MessageHandlers, EachHandlerIsOptionalAndALaterCallReplacesBoth) {
+  svodb_set_message_handlers(Pump, nullptr, &client);
+  EXPECT_FALSE(SystemPlatform().PostWindowMessage(1, 2, 3, 4));
+  Client other;
+  svodb_set_message_handlers(nullptr, PostTo, &other);
+  EXPECT_FALSE(SystemPlatform().PumpOneMessage());
+  EXPECT_TRUE(SystemPlatform().PostWindowMessage(1, 2, 3, 4));
+  EXPECT_EQ(client.pumps, 0);
+  EXPECT_TRUE(client.posts.empty());
+  EXPECT_EQ(other.posts.size(), 1u);
+}
+
+TEST_F(MessageHandlers, SamplingPumpsTheClientOncePerSample) {
+  sim::VirtualDrive drive;
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
+  Use(drive);
+  svodb_set_message_handlers(Pump, PostTo, &client);
+  client.waiting = 10;
+  double mean = 0, spread = 0;
+  EXPECT_EQ(GetParmMeanRMS_SVODBT("LogicVer", 4, &mean, &spread), 1);
+  EXPECT_EQ(mean, 4.0);
+  EXPECT_EQ(client.pumps, 4);
+  EXPECT_EQ(client.waiting, 6);
+  EXPECT_TRUE(client.posts.empty());
+}
+
+}  // namespace
+}  // namespace svodb::testing

@@ -1,0 +1,200 @@
+// Commands that read and write the drive's values in engineering units:
+// info, get, set, serial, faults and sample.
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "cli.h"
+#include "svodb/svodb.h"
+
+namespace svodb_tool {
+namespace {
+
+constexpr std::size_t kTextSize = 25;  // serial number and version texts
+
+// Opens the connection and learns the drive's model and mode, which decide
+// the units of its values.
+bool Connected() {
+  int32_t result = Connect();
+  if (result != 1) return LibraryFailure("cannot open the connection", result) == kExitOk;
+  int32_t model = 0, mode = 0;
+  result = GetModelOnline_SVODB(&model);
+  if (result == 1) result = GetModeOnline_SVODB(&mode);
+  if (result != 1) return LibraryFailure("reading the drive's model and mode", result) == kExitOk;
+  return true;
+}
+
+// The unit of a variable in the connected drive's present unit column: a
+// run of no samples gives it without reading the variable.
+std::string UnitOf(const std::string& name) {
+  char unit[SVODB_UNIT_SIZE] = "";
+  double mean = 0, spread = 0;
+  if (GetParmMeanRMS_SVODB(name.c_str(), 0, &mean, &spread, unit) != 1) return "";
+  std::string text = unit;
+  const auto first = text.find_first_not_of(" \t");
+  return first == std::string::npos ? "" : text.substr(first);
+}
+
+std::string Text(int32_t (*read)(const char*, int32_t, char*), const char* name, int32_t& result) {
+  char text[kTextSize] = "";
+  result = read(name, 0, text);
+  return text;
+}
+
+int RunInfo(const Args& args) {
+  if (!args.empty()) return UsageError("info: unexpected argument '" + args[0] + "'");
+  if (!Connected()) return kExitFailure;
+  int32_t model = 0, mode = 0, driveType = 0, result = 0;
+  if ((result = GetModelOnline_SVODB(&model)) != 1) return LibraryFailure("reading the model", result);
+  if ((result = GetModeOnline_SVODB(&mode)) != 1) return LibraryFailure("reading the mode", result);
+  double logicVersion = 0;
+  if ((result = GetVariableOnline_SVODB("LogicVer", &logicVersion)) != 1) {
+    return LibraryFailure("reading the logic version", result);
+  }
+  GetDriveType_SVODB(&driveType);
+  int32_t versionResult = 0, serialResult = 0;
+  const std::string version = Text(GetStringOnline_SVODB, "VerLW", versionResult);
+  const std::string serial = Text(GetStringOnline_SVODB, "SerialNum", serialResult);
+  char message[SVODB_MESSAGE_SIZE];
+  std::printf("model:          %d\n", static_cast<int>(model));
+  std::printf("mode:           %d (%s)\n", static_cast<int>(mode), mode == 0 ? "torque" : "velocity");
+  std::printf("logic version:  %g\n", logicVersion);
+  ErrorMessage_SVODB(versionResult, message);
+  std::printf("version text:   %s\n", versionResult == 1 ? version.c_str() : message);
+  ErrorMessage_SVODB(serialResult, message);
+  std::printf("serial number:  %s\n", serialResult == 1 ? serial.c_str() : message);
+  const ConnectionOptions& o = Connection();
+  if (driveType == 2) {
+    std::printf("connection:     network\n");
+  } else {
+    std::printf("connection:     serial port %d at %d baud\n", static_cast<int>(o.port), static_cast<int>(o.baudRate));
+  }
+  return kExitOk;
+}
+
+int RunGet(const Args& args) {
+  if (args.empty()) return UsageError("get: expected one or more variable names (see svodb get --help)");
+  if (!Connected()) return kExitFailure;
+  int status = kExitOk;
+  for (const std::string& name : args) {
+    double value = 0;
+    const int32_t result = GetVariableOnline_SVODB(name.c_str(), &value);
+    if (result != 1) {
+      status = LibraryFailure("get " + name, result);
+      continue;
+    }
+    std::printf("%-18s %.10g %s\n", name.c_str(), value, UnitOf(name).c_str());
+  }
+  return status;
+}
+
+int RunSet(const Args& args) {
+  if (args.size() != 2) return UsageError("set: expected a variable name and a value (see svodb set --help)");
+  char* end = nullptr;
+  const double value = std::strtod(args[1].c_str(), &end);
+  if (args[1].empty() || *end != '\0' || !std::isfinite(value)) {
+    return UsageError("set: '" + args[1] + "' is not a number");
+  }
+  if (!Connected()) return kExitFailure;
+  int32_t result = PutVariableOnline_SVODB(args[0].c_str(), value);
+  if (result != 1) return LibraryFailure("set " + args[0], result);
+  double back = 0;
+  result = GetVariableOnline_SVODB(args[0].c_str(), &back);
+  if (result != 1) return LibraryFailure("reading " + args[0] + " back", result);
+  std::printf("%-18s %.10g %s\n", args[0].c_str(), back, UnitOf(args[0]).c_str());
+  return kExitOk;
+}
+
+int RunSerial(const Args& args) {
+  if (args.size() > 1) return UsageError("serial: expected at most one serial number");
+  if (!Connected()) return kExitFailure;
+  if (args.size() == 1) {
+    const int32_t result = PutStringOnline_SVODB("SerialNum", args[0].c_str());
+    if (result == 12) return UsageError("serial: a serial number has at most 24 characters");
+    if (result != 1) return LibraryFailure("writing the serial number", result);
+  }
+  int32_t result = 0;
+  const std::string serial = Text(GetStringOnline_SVODB, "SerialNum", result);
+  if (result != 1) return LibraryFailure("reading the serial number", result);
+  std::printf("%s\n", serial.c_str());
+  return kExitOk;
+}
+
+// Records of the drive's fault log, 8 bytes each; an erased record reads
+// all 0 or all 255.
+int RunFaults(const Args& args) {
+  bool all = false;
+  for (const std::string& arg : args) {
+    if (arg != "--all") return UsageError("faults: unexpected argument '" + arg + "'");
+    all = true;
+  }
+  if (!Connected()) return kExitFailure;
+  double pointer = 0;
+  const int32_t result = GetVariableOnline_SVODB("FAULTHISPNTR", &pointer);
+  if (result != 1) return LibraryFailure("reading the fault pointer", result);
+  std::printf("fault pointer: %d\nrecord  bytes 0-7\n", static_cast<int>(pointer));
+  for (int32_t record = 0; record < 64; ++record) {
+    uint8_t bytes[8] = {};
+    int zeros = 0, ones = 0;
+    for (int32_t b = 0; b < 8; ++b) {
+      GetFaultHistory_SVODB(record, b, &bytes[b]);
+      zeros += bytes[b] == 0;
+      ones += bytes[b] == 255;
+    }
+    if (!all && (zeros == 8 || ones == 8)) continue;
+    std::printf("%6d ", static_cast<int>(record));
+    for (uint8_t byte : bytes) std::printf(" %02X", byte);
+    std::printf("\n");
+  }
+  return kExitOk;
+}
+
+int RunSample(const Args& args) {
+  if (args.size() != 2) return UsageError("sample: expected a variable name and a sample count");
+  const auto count = ParseArgument("sample", "the sample count", args[1], 1, 1000000);
+  if (!count) return kExitUsage;
+  if (!Connected()) return kExitFailure;
+  double mean = 0, spread = 0;
+  char unit[SVODB_UNIT_SIZE] = "";
+  const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
+  if (result != 1) return LibraryFailure("sampling " + args[0], result);
+  std::printf("%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(), static_cast<int>(*count), mean,
+              spread, unit);
+  return kExitOk;
+}
+
+// clang-format off
+const Command kCommands[] = {
+    {"info", "show the connected drive's model, mode, versions and serial number",
+     "usage: svodb info\n"
+     "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n",
+     RunInfo},
+    {"get", "read variables of the drive in engineering units",
+     "usage: svodb get NAME...\n"
+     "Reads each variable from the connected drive and prints its engineering value and unit.\n",
+     RunGet},
+    {"set", "write a variable of the drive in engineering units",
+     "usage: svodb set NAME VALUE\n"
+     "Writes VALUE (engineering units) to the variable on the connected drive and reads it back.\n",
+     RunSet},
+    {"serial", "read or write the drive's serial number",
+     "usage: svodb serial [TEXT]\n"
+     "Prints the drive's serial number; with TEXT (at most 24 characters) writes it first.\n",
+     RunSerial},
+    {"faults", "show the drive's fault history",
+     "usage: svodb faults [--all]\n"
+     "Prints the drive's fault pointer and the fault log's records (8 bytes each); --all includes empty ones.\n",
+     RunFaults},
+    {"sample", "sample a variable for its mean and spread",
+     "usage: svodb sample NAME N\n"
+     "Reads the variable N times and prints the mean and the spread (population standard deviation).\n",
+     RunSample},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const Command> ValueCommands() { return kCommands; }
+
+}  // namespace svodb_tool
