@@ -1,6 +1,7 @@
 #include "catalog/version_support.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <string>
 
 namespace svodb {
@@ -200,6 +201,13 @@ bool IsSupportedByVersion(std::string_view name, std::string_view versionText, i
     if (version.substr(0, 4) == kVersionFamilies[i]) return row->flags[9 + i] != 0;
   }
   return true;
+}
+
+bool SupportsMitutoyoFeedback(std::string_view versionText) {
+  const std::string text(versionText.substr(0, kVersionTextRoom));
+  const std::size_t dot = text.find('.');
+  if (dot == std::string::npos || std::atof(text.c_str()) < 3.2) return false;
+  return dot + 2 < text.size() && text[dot + 2] >= 'J';
 }
 
 }  // namespace svodb

@@ -40,4 +40,9 @@ extern const std::array<VersionSupportRow, kVersionSupportRowCount> kVersionSupp
 // The name is compared exactly, case and all.
 bool IsSupportedByVersion(std::string_view name, std::string_view versionText, int32_t logicVersion);
 
+// Whether a drive of this version text can run the Mitutoyo auxiliary
+// feedback: version 3.2 or later (the text read as a number) whose build
+// letter, the character two places after the first ".", is "J" or later.
+bool SupportsMitutoyoFeedback(std::string_view versionText);
+
 }  // namespace svodb

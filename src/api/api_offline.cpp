@@ -1,0 +1,65 @@
+// Exports that read and write one variable of the current node's image and
+// answer its properties.
+#include "api/global_state.h"
+#include "api/guard.h"
+#include "api/text_copy.h"
+#include "catalog/catalogue_queries.h"
+#include "catalog/drive_identity.h"
+#include "catalog/offline_values.h"
+#include "svodb/svodb.h"
+
+#include <cmath>
+
+using svodb::LibraryContext;
+using svodb::api::Context;
+using svodb::api::CurrentNode;
+using svodb::api::Guarded;
+namespace code = svodb::code;
+
+extern "C" {
+
+SVODB_API int32_t SVODB_CALL GetVariable_SVODB(const char* name, double* value) {
+  if (name == nullptr || value == nullptr) return code::kInvalidParameter;
+  return Guarded(code::kSystemError, [&] {
+    LibraryContext ctx = Context();
+    return svodb::GetOfflineValue(ctx, name, CurrentNode(), *value);
+  });
+}
+
+SVODB_API int32_t SVODB_CALL PutVariable_SVODB(const char* name, double value) {
+  if (name == nullptr) return code::kInvalidParameter;
+  return Guarded(code::kSystemError, [&] {
+    LibraryContext ctx = Context();
+    // OpMode, spelt exactly, also re-derives the node's mode.
+    if (std::string_view(name) == "OpMode") {
+      const double truncated = std::isfinite(value) ? std::trunc(value) : -2147483648.0;
+      const bool fits = truncated >= -2147483648.0 && truncated <= 2147483647.0;
+      return svodb::SetNodeOpMode(ctx, CurrentNode(), fits ? static_cast<int32_t>(truncated) : INT32_MIN);
+    }
+    return svodb::PutOfflineValue(ctx, name, CurrentNode(), value);
+  });
+}
+
+SVODB_API int32_t SVODB_CALL GetProp_SVODB(const char* name, int32_t* conversionCode, double* minimum,
+                                           double* maximum, double* defaultValue, char* unit) {
+  if (name == nullptr || conversionCode == nullptr || minimum == nullptr || maximum == nullptr ||
+      defaultValue == nullptr || unit == nullptr) {
+    return code::kInvalidParameter;
+  }
+  return Guarded(code::kSystemError, [&] {
+    LibraryContext ctx = Context();
+    svodb::VariableProperties properties;
+    const int32_t result = svodb::GetOfflineProperties(ctx, name, CurrentNode(), properties);
+    if (result != code::kOk) return result;
+    *conversionCode = properties.conversionCode;
+    *minimum = properties.minimum;
+    *maximum = properties.maximum;
+    *defaultValue = properties.defaultValue;
+    const auto text = svodb::GetUnitText(ctx, name, CurrentNode());
+    if (!text) return code::kSystemError;
+    svodb::api::CopyText(*text, unit);
+    return code::kOk;
+  });
+}
+
+}  // extern "C"
