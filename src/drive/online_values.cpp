@@ -62,7 +62,7 @@ double ExtendedFaultValue(int32_t word) {
   int lowest = 0;
   while (((word >> lowest) & 1) == 0) ++lowest;
   const bool single = (word & (word - 1)) == 0;
-  return single ? lowest + 1 : 15 + lowest;
+  return single ? lowest + 1 : 16 + lowest;
 }
 
 template <std::size_t N>

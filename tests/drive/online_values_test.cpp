@@ -116,20 +116,6 @@ TEST_F(OnlineExports, FactoryTestResultsComeStraightFromTheirNvEntries) {
 }
 
 TEST_F(OnlineExports, CurrentLimitsFollowTheDrivesLogic) {
-  Connect(DriveConfig{.logicVersion = 2, .versionText = "2.0A"});
-  drive_->SetFpgaByte(
-      13, static_cast<uint8_t>((drive_->FpgaByte(13) & 0xF0) | 0x09));  // plus step 2, minus step 1
-  const std::string logic = "GetVarFromFPGA(30) -> 1 [2]";
-  const std::string selectors = "GetVarFromFPGA(13) -> 1 [" + std::to_string(drive_->FpgaByte(13)) + "]";
-  EXPECT_EQ(Get("ILmtPlus"), 2);
-  // LogicVer for the conversion code, for the online read and for the layout.
-  EXPECT_EQ(Traffic(), (Lines{logic, logic, logic, logic, logic, logic, selectors, selectors}));
-  EXPECT_EQ(Get("ILmtMinus"), 1);
-  EXPECT_EQ(ConversionCode("ILmtPlus"), 1);
-  EXPECT_EQ(ConversionCode("ILmtMinus"), 1);
-  EXPECT_EQ(PutVariableOnline_SVODB("ILmtPlus", 3), 1);  // a step, written to bits 3-2
-  EXPECT_EQ(drive_->FpgaByte(13) & 0x0F, 0x0D);
-
   Connect(DriveConfig{.logicVersion = 3, .versionText = "3.2A"});
   drive_->SetFpgaByte(85, 151);
   drive_->SetFpgaByte(84, 181);
@@ -139,9 +125,25 @@ TEST_F(OnlineExports, CurrentLimitsFollowTheDrivesLogic) {
   EXPECT_EQ(ConversionCode("ILmtMinus"), 43);
   EXPECT_EQ(PutVariableOnline_SVODB("ILmtMinus", 50), 1);
   EXPECT_EQ(drive_->FpgaByte(84), 181);
+
+  Connect(DriveConfig{.logicVersion = 2, .versionText = "2.0A"});
+  drive_->SetFpgaByte(13, static_cast<uint8_t>(drive_->FpgaByte(13) & 0xF0));
+  // The write finds the logic itself: a step, in bits 3-2 of register 13.
+  EXPECT_EQ(PutVariableOnline_SVODB("ILmtPlus", 3), 1);
+  EXPECT_EQ(drive_->FpgaByte(13) & 0x0F, 0x0C);
+  EXPECT_EQ(ConversionCode("ILmtPlus"), 1);
+  drive_->SetFpgaByte(13, static_cast<uint8_t>((drive_->FpgaByte(13) & 0xF0) | 0x09));  // steps 2 and 1
+  drive_->Log().Clear();
+  const std::string logic = "GetVarFromFPGA(30) -> 1 [2]";
+  const std::string selectors = "GetVarFromFPGA(13) -> 1 [" + std::to_string(drive_->FpgaByte(13)) + "]";
+  EXPECT_EQ(Get("ILmtPlus"), 2);
+  // LogicVer for the conversion code, for the online read and for the layout.
+  EXPECT_EQ(Traffic(), (Lines{logic, logic, logic, logic, logic, logic, selectors, selectors}));
+  EXPECT_EQ(Get("ILmtMinus"), 1);
+  EXPECT_EQ(ConversionCode("ILmtMinus"), 1);
 }
 
-TEST_F(OnlineExports, ExtendedFaultsAreOneNumber) {
+TEST_F(OnlineExports, CompositeReadsWithoutAWritePath) {
   struct Case {
     uint8_t faults1, faults2;
     double value;
@@ -153,6 +155,11 @@ TEST_F(OnlineExports, ExtendedFaultsAreOneNumber) {
     drive_->SetFpgaByte(67, c.faults2);
     EXPECT_EQ(Get("ExtFaults"), c.value) << int{c.faults1} << "/" << int{c.faults2};
   }
+  // HSOT is HstSet's limit shown in degrees: raw -88 (0xA8) is 80.0.
+  drive_->SetFpgaByte(39, 0xA8);
+  drive_->Log().Clear();
+  EXPECT_EQ(Get("HSOT"), 80.0);
+  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(39) -> 1 [168]", "GetVarFromFPGA(39) -> 1 [168]"}));
   drive_->Log().Clear();
   EXPECT_EQ(PutVariableOnline_SVODB("ExtFaults", 1), 21);
   EXPECT_EQ(PutVariableOnline_SVODB("HSOT", 80), 21);
