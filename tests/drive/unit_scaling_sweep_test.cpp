@@ -149,10 +149,10 @@ std::vector<std::pair<int32_t, int32_t>> LogicAndDeadBandForms(Variation variati
 
 // Every value of [lo, hi] when there are at most 8192. Else the 64 values at
 // either end and around 0, every +-2^k with two neighbours each side, and a
-// comb: stride 13 from lo + phase (0-12) for ranges up to 2^17 values, 4096
-// teeth for wider ranges.
+// comb: every 8th value from lo + phase (0-7) for ranges up to 2^17 values,
+// 4096 teeth for wider ranges.
 constexpr int64_t kFullSweep = 8192;
-constexpr int64_t kCombStride = 13;
+constexpr int64_t kCombStride = 8;
 
 bool IsCombNarrow(int64_t span) { return span > kFullSweep && span <= (int64_t{1} << 17); }
 
@@ -231,8 +231,7 @@ class Sweep {
       // Variables with one code and one range convert alike: sweep them once.
       const auto key = std::make_tuple(rule.code, range.min, range.max, m, units, logic, deadBandWidth);
       if (!swept_.insert(key).second) continue;
-      const std::vector<int32_t> raws =
-          Admitted(record.name, range, units, static_cast<int64_t>(2 * m + units));
+      const std::vector<int32_t> raws = Admitted(record.name, range, units, m);
       const std::string where = std::string(record.name) + " " + kModelTable[m].name + " units " +
                                 std::to_string(units) + " logic " + std::to_string(logic);
       // The values shown at the two ends of the range.
@@ -314,9 +313,9 @@ class Sweep {
   // The raw values the register admits. A range stored upside down
   // (ILmtMinus's 256..105, FBDivisor's 1..-1, EnDatPPR's 0..-1) is left to
   // the register map's own rule over its span and a 32-bit sample.
-  std::vector<int32_t> Admitted(const char* name, const RawRange& range, uint32_t units, int64_t pass) {
-    if (range.min <= range.max) return Sample(range.min, range.max, pass);
-    std::vector<int32_t> candidates = Sample(INT32_MIN, INT32_MAX, pass);
+  std::vector<int32_t> Admitted(const char* name, const RawRange& range, uint32_t units, std::size_t model) {
+    if (range.min <= range.max) return Sample(range.min, range.max, model);
+    std::vector<int32_t> candidates = Sample(INT32_MIN, INT32_MAX, model);
     const auto middle = static_cast<std::ptrdiff_t>(candidates.size());
     for (int64_t r = range.max; r <= range.min; ++r) candidates.push_back(static_cast<int32_t>(r));
     std::inplace_merge(candidates.begin(), candidates.begin() + middle, candidates.end());
@@ -327,11 +326,11 @@ class Sweep {
     return admitted;
   }
 
-  // RawValues, computed once per range and comb phase. The phase moves from
-  // one model and unit pass to the next, so the passes over a 16-bit range
-  // together reach every value.
-  const std::vector<int32_t>& Sample(int64_t lo, int64_t hi, int64_t pass) {
-    const int64_t phase = IsCombNarrow(hi - lo + 1) ? pass % kCombStride : 0;
+  // RawValues, computed once per range and comb phase. The phase is the
+  // model's position, so the eight models together reach every value of a
+  // 16-bit range in each command unit.
+  const std::vector<int32_t>& Sample(int64_t lo, int64_t hi, std::size_t model) {
+    const int64_t phase = IsCombNarrow(hi - lo + 1) ? static_cast<int64_t>(model) % kCombStride : 0;
     auto [it, added] = samples_.try_emplace(std::make_tuple(lo, hi, phase));
     if (added) it->second = RawValues(lo, hi, phase);
     return it->second;
