@@ -20,6 +20,8 @@ struct VariableRow {
   std::string units;
   std::string flags;
   const char* description;
+  std::string availability;  // with --drive: enabled, disabled, n/a
+  std::string change;        // with --drive: static, dynamic
 };
 
 std::string Trimmed(const char* text) {
@@ -62,13 +64,27 @@ std::string FlagLetters(const char* name, const svodb::VariableRecord& record) {
   return letters;
 }
 
-std::vector<VariableRow> CatalogueRows() {
+std::string Availability(const char* name) {
+  int32_t enabled = 1;
+  const int32_t result = GetParamEnabled_SVODB(name, 0, &enabled);
+  if (result != 1) return "?";
+  return enabled == 1 ? "enabled" : enabled == 0 ? "disabled" : "n/a";
+}
+
+std::string Change(const char* name) {
+  int32_t dynamic = 0;
+  if (GetParamStaticOrDynamic_SVODB(name, &dynamic) != 1) return "?";
+  return dynamic != 0 ? "dynamic" : "static";
+}
+
+std::vector<VariableRow> CatalogueRows(bool withDrive) {
   std::vector<VariableRow> rows;
   char name[SVODB_NAME_SIZE];
   for (int32_t position = 1; position <= GetVarNum_SVODB(); ++position) {
     if (!GetVarName_SVODB(position, name)) continue;
     const svodb::VariableRecord& record = svodb::kCatalogueTable[static_cast<std::size_t>(position - 1)];
-    rows.push_back({position, name, JoinedUnits(record.units), FlagLetters(name, record), record.description});
+    rows.push_back({position, name, JoinedUnits(record.units), FlagLetters(name, record), record.description,
+                    withDrive ? Availability(name) : "", withDrive ? Change(name) : ""});
   }
   return rows;
 }
@@ -96,9 +112,13 @@ void PrintJson(const std::vector<VariableRow>& rows) {
   std::printf("[\n");
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const VariableRow& row = rows[i];
-    std::printf("  {\"position\": %d, \"name\": %s, \"units\": %s, \"flags\": %s, \"description\": %s}%s\n",
+    std::string drive;
+    if (!row.availability.empty()) {
+      drive = ", \"availability\": " + JsonString(row.availability) + ", \"change\": " + JsonString(row.change);
+    }
+    std::printf("  {\"position\": %d, \"name\": %s, \"units\": %s, \"flags\": %s, \"description\": %s%s}%s\n",
                 static_cast<int>(row.position), JsonString(row.name).c_str(), JsonString(row.units).c_str(),
-                JsonString(row.flags).c_str(), JsonString(row.description).c_str(),
+                JsonString(row.flags).c_str(), JsonString(row.description).c_str(), drive.c_str(),
                 i + 1 < rows.size() ? "," : "");
   }
   std::printf("]\n");
@@ -111,25 +131,33 @@ void PrintTable(const std::vector<VariableRow>& rows) {
     unitWidth = std::max(unitWidth, row.units.size());
   }
   const int nw = static_cast<int>(nameWidth), uw = static_cast<int>(unitWidth);
-  std::printf("%3s  %-*s  %-*s  %-6s  %s\n", "Pos", nw, "Name", uw, "Units", "Flags", "Description");
+  const bool drive = !rows.empty() && !rows.front().availability.empty();
+  std::printf("%3s  %-*s  %-*s  %-6s  ", "Pos", nw, "Name", uw, "Units", "Flags");
+  if (drive) std::printf("%-8s  %-7s  ", "State", "Changes");
+  std::printf("Description\n");
   for (const VariableRow& row : rows) {
-    std::printf("%3d  %-*s  %-*s  %-6s  %s\n", static_cast<int>(row.position), nw, row.name.c_str(), uw,
-                row.units.c_str(), row.flags.c_str(), row.description);
+    std::printf("%3d  %-*s  %-*s  %-6s  ", static_cast<int>(row.position), nw, row.name.c_str(), uw,
+                row.units.c_str(), row.flags.c_str());
+    if (drive) std::printf("%-8s  %-7s  ", row.availability.c_str(), row.change.c_str());
+    std::printf("%s\n", row.description);
   }
   std::printf("\nFlags: R read-only, S status, T from the motor's feedback device, "
               "E fixed while enabled, U user parameter, N kept in NV memory\n");
 }
 
 int RunVars(const Args& args) {
-  bool json = false;
+  bool json = false, drive = false;
   for (const std::string& arg : args) {
     if (arg == "--json") {
       json = true;
+    } else if (arg == "--drive") {
+      drive = true;
     } else {
       return UsageError("vars: unexpected argument '" + arg + "'");
     }
   }
-  const std::vector<VariableRow> rows = CatalogueRows();
+  if (drive && !ConnectToDrive()) return kExitFailure;
+  const std::vector<VariableRow> rows = CatalogueRows(drive);
   if (json) {
     PrintJson(rows);
   } else {
@@ -154,9 +182,11 @@ int RunError(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"vars", "list the variable catalogue",
-     "usage: svodb vars [--json]\n"
+     "usage: svodb vars [--json] [--drive]\n"
      "Lists every variable: position, name, units, flags and description.\n"
-     "  --json   print a JSON array instead of a table\n",
+     "  --json   print a JSON array instead of a table\n"
+     "  --drive  add, for the connected drive, whether each variable is enabled, disabled or not\n"
+     "           applicable (n/a) and whether it changes by itself (dynamic) or only when written\n",
      RunVars},
     {"error", "explain a result code",
      "usage: svodb error CODE\n"

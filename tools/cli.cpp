@@ -137,6 +137,53 @@ int32_t Connect() {
   return UsePort3(o.port, o.baudRate, 2, n[0], n[1], extended, n[2], n[3], n[4], n[5], n[6]);
 }
 
+std::optional<int32_t> TakeNodeOption(const std::string& command, Args& args) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] != "--node") continue;
+    if (i + 1 >= args.size()) {
+      UsageError(command + ": --node needs a node number");
+      return std::nullopt;
+    }
+    const auto node = ParseArgument(command, "the node", args[i + 1], 0, 6);
+    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i), args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
+    return node;
+  }
+  return 0;
+}
+
+bool ConnectToDrive() {
+  int32_t result = Connect();
+  if (result != 1) {
+    LibraryFailure("cannot open the connection", result);
+    return false;
+  }
+  int32_t model = 0, mode = 0;
+  result = GetModelOnline_SVODB(&model);
+  if (result == 1) result = GetModeOnline_SVODB(&mode);
+  if (result != 1) {
+    LibraryFailure("reading the drive's model and mode", result);
+    return false;
+  }
+  return true;
+}
+
+bool SelectNode(int32_t node) {
+  if (node == 0) {
+    if (!ConnectToDrive()) return false;
+  } else {
+    SetupOfflineNode_SVODB(node);
+  }
+  const int32_t result = SetNode_SVODB(node);
+  if (result != 1) LibraryFailure("selecting node " + std::to_string(node), result);
+  return result == 1;
+}
+
+std::string Trim(const std::string& text) {
+  const auto first = text.find_first_not_of(" \t");
+  if (first == std::string::npos) return "";
+  return text.substr(first, text.find_last_not_of(" \t") - first + 1);
+}
+
 int UsageError(const std::string& message) {
   std::fprintf(stderr, "svodb: %s\n", message.c_str());
   return kExitUsage;

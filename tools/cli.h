@@ -22,6 +22,7 @@ struct Command {
 std::span<const Command> CatalogueCommands();
 std::span<const Command> DriveCommands();
 std::span<const Command> ValueCommands();
+std::span<const Command> OfflineCommands();
 
 // Exit codes: 0 success, 1 the library reported a failure, 2 bad usage.
 inline constexpr int kExitOk = 0;
@@ -53,6 +54,18 @@ int32_t Connect();
 int UsageError(const std::string& message);
 // Prints "svodb: WHAT: <library message> (code N)" and returns kExitFailure.
 int LibraryFailure(const std::string& what, int32_t code);
+
+// Removes "--node N" from args: the node (0 when absent), or none after a
+// usage error.
+std::optional<int32_t> TakeNodeOption(const std::string& command, Args& args);
+// Makes node current: node 0 opens the connection and reads the drive's
+// model and mode; an offline image starts as a logic-version-3 drive.
+bool SelectNode(int32_t node);
+// Opens the connection and learns the drive's model and mode, which decide
+// the units of its values; prints why not and returns false on failure.
+bool ConnectToDrive();
+
+std::string Trim(const std::string& text);
 
 std::optional<int32_t> ParseInt32(const std::string& text);
 // Parses an integer argument in [min, max]; prints a usage error if not.

@@ -13,6 +13,7 @@ void ForEachCommand(Visit visit) {
   for (const Command& command : CatalogueCommands()) visit(command);
   for (const Command& command : DriveCommands()) visit(command);
   for (const Command& command : ValueCommands()) visit(command);
+  for (const Command& command : OfflineCommands()) visit(command);
 }
 
 void PrintOverview() {

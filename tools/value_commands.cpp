@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "cli.h"
@@ -13,27 +14,43 @@ namespace {
 
 constexpr std::size_t kTextSize = 25;  // serial number and version texts
 
-// Opens the connection and learns the drive's model and mode, which decide
-// the units of its values.
-bool Connected() {
-  int32_t result = Connect();
-  if (result != 1) return LibraryFailure("cannot open the connection", result) == kExitOk;
-  int32_t model = 0, mode = 0;
-  result = GetModelOnline_SVODB(&model);
-  if (result == 1) result = GetModeOnline_SVODB(&mode);
-  if (result != 1) return LibraryFailure("reading the drive's model and mode", result) == kExitOk;
-  return true;
+bool Connected() { return ConnectToDrive(); }
+
+// The unit of a variable in the current node's present unit column.
+std::string UnitOf(const std::string& name) {
+  int32_t code = 0;
+  double minimum = 0, maximum = 0, defaultValue = 0;
+  char unit[SVODB_UNIT_SIZE] = "";
+  if (GetProp_SVODB(name.c_str(), &code, &minimum, &maximum, &defaultValue, unit) != 1) return "";
+  return Trim(unit);
 }
 
-// The unit of a variable in the connected drive's present unit column: a
-// run of no samples gives it without reading the variable.
-std::string UnitOf(const std::string& name) {
-  char unit[SVODB_UNIT_SIZE] = "";
-  double mean = 0, spread = 0;
-  if (GetParmMeanRMS_SVODB(name.c_str(), 0, &mean, &spread, unit) != 1) return "";
-  std::string text = unit;
-  const auto first = text.find_first_not_of(" \t");
-  return first == std::string::npos ? "" : text.substr(first);
+bool HasNodeOption(const Args& args) {
+  for (const std::string& arg : args) {
+    if (arg == "--node") return true;
+  }
+  return false;
+}
+
+// Where get and set work: the connected drive itself, or with --node N an
+// image (node 0 the drive's, 1-6 offline) through the offline functions.
+struct Target {
+  bool offline = false;
+  int32_t (*read)(const char*, double*) = GetVariableOnline_SVODB;
+  int32_t (*write)(const char*, double) = PutVariableOnline_SVODB;
+};
+
+std::optional<Target> ChooseTarget(const std::string& command, Args& args) {
+  Target target;
+  if (HasNodeOption(args)) {
+    const auto node = TakeNodeOption(command, args);
+    if (!node) return std::nullopt;
+    if (!SelectNode(*node)) return Target{true, nullptr, nullptr};
+    target = Target{true, GetVariable_SVODB, PutVariable_SVODB};
+  } else if (!Connected()) {
+    return Target{false, nullptr, nullptr};
+  }
+  return target;
 }
 
 std::string Text(int32_t (*read)(const char*, int32_t, char*), const char* name, int32_t& result) {
@@ -74,12 +91,15 @@ int RunInfo(const Args& args) {
 }
 
 int RunGet(const Args& args) {
-  if (args.empty()) return UsageError("get: expected one or more variable names (see svodb get --help)");
-  if (!Connected()) return kExitFailure;
+  Args names = args;
+  const auto target = ChooseTarget("get", names);
+  if (!target) return kExitUsage;
+  if (names.empty()) return UsageError("get: expected one or more variable names (see svodb get --help)");
+  if (target->read == nullptr) return kExitFailure;
   int status = kExitOk;
-  for (const std::string& name : args) {
+  for (const std::string& name : names) {
     double value = 0;
-    const int32_t result = GetVariableOnline_SVODB(name.c_str(), &value);
+    const int32_t result = target->read(name.c_str(), &value);
     if (result != 1) {
       status = LibraryFailure("get " + name, result);
       continue;
@@ -90,19 +110,22 @@ int RunGet(const Args& args) {
 }
 
 int RunSet(const Args& args) {
-  if (args.size() != 2) return UsageError("set: expected a variable name and a value (see svodb set --help)");
+  Args rest = args;
+  const auto target = ChooseTarget("set", rest);
+  if (!target) return kExitUsage;
+  if (rest.size() != 2) return UsageError("set: expected a variable name and a value (see svodb set --help)");
   char* end = nullptr;
-  const double value = std::strtod(args[1].c_str(), &end);
-  if (args[1].empty() || *end != '\0' || !std::isfinite(value)) {
-    return UsageError("set: '" + args[1] + "' is not a number");
+  const double value = std::strtod(rest[1].c_str(), &end);
+  if (rest[1].empty() || *end != '\0' || !std::isfinite(value)) {
+    return UsageError("set: '" + rest[1] + "' is not a number");
   }
-  if (!Connected()) return kExitFailure;
-  int32_t result = PutVariableOnline_SVODB(args[0].c_str(), value);
-  if (result != 1) return LibraryFailure("set " + args[0], result);
+  if (target->write == nullptr) return kExitFailure;
+  int32_t result = target->write(rest[0].c_str(), value);
+  if (result != 1) return LibraryFailure("set " + rest[0], result);
   double back = 0;
-  result = GetVariableOnline_SVODB(args[0].c_str(), &back);
-  if (result != 1) return LibraryFailure("reading " + args[0] + " back", result);
-  std::printf("%-18s %.10g %s\n", args[0].c_str(), back, UnitOf(args[0]).c_str());
+  result = target->read(rest[0].c_str(), &back);
+  if (result != 1) return LibraryFailure("reading " + rest[0] + " back", result);
+  std::printf("%-18s %.10g %s\n", rest[0].c_str(), back, UnitOf(rest[0]).c_str());
   return kExitOk;
 }
 
@@ -171,12 +194,14 @@ const Command kCommands[] = {
      "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n",
      RunInfo},
     {"get", "read variables of the drive in engineering units",
-     "usage: svodb get NAME...\n"
-     "Reads each variable from the connected drive and prints its engineering value and unit.\n",
+     "usage: svodb get NAME... [--node N]\n"
+     "Reads each variable from the connected drive and prints its engineering value and unit; with\n"
+     "--node N reads the image of node N instead (0 the drive's image, 1-6 offline images).\n",
      RunGet},
     {"set", "write a variable of the drive in engineering units",
-     "usage: svodb set NAME VALUE\n"
-     "Writes VALUE (engineering units) to the variable on the connected drive and reads it back.\n",
+     "usage: svodb set NAME VALUE [--node N]\n"
+     "Writes VALUE (engineering units) to the variable on the connected drive and reads it back; with\n"
+     "--node N writes the image of node N instead.\n",
      RunSet},
     {"serial", "read or write the drive's serial number",
      "usage: svodb serial [TEXT]\n"

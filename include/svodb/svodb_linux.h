@@ -1,5 +1,6 @@
 /*
- * svodb on Linux: the message handlers a client lends the library.
+ * svodb on Linux: the message handlers a client lends the library, and the
+ * file label of an enumerated value.
  *
  * On Windows the library itself keeps the caller's window alive during long
  * operations (it handles one waiting message of the calling thread per
@@ -15,7 +16,7 @@
  * middle of that call; a handler that calls back into the library re-enters
  * it unguarded, as a dispatched window message does on Windows.
  *
- * This header and its function exist in the Linux library only.
+ * This header and its functions exist in the Linux library only.
  */
 #ifndef SVODB_SVODB_LINUX_H
 #define SVODB_SVODB_LINUX_H
@@ -43,6 +44,12 @@ typedef int (*svodb_post_handler)(void* context, uintptr_t window, uint32_t mess
  * handler may be null, and null for both removes them. A later call replaces
  * the earlier registration as a whole. */
 SVODB_API void svodb_set_message_handlers(svodb_pump_handler pump, svodb_post_handler post, void* context);
+
+/* The label a parameter file writes for `value` of the enumerated variable
+ * `name` on the current node (as a rule the display label with underscores
+ * for blanks) into label (SVODB_LABEL_SIZE bytes); returns 1, or 0 and
+ * writes nothing when the value has no label. */
+SVODB_API int32_t svodb_file_label(const char* name, int32_t value, char* label);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,426 @@
+// Whether a parameter is enabled on a node and whether a variable is
+// dynamic, through the exports, against the virtual drive (node 0) and an
+// offline image.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "api/export_fixture.h"
+#include "catalog/parameter_database.h"
+#include "drive/register_map.h"
+#include "svodb/svodb.h"
+#include "virtual_drive.h"
+
+namespace svodb::testing {
+namespace {
+
+using sim::DriveConfig;
+using sim::Operation;
+using Lines = std::vector<std::string>;
+
+constexpr int32_t kSerial = 1;
+constexpr int32_t kNetwork = 2;
+constexpr uint32_t kImage = 4;
+constexpr int32_t kUntouched = 77;
+
+using Answer = std::pair<int32_t, int32_t>;  // the code and the output (kUntouched when not written)
+constexpr Answer Ok(int32_t out) { return {1, out}; }
+
+// A configuration, put on the drive or into an image.
+struct Settings {
+  int32_t opMode = 1, s21 = 0, s22 = 0, cmdSrc = 0, commMode = 1, fbSrc = 0, selTrx = 0, posCmdSrc = 1,
+          fbType = 15;
+};
+
+// Where the drive keeps the fields the rules read: address, top bit, width.
+struct Field {
+  const char* name;
+  int32_t Settings::*value;
+  uint8_t address;
+  int topBit, width;
+};
+// clang-format off
+constexpr Field kFields[] = {
+    {"OpMode", &Settings::opMode, 1, 7, 2},          {"CmdSrc", &Settings::cmdSrc, 1, 5, 2},
+    {"CommMode", &Settings::commMode, 1, 3, 2},      {"SetupS2-1", &Settings::s21, 25, 0, 1},
+    {"SetupS2-2", &Settings::s22, 25, 1, 1},         {"PosCmdSrc", &Settings::posCmdSrc, 13, 7, 1},
+    {"SelTRXParam", &Settings::selTrx, 59, 6, 1},    {"FBSrc", &Settings::fbSrc, 76, 0, 1},
+    {"FbType", &Settings::fbType, 109, 3, 4},
+};
+// clang-format on
+constexpr uint8_t kAuxFeedbackBits =
+    121;  // AFBMitEn 7, AFBHallsDis 3, AFBEnDatEnb 2, AFBDivisorSrc 1, AFBSrc 0
+
+class Availability : public ExportTest {
+ protected:
+  explicit Availability(DriveConfig config = {}) : drive_(std::move(config)) {}
+  void SetUp() override {
+    ExportTest::SetUp();
+    Use(drive_);
+  }
+
+  void Open(int32_t connection) {
+    ASSERT_EQ(UsePort(1, 19200, connection, 0, 0, 0), 1);
+    drive_.Log().Clear();
+  }
+  void OnDrive(int32_t connection, const Settings& s) {
+    Open(connection);
+    for (const Field& f : kFields) {
+      const int shift = f.topBit - f.width + 1;
+      const int mask = ((1 << f.width) - 1) << shift;
+      const int value = s.*f.value << shift;
+      drive_.SetFpgaByte(f.address,
+                         static_cast<uint8_t>((drive_.FpgaByte(f.address) & ~mask) | (value & mask)));
+    }
+  }
+  static void SetImageRaw(const char* name, int32_t value) {
+    api::Context().registers.FindRegister(name)->raw[kImage] = value;
+  }
+  // An image of a drive of the virtual drive's logic version. S2-1 is kept
+  // in the node state, S2-2 not at all.
+  void OnImage(int32_t connection, const Settings& s) {
+    NodeState& image = api::Context().db.nodes[kImage];
+    image.driveType = static_cast<uint32_t>(connection);
+    image.setupS21 = static_cast<uint32_t>(s.s21);
+    for (const Field& f : kFields)
+      if (f.address != 25) SetImageRaw(f.name, s.*f.value);
+    SetImageRaw("LogicVer", drive_.Config().logicVersion);
+  }
+  static Answer Enabled(const char* name, int32_t node) {
+    int32_t enabled = kUntouched;
+    const int32_t result = GetParamEnabled_SVODB(name, node, &enabled);
+    return {result, enabled};
+  }
+  static Answer Dynamic(const char* name) {
+    int32_t dynamic = kUntouched;
+    const int32_t result = GetParamStaticOrDynamic_SVODB(name, &dynamic);
+    return {result, dynamic};
+  }
+  Lines Traffic() const { return drive_.Log().Lines(); }
+  // A successful read of the register as it stands.
+  std::string Read(int address) const {
+    return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
+           std::to_string(drive_.FpgaByte(static_cast<uint8_t>(address))) + "]";
+  }
+
+  sim::VirtualDrive drive_;
+};
+
+// ---------------------------------------------------------- the rule table
+
+struct RuleCase {
+  const char* names;  // separated by blanks
+  int32_t connection;
+  Settings settings;
+  int32_t enabled;
+};
+
+// Each holds on the drive and on an image alike.
+// clang-format off
+const RuleCase kRuleCases[] = {
+    {"ARF0 ARF1", kSerial, {.opMode = 0}, 0},  {"ARF0", kSerial, {.opMode = 1}, 1},  {"ARF1", kSerial, {.opMode = 3}, 1},
+    {"ARF0", kSerial, {.opMode = 2, .s21 = 0}, 1},  {"ARF0", kSerial, {.opMode = 2, .s21 = 1}, 0},
+    {"ARF0 ARF1", kNetwork, {.opMode = 0}, 0},  {"ARF0", kNetwork, {.opMode = 1}, 1},
+    {"ARF1", kNetwork, {.opMode = 2, .s21 = 1}, 1},  {"ARF1", kNetwork, {.opMode = 3}, 0},
+    {"CmdInNullEnb", kSerial, {}, 1},  {"CmdInNullEnb", kNetwork, {}, 0},
+    {"Command", kSerial, {.cmdSrc = 2}, 1},  {"Command", kSerial, {.cmdSrc = 1}, 0},  {"Command", kNetwork, {.cmdSrc = 2}, 0},
+    {"CommMode", kSerial, {.fbSrc = 1}, 1},  {"CommMode", kNetwork, {.fbSrc = 1}, 0},  {"CommMode", kNetwork, {.fbSrc = 0}, 1},
+    {"I2TF0 I2TTrip ILmtMinus ILmtPlus KIP DPoles", kSerial, {.fbSrc = 1, .selTrx = 1}, 0},
+    {"I2TF0 I2TTrip ILmtMinus ILmtPlus KIP DPoles", kSerial, {.selTrx = 0}, 1},
+    {"I2TF0 I2TTrip ILmtMinus ILmtPlus KIP DPoles", kNetwork, {.fbSrc = 1, .selTrx = 1}, 1},
+    {"I2TF0 I2TTrip ILmtMinus ILmtPlus KIP DPoles", kNetwork, {.fbSrc = 0, .selTrx = 1}, 0},
+    {"KIP", kNetwork, {.fbSrc = 0, .selTrx = 0}, 1},
+    {"EncOut EncOutPPR", kSerial, {.opMode = 3, .posCmdSrc = 0}, 0},  {"EncOut", kSerial, {.opMode = 3, .posCmdSrc = 1}, 1},
+    {"EncOut", kSerial, {.opMode = 1, .posCmdSrc = 0}, 1},  {"EncOutPPR", kNetwork, {.opMode = 3, .posCmdSrc = 0}, 1},
+    {"GearIn GearOut", kNetwork, {.opMode = 3}, -1},  {"GearOut", kSerial, {.opMode = 2}, 0},  {"GearIn", kSerial, {.opMode = 3}, 1},
+    {"KPP KVFF PosCmdSrc PosErrorMax", kSerial, {.opMode = 3}, 1},  {"KPP KVFF PosCmdSrc PosErrorMax", kSerial, {.opMode = 2}, 0},
+    {"KPP KVFF PosCmdSrc PosErrorMax", kNetwork, {.opMode = 3}, 0},
+    {"KVI KVP", kSerial, {.opMode = 0}, 0},  {"KVI KVP", kNetwork, {.opMode = 0, .fbSrc = 1}, 0},
+    {"KVI", kSerial, {.opMode = 2, .s21 = 1}, 0},  {"KVI", kSerial, {.opMode = 2, .s21 = 0}, 1},
+    {"KVI", kNetwork, {.opMode = 2, .s21 = 1}, 1},  {"KVI", kSerial, {.opMode = 1, .s21 = 1}, 1},
+    {"KVP", kNetwork, {.opMode = 1, .fbSrc = 1, .selTrx = 1}, 1},  {"KVP", kNetwork, {.opMode = 1, .fbSrc = 0, .selTrx = 1}, 0},
+    {"KVP", kNetwork, {.opMode = 2, .fbSrc = 0, .selTrx = 0}, 1},  {"KVP", kSerial, {.opMode = 1, .fbSrc = 1, .selTrx = 1}, 0},
+    {"KVP", kSerial, {.opMode = 3, .selTrx = 0}, 1},  {"KVP", kSerial, {.opMode = 2, .s21 = 0, .selTrx = 1}, 0},
+    {"KVP", kSerial, {.opMode = 2, .s21 = 0, .selTrx = 0}, 1},  {"KVP", kSerial, {.opMode = 2, .s21 = 1, .selTrx = 0}, 0},
+    {"SelTRXParam TRXSpan TRXExtFaults TRXPosMT TRXDiag", kSerial, {.commMode = 1}, 1},
+    {"SelTRXParam TRXSpan TRXExtFaults TRXPosMT TRXDiag", kSerial, {.commMode = 2}, 0},
+    {"SelTRXParam TRXSpan TRXExtFaults TRXPosMT TRXDiag", kNetwork, {.commMode = 1, .fbSrc = 1}, 0},
+    {"SelTRXParam TRXSpan TRXExtFaults TRXPosMT TRXDiag", kNetwork, {.commMode = 1, .fbSrc = 0}, 1},
+    {"TRXPosMT", kSerial, {.commMode = 3}, 0},  {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 14}, 0},
+    {"EnDatNumClks EnDatDistMT AuxFBDivisor", kSerial, {}, -1},  {"EnDatPPR", kSerial, {}, 0},
+    {"ISPConfig ISPEnable ISPErase ISPProgram ISPVerify", kSerial, {}, -1},
+    {"ISPConfig ISPEnable ISPErase ISPProgram ISPVerify", kNetwork, {}, -1},
+    {"AuxFBType FBSrc AFBDivisorSrc AFBEnDatEnb AFBSrc AFBHallsDis AuxFBComAng AuxFBEnDatFlt AuxFBHallFlt AuxFBPTCFlt AuxFBSCDFlt", kSerial, {}, -1},
+    {"AuxFBType FBSrc AFBDivisorSrc AFBEnDatEnb AFBSrc AFBHallsDis AuxFBComAng AuxFBEnDatFlt AuxFBHallFlt AuxFBPTCFlt AuxFBSCDFlt", kNetwork, {}, 1},
+    {"VerLW AuxFBMitFlt AuxFBMitAlrm FAULTHISPNTR FaultHistory", kSerial, {}, 0},
+    {"VerLW AuxFBMitFlt AuxFBMitAlrm FAULTHISPNTR FaultHistory", kNetwork, {}, 0},
+    // Listed nowhere, or not in this spelling.
+    {"AFBMitEn kvp arf0 ARF2 Gearin", kSerial, {.opMode = 0}, 1},  {"AFBMitEn gearin GEARIN", kNetwork, {}, 1},
+};
+// clang-format on
+
+std::vector<std::string> Split(const char* names) {
+  std::vector<std::string> split;
+  std::istringstream in(names);
+  for (std::string name; in >> name;) split.push_back(name);
+  return split;
+}
+
+TEST_F(Availability, EachRuleOnTheDriveAndOnAnImage) {
+  for (const RuleCase& c : kRuleCases) {
+    for (const std::string& name : Split(c.names)) {
+      SCOPED_TRACE(name + (c.connection == kSerial ? " serial" : " network"));
+      OnDrive(c.connection, c.settings);
+      EXPECT_EQ(Enabled(name.c_str(), 0), Ok(c.enabled)) << "drive";
+      OnImage(c.connection, c.settings);
+      drive_.Log().Clear();
+      EXPECT_EQ(Enabled(name.c_str(), kImage), Ok(c.enabled)) << "image";
+      EXPECT_TRUE(Traffic().empty());
+    }
+  }
+  OnDrive(kSerial, {.opMode = 0});  // ARF0 would be disabled
+  EXPECT_EQ(Enabled("", 0), Ok(1));
+}
+
+// -------------------------------------------------------- drive traffic
+
+TEST_F(Availability, TheDriveIsAskedOnlyWhatTheRuleNeedsInRuleOrder) {
+  // Settings are read twice, the live switch S2-1 once.
+  OnDrive(kSerial, {.opMode = 2, .s21 = 0, .selTrx = 0});
+  EXPECT_EQ(Enabled("KVP", 0), Ok(1));
+  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1), Read(59), Read(59), Read(25)}));
+
+  // Torque mode decides KVP alone; an unlisted name still costs C and M.
+  for (const char* name : {"KVP", "AFBMitEn"}) {
+    OnDrive(kSerial, {.opMode = 0});
+    EXPECT_EQ(Enabled(name, 0).first, 1);
+    EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1)}));
+  }
+
+  // OpMode, LogicVer, FbType, FBSrc, CommMode.
+  OnDrive(kNetwork, {.commMode = 1, .fbSrc = 0, .fbType = 15});
+  EXPECT_EQ(Enabled("SelTRXParam", 0), Ok(1));
+  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 2", Read(1), Read(1), Read(30), Read(30), Read(109),
+                              Read(109), Read(76), Read(76), Read(1), Read(1)}));
+}
+
+// ------------------------------------------------------------ failures
+
+TEST_F(Availability, FailuresAndRefusals) {
+  OnDrive(kSerial, {.opMode = 1, .selTrx = 0});
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 1);  // the second OpMode read
+  EXPECT_EQ(Enabled("KVP", 0), Answer(6, kUntouched));
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 4, 59);
+  EXPECT_EQ(Enabled("KVP", 0), Answer(4, 1));
+  drive_.Faults().ChangeSecondRead(59, 0x40);  // SelTRXParam is bit 6
+  EXPECT_EQ(Enabled("KIP", 0), Answer(10, 1));
+
+  drive_.Log().Clear();
+  EXPECT_EQ(Enabled("KVP", 7), Answer(23, kUntouched));
+  EXPECT_EQ(Enabled("KVP", -1), Answer(23, kUntouched));
+  int32_t out = kUntouched;
+  EXPECT_EQ(GetParamEnabled_SVODB(nullptr, 0, &out), 8);
+  EXPECT_EQ(GetParamEnabled_SVODB("KVP", 0, nullptr), 8);
+  EXPECT_EQ(GetParamStaticOrDynamic_SVODB(nullptr, &out), 8);
+  EXPECT_EQ(GetParamStaticOrDynamic_SVODB("KVP", nullptr), 8);
+  EXPECT_EQ(out, kUntouched);
+  EXPECT_TRUE(Traffic().empty());
+
+  ASSERT_EQ(ClosePort(), 1);  // a drive that does not answer at all
+  EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
+}
+
+// Connection types other than serial and network, reported by the transport
+// for the drive and stored for an image.
+TEST_F(Availability, ADriveOnNeitherConnection) {
+  struct Case {
+    const char* name;
+    Settings settings;
+    Answer answer;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"ARF0", {.opMode = 1}, {0, 1}},  {"CmdInNullEnb", {}, Ok(1)},  {"Command", {.cmdSrc = 2}, Ok(0)},
+      {"CommMode", {.fbSrc = 1}, Ok(1)},  {"KIP", {.selTrx = 0}, Ok(0)},  {"GearIn", {.opMode = 3}, Ok(0)},
+      {"KPP", {.opMode = 3}, Ok(0)},  {"KVI", {.opMode = 2, .s21 = 1}, Ok(1)},  {"KVP", {.opMode = 1}, Ok(0)},
+      {"EncOut", {.opMode = 3, .posCmdSrc = 0}, Ok(1)},  {"AuxFBType", {}, Ok(0)},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    OnDrive(kSerial, c.settings);
+    drive_.Faults().FailCall(Operation::kGetCommType, 1, 3);
+    EXPECT_EQ(Enabled(c.name, 0), c.answer) << "drive";
+    OnImage(3, c.settings);
+    EXPECT_EQ(Enabled(c.name, kImage), c.answer) << "image";
+  }
+}
+
+// ------------------------------------------------- auxiliary feedback type
+
+TEST_F(Availability, AuxFeedbackTypeOfTheNetworkDrive) {
+  struct Case {
+    uint8_t bits;  // register 121 for AuxFBType 4, 6, 0 and 1
+    int32_t enDat, divisor, resolution;
+  };
+  const Case cases[] = {{0x8F, 1, 0, 1}, {0x08, 1, 1, 0}, {0x88, 0, 1, 0}, {0x80, 0, 1, 0}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.bits);
+    OnDrive(kNetwork, {});
+    drive_.SetFpgaByte(kAuxFeedbackBits, c.bits);
+    EXPECT_EQ(Enabled("EnDatNumClks", 0), Ok(c.enDat));
+    EXPECT_EQ(Enabled("EnDatDistMT", 0), Ok(c.enDat));
+    EXPECT_EQ(Enabled("AuxFBDivisor", 0), Ok(c.divisor));
+    EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(c.resolution));
+  }
+  // OpMode, then the type's five bit registers, each a setting read twice.
+  drive_.Log().Clear();
+  EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(0));
+  EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 2u + 10u);
+
+  // An image holds the five bits; its type is composed from them as the
+  // drive's is.
+  OnImage(kNetwork, {});
+  SetImageRaw("AFBEnDatEnb", 1);
+  SetImageRaw("AFBDivisorSrc", 1);
+  SetImageRaw("AFBSrc", 1);
+  SetImageRaw("AFBHallsDis", 1);
+  SetImageRaw("AFBMitEn", 1);  // EnDat 2.1
+  EXPECT_EQ(Enabled("EnDatNumClks", kImage), Ok(1));
+  EXPECT_EQ(Enabled("AuxFBDivisor", kImage), Ok(0));
+  EXPECT_EQ(Enabled("EnDatPPR", kImage), Ok(1));
+  SetImageRaw("AFBHallsDis", 0);
+  SetImageRaw("AFBDivisorSrc", 0);
+  SetImageRaw("AFBEnDatEnb", 0);
+  SetImageRaw("AFBSrc", 0);  // incremental with Halls
+  EXPECT_EQ(Enabled("EnDatNumClks", kImage), Ok(0));
+  EXPECT_EQ(Enabled("AuxFBDivisor", kImage), Ok(1));
+  EXPECT_EQ(Enabled("EnDatPPR", kImage), Ok(0));
+}
+
+// ------------------------------------------------------------ the TRX rule
+
+TEST_F(Availability, TrxCommutationFromTheSwitchOnTheDriveOnly) {
+  struct Case {
+    int32_t commMode, s22;
+    int32_t drive, image;
+  };
+  const Case cases[] = {{1, 0, 1, 1}, {0, 1, 1, 1}, {0, 0, 0, 1}, {2, 1, 0, 0}, {3, 1, 0, 0}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.commMode) + "/" + std::to_string(c.s22));
+    const Settings settings{.s22 = c.s22, .commMode = c.commMode};
+    OnDrive(kSerial, settings);
+    EXPECT_EQ(Enabled("TRXPosMT", 0), Ok(c.drive));
+    OnImage(kSerial, settings);
+    EXPECT_EQ(Enabled("TRXPosMT", kImage), Ok(c.image));
+  }
+  // S2-2 is a live input: read once, after CommMode.
+  OnDrive(kSerial, {.s22 = 1, .commMode = 0});
+  EXPECT_EQ(Enabled("TRXDiag", 0), Ok(1));
+  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1), Read(1), Read(1), Read(25)}));
+}
+
+class OlderLogicAvailability : public Availability {
+ protected:
+  OlderLogicAvailability() : Availability(DriveConfig{.logicVersion = 3, .versionText = "106.2A"}) {}
+};
+
+TEST_F(OlderLogicAvailability, SelTrxParamNeedsTheTrxLogicFamily) {
+  struct Case {
+    const char* text;
+    int32_t commMode;
+    Answer answer;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"106.2A", 1, Ok(1)}, {"106.2A", 2, Ok(0)}, {"106.12", 1, Ok(1)}, {"102.2A", 1, Ok(0)}, {"104.2A", 1, Ok(0)},
+      {"106.", 1, Ok(0)}, {"106.123", 1, Ok(0)}, {"3.2A", 1, Ok(0)}, {"106", 1, Ok(0)}, {"10", 1, {5, 1}}, {"", 1, {5, 1}},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.text);
+    api::Context().db.driveVersion = c.text;
+    OnDrive(kSerial, {.commMode = c.commMode, .fbType = 0});
+    EXPECT_EQ(Enabled("SelTRXParam", 0), c.answer);
+    OnImage(kSerial, {.commMode = c.commMode, .fbType = 0});
+    EXPECT_EQ(Enabled("SelTRXParam", kImage), c.answer);
+  }
+  // The other four do not ask for the logic family.
+  api::Context().db.driveVersion.clear();
+  OnDrive(kSerial, {.commMode = 1});
+  EXPECT_EQ(Enabled("TRXSpan", 0), Ok(1));
+}
+
+TEST_F(OlderLogicAvailability, TheVersionTextIsTheOneLastReadFromTheDrive) {
+  OnDrive(kSerial, {.commMode = 1});
+  EXPECT_EQ(Enabled("SelTRXParam", 0), Answer(5, 1));
+  char text[SVODB_ONLINE_TEXT_SIZE] = {};
+  ASSERT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
+  ASSERT_STREQ(text, "106.2A");
+  drive_.Log().Clear();
+  EXPECT_EQ(Enabled("SelTRXParam", 0), Ok(1));
+  // LogicVer, then straight on to CommMode: no FbType below logic 4.
+  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1), Read(30), Read(30), Read(1), Read(1)}));
+}
+
+TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
+  api::Context().db.driveVersion = "106.2A";
+  OnImage(kSerial, {.commMode = 1, .fbType = 14});
+  EXPECT_EQ(Enabled("SelTRXParam", kImage), Ok(0));  // logic 4: FbType decides
+  SetImageRaw("LogicVer", 3);
+  EXPECT_EQ(Enabled("SelTRXParam", kImage), Ok(1));  // logic 3: the version text decides
+
+  // A LogicVer that cannot be read counts as older logic; FbType must read.
+  OnDrive(kSerial, {.commMode = 1, .fbType = 14});
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 30);
+  EXPECT_EQ(Enabled("SelTRXParam", 0), Ok(1));
+  EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 5u);  // OpMode 2, LogicVer 1, CommMode 2
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 109);
+  EXPECT_EQ(Enabled("SelTRXParam", 0), Answer(6, 1));
+}
+
+// ---------------------------------------------------- static or dynamic
+
+TEST_F(Availability, DynamicVariables) {
+  // clang-format off
+  const char* const dynamic[] = {
+      "HSOT", "CmdIn", "DInp1 (EnbHWInp)", "DInp2 (InhibitCW)", "DInp3 (InhibitCCW)", "DInp4 (MSInp1)", "DInp1",
+      "DInp2", "DInp3", "DInp4", "HSInp1", "DriveOK", "EMUAI", "EMUBI", "Enabled", "ExtFaults", "FaultCode",
+      "FoldBack", "HallInp", "HSTemp", "IdFB", "IFB", "LogicVer", "Model", "MTemp", "PosFB", "PosFBMTrn", "PWMLo",
+      "SerialNum", "SetupS1", "SetupS2", "TRXExtFaults", "TRXPosMT", "SixStep", "SetupS2-1", "SetupS2-2", "VBus",
+      "VelFB", "Velocity", "VerLW", "AuxFBComAng", "AuxFBEnDatFlt", "AuxFBHallFlt", "AuxFBPTCFlt", "AuxFBSCDFlt",
+      "EnDatDistMT", "EnDatPPR"};
+  // clang-format on
+  const char* const staticOnes[] = {"KVP", "AFBMitEn", "velfb", "DInp1 (EnbHWInp", "DInp1(EnbHWInp)", ""};
+  for (int32_t connection : {kSerial, kNetwork}) {
+    SCOPED_TRACE(connection);
+    Open(connection);
+    for (const char* name : dynamic) EXPECT_EQ(Dynamic(name), Ok(1)) << name;
+    for (const char* name : staticOnes) EXPECT_EQ(Dynamic(name), Ok(0)) << name;
+  }
+}
+
+TEST_F(Availability, CommandOpModeAndSwEnableAreDynamicOnTheNetworkOnly) {
+  for (const char* name : {"Command", "OpMode", "SWEnable"}) {
+    Open(kSerial);
+    EXPECT_EQ(Dynamic(name), Ok(0)) << name;
+    Open(kNetwork);
+    EXPECT_EQ(Dynamic(name), Ok(1)) << name;
+    EXPECT_EQ(Traffic(), Lines{"GetCommType() -> 2"});
+  }
+  EXPECT_EQ(Dynamic("command"), Ok(0));
+
+  ASSERT_EQ(ClosePort(), 1);
+  EXPECT_EQ(Dynamic("VelFB"), Answer(25, kUntouched));
+  Open(kNetwork);
+  drive_.Faults().FailCall(Operation::kGetCommType, 1, 3);
+  EXPECT_EQ(Dynamic("Command"), Answer(25, kUntouched));
+  EXPECT_EQ(Traffic(), Lines{"GetCommType() -> 3"});
+}
+
+}  // namespace
+}  // namespace svodb::testing

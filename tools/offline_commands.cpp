@@ -1,0 +1,88 @@
+// Commands about what a setup tool shows for a variable: enum (its values
+// and labels) and props (its conversion code, limits, default and unit), on
+// the connected drive or an offline image.
+#include <cstdint>
+#include <cstdio>
+#include <string>
+
+#include "cli.h"
+#include "svodb/svodb.h"
+#include "svodb/svodb_linux.h"
+
+namespace svodb_tool {
+namespace {
+
+// The enumerations have at most 32 entries; the bound keeps a runaway
+// lookup from printing for ever.
+constexpr int32_t kMaxEnumEntries = 256;
+
+int RunEnum(const Args& args) {
+  Args rest = args;
+  const auto node = TakeNodeOption("enum", rest);
+  if (!node) return kExitUsage;
+  if (rest.size() != 1) return UsageError("enum: expected one variable name (see svodb enum --help)");
+  if (!SelectNode(*node)) return kExitFailure;
+  const char* name = rest[0].c_str();
+  int32_t value = 0;
+  if (GetIdxVal_SVODB(name, 0, &value) == -1) {
+    return UsageError("enum: " + rest[0] + " has no enumeration (names are case-sensitive here)");
+  }
+  std::printf("%5s  %6s  %-44s  %s\n", "Index", "Value", "Display label", "File label");
+  for (int32_t index = 0; index < kMaxEnumEntries; ++index) {
+    // The answer 2 means both "value 2" and "no such index": an entry
+    // whose value is 2 finds its own index again.
+    value = 0;
+    const int32_t answer = GetIdxVal_SVODB(name, index, &value);
+    if (answer == -1) break;
+    if (answer == 2) {
+      int32_t found = -1;
+      if (GetValIdx_SVODB(name, 2, &found) != index) break;
+      value = 2;
+    }
+    char display[SVODB_COMPOSED_LABEL_SIZE] = "", file[SVODB_LABEL_SIZE] = "";
+    const bool shown = GetIdxStr_SVODB(name, index, display);
+    const bool filed = svodb_file_label(name, value, file) == 1;
+    std::printf("%5d  %6d  %-44s  %s\n", static_cast<int>(index), static_cast<int>(value),
+                shown ? display : "(not offered)", filed ? file : "-");
+  }
+  return kExitOk;
+}
+
+int RunProps(const Args& args) {
+  Args rest = args;
+  const auto node = TakeNodeOption("props", rest);
+  if (!node) return kExitUsage;
+  if (rest.size() != 1) return UsageError("props: expected one variable name (see svodb props --help)");
+  if (!SelectNode(*node)) return kExitFailure;
+  int32_t code = 0;
+  double minimum = 0, maximum = 0, defaultValue = 0;
+  char unit[SVODB_UNIT_SIZE] = "";
+  const int32_t result = GetProp_SVODB(rest[0].c_str(), &code, &minimum, &maximum, &defaultValue, unit);
+  if (result != 1 && result != 99) return LibraryFailure("props " + rest[0], result);
+  std::printf("name:             %s\nconversion code:  %d\nminimum:          %.10g\nmaximum:          %.10g\n"
+              "default:          %.10g\nunit:             %s\n",
+              rest[0].c_str(), static_cast<int>(code), minimum, maximum, defaultValue,
+              result == 1 ? Trim(unit).c_str() : "(unknown: the command source cannot be read)");
+  return kExitOk;
+}
+
+// clang-format off
+const Command kCommands[] = {
+    {"enum", "list the values and labels of an enumerated variable",
+     "usage: svodb enum NAME [--node N]\n"
+     "Lists index, value, display label and file label of each entry, as they read for the connected\n"
+     "drive (node 0, the default) or for offline image N (1-6).\n",
+     RunEnum},
+    {"props", "show a variable's conversion code, limits, default and unit",
+     "usage: svodb props NAME [--node N]\n"
+     "Shows the property answers a setup tool builds an input field from, for the connected drive's\n"
+     "image (node 0, the default) or offline image N (1-6).\n",
+     RunProps},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const Command> OfflineCommands() { return kCommands; }
+
+}  // namespace svodb_tool
