@@ -6,9 +6,8 @@
 #include "catalog/catalogue_queries.h"
 #include "catalog/drive_identity.h"
 #include "catalog/offline_values.h"
+#include "drive/unit_scaling.h"
 #include "svodb/svodb.h"
-
-#include <cmath>
 
 using svodb::LibraryContext;
 using svodb::api::Context;
@@ -31,11 +30,7 @@ SVODB_API int32_t SVODB_CALL PutVariable_SVODB(const char* name, double value) {
   return Guarded(code::kSystemError, [&] {
     LibraryContext ctx = Context();
     // OpMode, spelt exactly, also re-derives the node's mode.
-    if (std::string_view(name) == "OpMode") {
-      const double truncated = std::isfinite(value) ? std::trunc(value) : -2147483648.0;
-      const bool fits = truncated >= -2147483648.0 && truncated <= 2147483647.0;
-      return svodb::SetNodeOpMode(ctx, CurrentNode(), fits ? static_cast<int32_t>(truncated) : INT32_MIN);
-    }
+    if (std::string_view(name) == "OpMode") return svodb::SetNodeOpMode(ctx, CurrentNode(), svodb::TruncateToRaw(value));
     return svodb::PutOfflineValue(ctx, name, CurrentNode(), value);
   });
 }

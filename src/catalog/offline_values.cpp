@@ -5,6 +5,7 @@
 
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
+#include "drive/current_limits.h"
 #include "drive/online_values.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
@@ -14,14 +15,7 @@
 namespace svodb {
 namespace {
 
-bool IsCurrentLimit(std::string_view name) { return name == "ILmtPlus" || name == "ILmtMinus"; }
 bool IsScaled(int32_t code) { return (code >= 10 && code <= 599) || code == 603 || code == 604 || code == 752; }
-
-// What no register holds becomes the value every range refuses.
-int32_t TruncateToRaw(double x) {
-  if (!std::isfinite(x) || x < -2147483648.0 || x >= 2147483648.0) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(x);
-}
 
 // The connected drive's LogicVer as a raw register value; 0 when it cannot
 // be read.
@@ -32,11 +26,6 @@ int32_t DriveLogicVersion(LibraryContext& ctx) {
 
 int32_t NodeLogicVersion(LibraryContext& ctx, uint32_t node) {
   return node == 0 ? DriveLogicVersion(ctx) : ctx.db.nodes[node].logicVersion;
-}
-
-int32_t CurrentLimitCode(std::string_view name, int32_t logicVersion) {
-  if (logicVersion < 3) return 1;
-  return name == "ILmtPlus" ? 44 : 43;
 }
 
 // The image's model and units; node 0's logic version is the drive's.
@@ -93,12 +82,7 @@ Result PutAuxFbType(LibraryContext& ctx, uint32_t node, double value) {
   AuxFbBits bits;
   Result result = SplitAuxFBType(value, bits);
   if (result != code::kOk) return result;
-  const std::pair<const char*, int32_t> writes[] = {{"AFBMitEn", bits.mitEn},
-                                                    {"AFBHallsDis", bits.hallsDis},
-                                                    {"AFBDivisorSrc", bits.divisorSrc},
-                                                    {"AFBEnDatEnb", bits.enDatEnb},
-                                                    {"AFBSrc", bits.src}};
-  for (const auto& [name, raw] : writes) {
+  for (const auto& [name, raw] : AuxFbWrites(bits)) {
     result = ctx.registers.SetRawValue(name, raw, NodeUnits(ctx, node), static_cast<int32_t>(node));
     if (result != code::kOk) return result;
   }

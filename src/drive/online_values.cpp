@@ -5,6 +5,7 @@
 
 #include "catalog/drive_identity.h"
 #include "catalog/parameter_database.h"
+#include "drive/current_limits.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/scaling_context.h"
@@ -14,30 +15,8 @@
 namespace svodb {
 namespace {
 
-bool IsCurrentLimit(std::string_view name) { return name == "ILmtPlus" || name == "ILmtMinus"; }
 bool IsTextVariable(std::string_view name) { return name == "SerialNum" || name == "VerLW"; }
 bool IsScaled(int32_t code) { return code >= 10 && code <= 599; }
-
-// Current-limit codes from logic 3 on; the old drives' two-bit steps are
-// plain enumerations (code 1).
-int32_t CurrentLimitCode(std::string_view name, int32_t logicVersion) {
-  if (logicVersion < 3) return 1;
-  return name == "ILmtPlus" ? 44 : 43;
-}
-
-// Before logic 3 the drive keeps a current limit as one of four steps.
-int32_t StepFromPercentRaw(std::string_view name, int32_t raw) {
-  if (name == "ILmtMinus") {
-    if (raw >= 218 && raw <= 255) return 0;
-    if (raw >= 180 && raw <= 217) return 1;
-    if (raw >= 142 && raw <= 179) return 2;
-    return 3;
-  }
-  if (raw >= 0 && raw <= 38) return 0;
-  if (raw >= 39 && raw <= 77) return 1;
-  if (raw >= 78 && raw <= 114) return 2;
-  return 3;
-}
 
 double PercentOfStep(int32_t step) {
   switch (step) {
@@ -46,13 +25,6 @@ double PercentOfStep(int32_t step) {
     case 1: return 33;
     default: return 0;
   }
-}
-
-// Truncates toward zero; what no 32-bit register holds becomes the value
-// every range refuses.
-int32_t TruncateToRaw(double x) {
-  if (!std::isfinite(x) || x < -2147483648.0 || x >= 2147483648.0) return std::numeric_limits<int32_t>::min();
-  return static_cast<int32_t>(x);
 }
 
 // The drive reports one extended fault as its bit number + 1, several at
@@ -147,12 +119,7 @@ Result WriteAuxFbType(LibraryContext& ctx, double value) {
   AuxFbBits bits;
   const Result split = SplitAuxFBType(value, bits);
   if (split != code::kOk) return split;
-  const std::pair<const char*, int32_t> writes[] = {{"AFBMitEn", bits.mitEn},
-                                                    {"AFBHallsDis", bits.hallsDis},
-                                                    {"AFBDivisorSrc", bits.divisorSrc},
-                                                    {"AFBEnDatEnb", bits.enDatEnb},
-                                                    {"AFBSrc", bits.src}};
-  for (const auto& [name, raw] : writes) {
+  for (const auto& [name, raw] : AuxFbWrites(bits)) {
     const Result result = WriteRegisterOnline(ctx, name, raw, static_cast<int32_t>(ctx.db.connectedMode));
     if (result != code::kOk) return result;
   }
@@ -242,7 +209,7 @@ Result CurrentLimitToDriveVersion(LibraryContext& ctx, std::string_view name, ui
   if (nodeLogic >= 3 && driveLogic < 3) {
     RememberedLimit(ctx, name) = raw;
     ctx.registers.SetCurrentLimitLayout(2);
-    return ctx.registers.SetRawValue(name, StepFromPercentRaw(name, raw), static_cast<int32_t>(image.mode),
+    return ctx.registers.SetRawValue(name, CurrentLimitStep(name, raw), static_cast<int32_t>(image.mode),
                                      nodeIndex);
   }
   return code::kOk;
@@ -326,30 +293,36 @@ Result PutVariableOnline(LibraryContext& ctx, std::string_view name, double valu
   return WriteVariableOnline(ctx, name, value);
 }
 
-Result ConvertToDriveVersion(LibraryContext& ctx, std::string_view name, uint32_t node, int32_t nodeLogic,
-                             int32_t driveLogic) {
+namespace {
+
+// Both conversions start from the node's facts; current limits of images
+// change form only across the logic-3 line, and other scaled values take
+// the target's gain format.
+Result ConvertForWrite(LibraryContext& ctx, std::string_view name, uint32_t node, int32_t nodeLogic,
+                       int32_t driveLogic, bool toDrive) {
   const Result facts = ReadNodeFacts(ctx, node);
   if (facts != code::kOk) return facts;
   const VariableRecord* record = ctx.db.catalogue.Find(name);
   if (record == nullptr) return code::kInvalidParameter;
   if (IsCurrentLimit(name)) {
-    return node == 0 ? code::kOk : CurrentLimitToDriveVersion(ctx, name, node, nodeLogic, driveLogic);
+    if (node == 0) return code::kOk;
+    return toDrive ? CurrentLimitToDriveVersion(ctx, name, node, nodeLogic, driveLogic)
+                   : CurrentLimitBackToNodeVersion(ctx, name, node, nodeLogic, driveLogic);
   }
   if (!IsScaled(record->conversionCode)) return code::kOk;
-  return ReformatScaled(ctx, name, node, record->conversionCode, driveLogic);
+  return ReformatScaled(ctx, name, node, record->conversionCode, toDrive ? driveLogic : nodeLogic);
+}
+
+}  // namespace
+
+Result ConvertToDriveVersion(LibraryContext& ctx, std::string_view name, uint32_t node, int32_t nodeLogic,
+                             int32_t driveLogic) {
+  return ConvertForWrite(ctx, name, node, nodeLogic, driveLogic, true);
 }
 
 Result ConvertBackToNodeVersion(LibraryContext& ctx, std::string_view name, uint32_t node, int32_t nodeLogic,
                                 int32_t driveLogic) {
-  const Result facts = ReadNodeFacts(ctx, node);
-  if (facts != code::kOk) return facts;
-  const VariableRecord* record = ctx.db.catalogue.Find(name);
-  if (record == nullptr) return code::kInvalidParameter;
-  if (IsCurrentLimit(name)) {
-    return node == 0 ? code::kOk : CurrentLimitBackToNodeVersion(ctx, name, node, nodeLogic, driveLogic);
-  }
-  if (!IsScaled(record->conversionCode)) return code::kOk;
-  return ReformatScaled(ctx, name, node, record->conversionCode, nodeLogic);
+  return ConvertForWrite(ctx, name, node, nodeLogic, driveLogic, false);
 }
 
 }  // namespace svodb

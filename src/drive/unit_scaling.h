@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <utility>
 
 #include "catalog/result_codes.h"
 
@@ -47,6 +48,13 @@ double RoundToDigits(double x, int32_t digits) noexcept;
 // kUnrepresentableRaw, which no register range admits.
 inline constexpr int32_t kUnrepresentableRaw = std::numeric_limits<int32_t>::min();
 int32_t RoundToInteger(double x) noexcept;
+
+// Truncates toward zero, as values written without a scaling are; what no
+// 32-bit register holds (not finite, out of range) is kUnrepresentableRaw.
+inline int32_t TruncateToRaw(double x) noexcept {
+  if (!(x > -2147483649.0 && x < 2147483648.0)) return kUnrepresentableRaw;
+  return static_cast<int32_t>(x);
+}
 
 // ------------------------------------------------------------- gain format
 
@@ -115,6 +123,16 @@ struct AuxFbBits {
 };
 
 // AuxFBType 0-6 for a bit combination the drive defines, -1 for any other.
+// The five registers of the type with their bits, in the order the drive
+// takes them: AFBMitEn first.
+inline std::array<std::pair<const char*, int32_t>, 5> AuxFbWrites(const AuxFbBits& bits) noexcept {
+  return {{{"AFBMitEn", bits.mitEn},
+           {"AFBHallsDis", bits.hallsDis},
+           {"AFBDivisorSrc", bits.divisorSrc},
+           {"AFBEnDatEnb", bits.enDatEnb},
+           {"AFBSrc", bits.src}}};
+}
+
 int32_t ComposeAuxFBType(const AuxFbBits& bits) noexcept;
 
 // The bits for AuxFBType `value` truncated toward zero; 22 when that is not
