@@ -3,8 +3,10 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "catalog/catalogue.h"
 
@@ -12,6 +14,8 @@ namespace svodb {
 
 inline constexpr uint32_t kMaxNode = 6;
 inline constexpr uint32_t kInitialModelCode = 31;
+// A parameter file holds at most this many parameter lines.
+inline constexpr std::size_t kMaxParameterFileLines = 150;
 
 // Node 0 is the connected drive, nodes 1-6 offline images.
 struct NodeState {
@@ -49,6 +53,10 @@ struct ParameterDatabase {
   std::string driveVersion;  // empty until the drive's version is read
   int32_t powerBoardCode = 0;  // byte 511 of the motor-data memory as last read with VerLW
   FileCommandScaling fileScaling;
+  // Per node, the names of the parameter lines of the last file read into
+  // it, in file order, as the file spells them (at most
+  // kMaxParameterFileLines).
+  std::array<std::vector<std::string>, kMaxNode + 1> parameterFileNames;
   RememberedCurrentLimits rememberedCurrentLimits;
 };
 
