@@ -1,0 +1,695 @@
+#include "paramset/parameter_sets.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <functional>
+#include <map>
+#include <numeric>
+#include <set>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "api/export_fixture.h"
+#include "catalog/enumerations.h"
+#include "catalog/offline_values.h"
+#include "catalog/parameter_database.h"
+#include "drive/online_values.h"
+#include "drive/register_map.h"
+#include "drive/register_transfers.h"
+#include "paramset/default_tables.h"
+#include "svodb/svodb.h"
+#include "virtual_drive.h"
+#include "virtual_platform.h"
+
+namespace svodb {
+namespace {
+
+using sim::DriveConfig;
+using sim::Operation;
+using sim::Persistence;
+using Names = std::vector<std::string>;
+
+Names NamesOf(const ParameterList& list) {
+  Names names;
+  for (const VariableRecord* record : list) names.emplace_back(record->name);
+  return names;
+}
+
+Names Without(Names names, const Names& removed) {
+  std::erase_if(names, [&](const std::string& n) { return std::ranges::find(removed, n) != removed.end(); });
+  return names;
+}
+
+// The first arguments (FPGA address, NV entry) of the calls of one kind.
+std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
+  std::set<int32_t> targets;
+  for (const sim::CallRecord& record : log.Records())
+    if (record.operation == operation) targets.insert(record.arguments[0]);
+  return targets;
+}
+
+const Names kBiquads = {"BQ0B2", "BQ0K1", "BQ0B1", "BQ0K2", "BQ1B2", "BQ1K1", "BQ1B1", "BQ1K2",
+                        "BQ2B2", "BQ2K1", "BQ2B1", "BQ2K2", "BQ3B2", "BQ3K1", "BQ3B1", "BQ3K2"};
+
+TEST(SetSelection, MembersAndOrder) {
+  const Catalogue catalogue;
+  const Names manufacturing = {"DeadBand", "EMUFunc",  "HstSet",     "IdCmd",         "ITF0",
+                               "IUOffset", "IVOffset", "MTempLimit", "MTempLimitPol", "PWMFreq",
+                               "TRXDiag",  "VBusOV",   "VBusRG",     "VBusUV"};
+  EXPECT_EQ(NamesOf(ManufacturingSet(catalogue)), manufacturing);
+  EXPECT_EQ(NamesOf(ManufacturingFileSet(catalogue)), manufacturing);
+  ParameterList userAndManufacturing;
+  AppendParameterSet(catalogue, ParameterSet::kUserWrite, userAndManufacturing);
+  AppendParameterSet(catalogue, ParameterSet::kManufacturing, userAndManufacturing);
+  std::ranges::sort(userAndManufacturing);  // the records lie in catalogue order
+  EXPECT_EQ(DriveReadSet(catalogue), userAndManufacturing);
+
+  // The user file set as the drive's version text and logic see it.
+  const Names all = NamesOf(UserFileSet(catalogue));
+  Names biquadsAndFbDivisor = kBiquads;
+  biquadsAndFbDivisor.push_back("FBDivisor");
+  struct Case {
+    DriveVersion version;
+    Names missing;
+  };
+  const Case cases[] = {
+      {{"4.0A", 4}, biquadsAndFbDivisor},
+      {{"105.1A", 4}, {"FBDivisor", "FbType", "FilterType"}},
+      {{"S1.0x", 3},
+       {"BQ", "CmdInNullEnb", "EncOutPPR", "EncOutZOffset", "FBDivisor", "FbType", "FilterType", "FltRstMode",
+        "GearIn", "GearOut", "PosErrorMax"}},
+      {{"anything", 2},
+       {"AuxFBDivisor", "AuxFBType", "BQ", "CmdInNullEnb", "DInp1Pol", "DInp2Pol", "DInp3Pol", "DInp4Pol",
+        "EncOutPPR", "EncOutZOffset", "FBDivisor", "FBSrc", "FbType", "FilterType", "FltRstMode", "HSInp1Pol",
+        "PosErrorMax"}},
+      {{"", 3}, all},  // a version text never read supports nothing
+  };
+  for (const Case& c : cases) {
+    Names missing;
+    for (const std::string& name : c.missing) {
+      if (name == "BQ")
+        missing.insert(missing.end(), kBiquads.begin(), kBiquads.end());
+      else
+        missing.push_back(name);
+    }
+    EXPECT_EQ(NamesOf(UserFileSet(catalogue, c.version)), Without(all, missing)) << c.version.text;
+  }
+}
+
+// ---- transfers against the virtual drive ------------------------------------
+
+class Transfers : public ::testing::Test {
+ protected:
+  explicit Transfers(DriveConfig config = {}) : drive(std::move(config)) {}
+  void SetUp() override {
+    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
+    db.driveVersion = drive.Config().versionText;
+    drive.Log().Clear();
+  }
+  ParameterList List(std::initializer_list<const char*> names) {
+    ParameterList list;
+    for (const char* name : names) list.push_back(db.catalogue.Find(name));
+    return list;
+  }
+  int32_t& Store(const char* name, uint32_t node) { return registers.FindRegister(name)->raw[node]; }
+  int32_t Fpga(const char* name) { return registers.FindRegister(name)->descriptor.fpgaAddress; }
+  int32_t OnDrive(const char* name) {
+    int32_t raw = -1;
+    EXPECT_EQ(ReadFpgaField(ctx, name, raw), 1) << name;
+    return raw;
+  }
+  std::string Read(int32_t address) {
+    return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
+           std::to_string(drive.FpgaByte(static_cast<uint8_t>(address))) + "]";
+  }
+
+  ParameterDatabase db;
+  RegisterMap registers;
+  sim::VirtualDrive drive;
+  sim::VirtualPlatform platform;
+  LibraryContext ctx{db, registers, drive, platform};
+};
+
+class TorqueDrive : public Transfers {
+ protected:
+  TorqueDrive() : Transfers(DriveConfig{.modelCode = 28, .setupSwitches = 0x01}) {}
+};
+
+TEST_F(TorqueDrive, ReadsTakeTheDrivesIdentityFirst) {
+  const ParameterList list = List({"ARF0", "KVP"});
+  EXPECT_EQ(ReadSetFromDrive(ctx, list, 2), 10002);
+  const std::vector<std::string> header = {Read(4), Read(4), Read(1), Read(1), Read(25)};
+  std::vector<std::string> expected = header;
+  for (int address : {25, 30, 30, 53, 53, 16, 16}) expected.push_back(Read(address));
+  EXPECT_EQ(drive.Log().Lines(), expected);
+  const NodeState& image = db.nodes[2];
+  EXPECT_EQ(image.modelCode, 28u);
+  EXPECT_EQ(db.connectedModelCode, 28u);
+  EXPECT_EQ(image.mode, 0u);  // OpMode 2 follows S2-1, which is on
+  EXPECT_EQ(image.setupS21, 1u);
+  EXPECT_EQ(image.logicVersion, 4);
+  EXPECT_EQ(Store("ARF0", 2), OnDrive("ARF0"));
+
+  drive.Log().Clear();
+  db.nodes[3].setupS21 = 0;
+  EXPECT_EQ(ReadSetFromNV(ctx, list, 3), 10002);  // no switch read of its own
+  expected = header;
+  for (int address : {30, 30}) expected.push_back(Read(address));
+  for (int entry : {29, 29, 23, 23}) {
+    const sim::NvEntry nv = drive.NvEntryAt(static_cast<uint8_t>(entry));
+    expected.push_back("GetVarFromEEPROM(" + std::to_string(entry) + ") -> 1 [" +
+                       std::to_string(nv.fpgaRegister) + ", " + std::to_string(nv.data) + "]");
+  }
+  EXPECT_EQ(drive.Log().Lines(), expected);
+  EXPECT_EQ(db.nodes[3].setupS21, 0u);
+  EXPECT_EQ(Store("KVP", 3), Store("KVP", 2));
+}
+
+class OldLogicDrive : public Transfers {
+ protected:
+  OldLogicDrive() : Transfers(DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
+};
+
+TEST_F(OldLogicDrive, EntriesAboveTheDrivesLogicArePassedOverSilently) {
+  const ParameterList list = List({"BQ0K1", "ARF0", "FbType", "AFBSrc", "FBSrc"});
+  struct Case {
+    Result (*transfer)(LibraryContext&, const ParameterList&, uint32_t);
+    Result expected;
+    Operation access;
+    std::set<int32_t> targets;  // ARF0's FPGA address or NV entry only
+  };
+  const Case cases[] = {{ReadSetFromDrive, 10005, Operation::kGetVarFromFPGA, {1, 4, 25, 30, 53}},
+                        {ReadSetFromNV, 10005, Operation::kGetVarFromEEPROM, {29}},
+                        {WriteSetToDrive, 10001, Operation::kPutVarToFPGA, {53}},
+                        {WriteSetToNV, 10005, Operation::kPutVarToEEPROM, {29}}};
+  for (const Case& c : cases) {
+    drive.Log().Clear();
+    EXPECT_EQ(c.transfer(ctx, list, 1), c.expected);
+    EXPECT_EQ(Targets(drive.Log(), c.access), c.targets);
+  }
+  EXPECT_EQ(WriteSetToDrive(ctx, List({"BQ0K1", "FbType"}), 1), 10000);
+}
+
+TEST_F(Transfers, WritesToTheWorkingRegistersOnlyWhatTheVersionTextSupports) {
+  struct Case {
+    const char* versionText;
+    Result expected;
+    std::set<int32_t> written;  // ARF0 53, FBDivisor 99-102, biquads 42 and 108, GearIn 80-81
+  };
+  const Case cases[] = {{"4.0A", 10002, {53, 80, 81}},
+                        {"105.1A", 10003, {42, 53, 80, 81, 108}},
+                        {"102.1A", 10003, {53, 80, 81, 99, 100, 101, 102}},
+                        {"", 10000, {}}};
+  for (const Case& c : cases) {
+    db.driveVersion = c.versionText;
+    drive.Log().Clear();
+    EXPECT_EQ(WriteSetToDrive(ctx, List({"ARF0", "FBDivisor", "BQ0K1", "GearIn"}), 0), c.expected)
+        << c.versionText;
+    EXPECT_EQ(Targets(drive.Log(), Operation::kPutVarToFPGA), c.written) << c.versionText;
+  }
+  drive.Log().Clear();  // NV takes every entry the logic has, whatever the text
+  EXPECT_EQ(WriteSetToNV(ctx, List({"FBDivisor", "BQ0K1"}), 0), 10002);
+  EXPECT_EQ(Targets(drive.Log(), Operation::kPutVarToEEPROM),
+            (std::set<int32_t>{63, 64, 65, 66, 77, 78, 79, 80}));
+}
+
+TEST_F(Transfers, MotorParametersThatDoNotStickArePassedOverOthersStopTheWrite) {
+  struct Case {
+    const char* name;
+    int32_t raw;  // differs from the drive's
+    Result expected;
+  };
+  const Case cases[] = {
+      {"ILmtPlus", 120, 10002}, {"KVP", 100, 10002}, {"SelTRXParam", 0, 10002}, {"ARF0", 100, 10}};
+  db.nodes[2].logicVersion = 4;
+  for (const Case& c : cases) {
+    Store(c.name, 2) = c.raw;
+    Store("ARF1", 2) = OnDrive("ARF1") + 1;
+    drive.Faults().Clear();
+    drive.Faults().DropFpgaWrite(Fpga(c.name), Persistence::kAlways);
+    EXPECT_EQ(WriteSetToDrive(ctx, List({c.name, "ARF1"}), 2), c.expected) << c.name;
+    EXPECT_NE(OnDrive(c.name), c.raw) << c.name;
+    EXPECT_EQ(OnDrive("ARF1") == Store("ARF1", 2), c.expected != 10) << c.name;
+  }
+  drive.Faults().Clear();
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, Fpga("ILmtPlus"));
+  EXPECT_EQ(WriteSetToDrive(ctx, List({"ILmtPlus", "ARF1"}), 2), 6);
+}
+
+class LogicThreeDrive : public Transfers {
+ protected:
+  LogicThreeDrive() : Transfers(DriveConfig{.logicVersion = 3, .versionText = "3.2A"}) {}
+};
+
+// Logic 3 replaced the current limits' steps by percentages and changed the
+// gains' format: an older image is written in the new formats and keeps its
+// own.
+TEST_F(LogicThreeDrive, AnOlderImageTravelsInTheDrivesFormats) {
+  db.nodes[2].logicVersion = 2;
+  registers.SetCurrentLimitLayout(2);
+  Store("ILmtPlus", 2) = 2;
+  Store("KVP", 2) = 100;
+  double image = 0.0, online = 0.0;
+  ASSERT_EQ(GetOfflineValue(ctx, "KVP", 2, image), 1);
+  EXPECT_EQ(WriteSetToDrive(ctx, List({"ILmtPlus", "KVP"}), 2), 10002);
+  EXPECT_EQ(WriteSetToNV(ctx, List({"ILmtPlus"}), 2), 10001);
+  const auto calls = drive.Log().Lines();
+  EXPECT_EQ(std::ranges::count(calls, "PutVarToFPGA(85, 101) -> 1"), 1);
+  EXPECT_EQ(std::ranges::count(calls, "PutVarToEEPROM(45, 85, 101) -> 1"), 1);
+  ASSERT_EQ(ReadVariableOnline(ctx, "KVP", online), 1);
+  EXPECT_NE(OnDrive("KVP"), 100);
+  EXPECT_NEAR(online, image, image * 0.02);
+  EXPECT_EQ(Store("ILmtPlus", 2), 2);
+  EXPECT_EQ(Store("KVP", 2), 100);
+  EXPECT_EQ(db.nodes[2].logicVersion, 2);
+  EXPECT_EQ(registers.FindRegister("ILmtPlus")->descriptor.bitWidth, 2u);
+}
+
+TEST_F(Transfers, NvWriteReportsAFailedConversionBackOfItsLastEntry) {
+  db.nodes[3].setupS21 = 7;  // the image's mode cannot be derived: 80000 + 23
+  EXPECT_EQ(WriteSetToNV(ctx, List({"ARF0"}), 3), 80023);
+  EXPECT_EQ(drive.Log().Count(Operation::kPutVarToEEPROM), 1u);
+}
+
+// ---- the exports ---------------------------------------------------------------
+
+class SetExports : public testing::ExportTest {
+ protected:
+  explicit SetExports(DriveConfig config = DriveConfig{.setupSwitches = 0x01}) : drive_(std::move(config)) {}
+  void SetUp() override {
+    ExportTest::SetUp();
+    Use(drive_);
+  }
+  void Open(bool network = false) {
+    ASSERT_EQ(UsePort(1, 19200, network ? 2 : 1, 0, 0, 0), 1);
+    char text[SVODB_ONLINE_TEXT_SIZE] = {};
+    GetStringOnline_SVODB("VerLW", 0, text);  // logic 2 has none: 11
+    drive_.Log().Clear();
+  }
+  int32_t& Store(const char* name, uint32_t node) {
+    return api::Context().registers.FindRegister(name)->raw[node];
+  }
+  int32_t OnDrive(const char* name, bool nv = false) {
+    LibraryContext ctx = api::Context();
+    int32_t raw = -1;
+    EXPECT_EQ(nv ? ReadNvField(ctx, name, raw) : ReadFpgaField(ctx, name, raw), 1) << name;
+    return raw;
+  }
+  std::vector<int32_t> Erased() {
+    std::vector<int32_t> entries;
+    for (const sim::CallRecord& call : drive_.Log().Records())
+      if (call.operation == Operation::kNVEraseUnit) entries.push_back(call.arguments[0]);
+    return entries;
+  }
+
+  sim::VirtualDrive drive_;
+};
+
+TEST_F(SetExports, FailuresComposeWithTheirContext) {
+  struct Case {
+    const char* what;
+    std::function<void(sim::FaultPlan&)> fault;
+    int32_t (*operation)();
+    int32_t expected;
+  };
+  const Case cases[] = {
+      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6); }, RDFromDriveUser_SVODB, 80006},
+      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6); }, RDFromDriveMfg_SVODB, 80006},
+      {"model again", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6); }, RDFromDriveUser_SVODB,
+       10006},
+      {"ARF0 unsteady", [](auto& f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010},
+      {"ARF0 in NV", [](auto& f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007},
+      {"NV read", [](auto& f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005},
+      {"ARF0 dropped", [](auto& f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB,
+       20010},
+      {"LogicVer", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB,
+       20006},
+      {"NV write", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006},
+      {"ARF0 NV dropped", [](auto& f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010},
+      {"LogicVer raw", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB,
+       40000},
+      {"defaults NV", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB,
+       40006},
+      {"erase busy", [](auto& f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB,
+       70002},
+      {"erase busy", [](auto& f) { f.EraseAnswersBusy(230, Persistence::kAlways); }, SetDefaultMfg_SVODB,
+       70002},
+      {"erase", [](auto& f) { f.FailCall(Operation::kNVEraseUnit, 2, 4); }, SetDefaultMfg_SVODB, 70004},
+      {"defaults model", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 4); },
+       SetDefaultUser_SVODB, 100006},
+  };
+  for (const Case& c : cases) {
+    api::ResetForTesting();
+    sim::VirtualDrive drive;
+    Use(drive);
+    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    char text[SVODB_ONLINE_TEXT_SIZE] = {};
+    ASSERT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
+    Store("ARF0", 0) = 100;  // unlike the drive's, so a dropped write shows
+    c.fault(drive.Faults());
+    EXPECT_EQ(c.operation(), c.expected) << c.what;
+  }
+}
+
+TEST_F(SetExports, DefaultsThatCannotLoadNameTheirRow) {
+  EXPECT_EQ(SetDefaultUser_SVODB(), 100000);  // node 0 with nothing connected
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  NodeState& image = api::Context().db.nodes[2];
+  image.modelCode = 99;
+  EXPECT_EQ(SetDefaultUser_SVODB(), 100209);
+  EXPECT_EQ(SetDefaultMfg_SVODB(), 100009);
+  image.modelCode = 31;
+  image.driveType = 7;
+  EXPECT_EQ(SetDefaultUser_SVODB(), 100007);
+  EXPECT_EQ(SetDefaultMfg_SVODB(), 100007);
+  image.driveType = 2;
+  // Variables the setter takes for labels without a label table (8).
+  api::Context().db.catalogue.Find("Kvp")->conversionCode = 0;
+  api::Context().db.catalogue.Find("HstSet")->conversionCode = 0;
+  EXPECT_EQ(SetDefaultUser_SVODB(), 104208);  // row 42 of the network table
+  EXPECT_EQ(SetDefaultMfg_SVODB(), 100008);
+}
+
+TEST_F(SetExports, DefaultsOnNodeZeroFollowTheConnectionAndKeepTheDrivesOffsets) {
+  Open(true);
+  ASSERT_EQ(SetDriveType_SVODB(1), 1);  // node 0's own record says serial
+  LibraryContext ctx = api::Context();
+  drive_.SetFpgaByte(static_cast<uint8_t>(ctx.registers.FindRegister("IUOffset")->descriptor.fpgaAddress), 7);
+  Store("IUOffset", 0) = -3;
+  ASSERT_EQ(SetDefaultUser_SVODB(), 1);
+  EXPECT_EQ(ValueToFileLabel(ctx, "CmdSrc", Store("CmdSrc", 0), 0).value_or("?"), "Command_Variable");
+  ASSERT_EQ(SetDefaultMfg_SVODB(), 1);
+  EXPECT_EQ(OnDrive("IUOffset", true), OnDrive("IUOffset"));
+  EXPECT_EQ(Store("IUOffset", 0), OnDrive("IUOffset"));
+}
+
+TEST_F(SetExports, OnlyDefaultsLoadedIntoNodeZeroEraseUnusedNv) {
+  Open();
+  EXPECT_EQ(WRToNVUser_SVODB(), 1);
+  EXPECT_EQ(WRToNVMfg_SVODB(), 1);
+  EXPECT_TRUE(Erased().empty());
+  ASSERT_EQ(SetNode_SVODB(3), 1);
+  drive_.Log().Clear();
+  EXPECT_EQ(SetDefaultUser_SVODB(), 1);  // the image only: no traffic at all
+  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
+  EXPECT_EQ(SetDefaultMfg_SVODB(), 1);
+  EXPECT_EQ(drive_.Log().Count(Operation::kPutVarToEEPROM) + Erased().size(), 0u);
+
+  std::vector<int32_t> unused(230 - 137 + 1);
+  std::iota(unused.begin(), unused.end(), 137);
+  for (int32_t (*load)() : {SetDefaultUser_SVODB, SetDefaultMfg_SVODB}) {
+    ASSERT_EQ(SetNode_SVODB(0), 1);
+    drive_.Log().Clear();
+    EXPECT_EQ(load(), 1);
+    EXPECT_EQ(Erased(), unused);
+    EXPECT_EQ(drive_.Log().Records().back().ToString(), "NVEraseUnit(230) -> 1");
+  }
+}
+
+TEST_F(SetExports, UserSetsOnTheNetworkLeaveOutTheInhibitsAndTheGearing) {
+  const char* kSerialOnly[] = {"EnInhibitCCW", "EnInhibitCW", "GearIn", "GearOut"};
+  for (bool network : {true, false}) {
+    Open(network);
+    ASSERT_EQ(RDFromNVUser_SVODB(), 1);
+    std::vector<int32_t> before;
+    for (const char* name : kSerialOnly) {
+      before.push_back(OnDrive(name));
+      Store(name, 0) = Store(name, 0) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(WRToDriveUser_SVODB(), 1);
+    EXPECT_EQ(WRToNVUser_SVODB(), 1);
+    for (std::size_t i = 0; i < 4; ++i) {
+      EXPECT_EQ(OnDrive(kSerialOnly[i]) == before[i], network) << kSerialOnly[i];
+      EXPECT_EQ(OnDrive(kSerialOnly[i], true) == before[i], network) << kSerialOnly[i];
+    }
+  }
+}
+
+TEST_F(SetExports, UserReadsTakeTheManufacturingSetUserWritesLeaveItAlone) {
+  Open();
+  const char* kSome[] = {"DeadBand", "HstSet", "IUOffset", "VBusUV"};
+  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
+  for (const char* name : kSome) {
+    EXPECT_EQ(Store(name, 0), OnDrive(name)) << name;
+    Store(name, 0) += 1;
+  }
+  EXPECT_EQ(WRToDriveUser_SVODB(), 1);
+  EXPECT_EQ(WRToNVUser_SVODB(), 1);
+  for (const char* name : kSome) {
+    EXPECT_EQ(OnDrive(name) + 1, Store(name, 0)) << name;
+    EXPECT_EQ(OnDrive(name, true) + 1, Store(name, 0)) << name;
+  }
+  uint32_t node = 2;  // the manufacturing reads take those alone
+  for (int32_t (*read)() : {RDFromDriveMfg_SVODB, RDFromNVMfg_SVODB}) {
+    ASSERT_EQ(SetNode_SVODB(static_cast<int32_t>(node)), 1);
+    Store("ARF0", node) = Store("DeadBand", node) = -1;
+    EXPECT_EQ(read(), 1);
+    EXPECT_EQ(Store("ARF0", node), -1);
+    EXPECT_EQ(Store("DeadBand", node), OnDrive("DeadBand"));
+    ++node;
+  }
+}
+
+// ---- round trips ---------------------------------------------------------------
+
+struct DriveCase {
+  int32_t logic;
+  const char* versionText;
+  bool network;
+};
+
+class RoundTrips : public SetExports, public ::testing::WithParamInterface<DriveCase> {
+ protected:
+  RoundTrips()
+      : SetExports(DriveConfig{
+            .logicVersion = GetParam().logic, .versionText = GetParam().versionText, .setupSwitches = 0x01}) {
+  }
+  void SetUp() override {
+    SetExports::SetUp();
+    Open(GetParam().network);
+  }
+  // Values every drive of the family takes, different from the factory's.
+  void Edit(uint32_t node) {
+    Store("ARF0", node) = 200;
+    Store("KVP", node) = 100;
+    Store("DPoles", node) = 4;
+    Store("ILmtPlus", node) = GetParam().logic < 3 ? 1 : 120;
+    Store("DeadBand", node) = 5;
+  }
+  void ExpectSameImage(uint32_t node, uint32_t reference) {
+    for (const VariableRecord* record : DriveReadSet(api::Context().db.catalogue)) {
+      if (record->minLogicVersion > GetParam().logic) continue;
+      EXPECT_EQ(Store(record->name, node), Store(record->name, reference)) << record->name;
+    }
+  }
+};
+
+TEST_P(RoundTrips, ThroughNvMemory) {
+  ASSERT_EQ(SetNode_SVODB(1), 1);
+  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
+  Edit(1);
+  ASSERT_EQ(WRToNVUser_SVODB(), 1);
+  ASSERT_EQ(WRToNVMfg_SVODB(), 1);
+  const sim::PersistentState written = drive_.SaveState();
+  drive_.PowerCycle();
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
+  ExpectSameImage(2, 1);
+  ASSERT_EQ(SetNode_SVODB(3), 1);
+  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);  // the power-up loaded NV into the registers
+  ExpectSameImage(3, 1);
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  ASSERT_EQ(WRToNVUser_SVODB(), 1);
+  ASSERT_EQ(WRToNVMfg_SVODB(), 1);
+  EXPECT_EQ(drive_.SaveState(), written);
+}
+
+TEST_P(RoundTrips, ThroughTheWorkingRegisters) {
+  ASSERT_EQ(SetNode_SVODB(1), 1);
+  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
+  Edit(1);
+  ASSERT_EQ(WRToDriveUser_SVODB(), 1);
+  ASSERT_EQ(WRToDriveMfg_SVODB(), 1);
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
+  ExpectSameImage(2, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Drives, RoundTrips,
+                         ::testing::Values(DriveCase{2, "2.0A", false}, DriveCase{2, "2.0A", true},
+                                           DriveCase{3, "3.2A", false}, DriveCase{3, "3.2A", true},
+                                           DriveCase{4, "4.0A", false}, DriveCase{4, "4.0A", true}),
+                         [](const auto& info) {
+                           return "Logic" + std::to_string(info.param.logic) +
+                                  (info.param.network ? "Network" : "Serial");
+                         });
+
+// ---- factory defaults ------------------------------------------------------------
+
+using TextsByName = std::map<std::string, std::vector<std::string>>;
+
+TextsByName Texts(std::span<const DefaultRow> rows) {
+  TextsByName texts;
+  for (const DefaultRow& row : rows) texts[row.name].assign(row.texts.begin(), row.texts.end());
+  return texts;
+}
+
+TEST(DefaultTables, NamesAreCatalogueNamesInTheOrderTheyApply) {
+  const Catalogue catalogue;
+  for (uint32_t driveType : {1u, 2u}) {
+    for (bool four : {false, true}) {
+      for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
+        for (const DefaultRow& row : DefaultTable(set, driveType, four))
+          EXPECT_NE(catalogue.Find(row.name), nullptr);
+      }
+      const auto user = DefaultTable(DefaultSet::kUser, driveType, four);
+      const auto sorted = user.first(user.size() - (four ? 2 : 0));
+      EXPECT_TRUE(
+          std::ranges::is_sorted(sorted, {}, [](const DefaultRow& row) { return FoldCase(row.name); }));
+      if (four) {
+        EXPECT_EQ(std::string(user[user.size() - 2].name) + user.back().name, "FbTypeFilterType");
+      }
+      EXPECT_EQ(DefaultTable(DefaultSet::kManufacturing, driveType, four)[7].name,
+                std::string(driveType == 1 ? "FBSrc" : "PWMFreq"));
+    }
+  }
+}
+
+TEST(DefaultTables, TablesDifferOnlyWhereDriveTypeAndGenerationDo) {
+  for (uint32_t driveType : {1u, 2u}) {
+    TextsByName user = Texts(DefaultTable(DefaultSet::kUser, driveType, false));
+    user["FbType"].assign(8, "TRX");
+    user["FilterType"].assign(8, "ARfx");
+    EXPECT_EQ(Texts(DefaultTable(DefaultSet::kUser, driveType, true)), user);
+    TextsByName older = Texts(DefaultTable(DefaultSet::kManufacturing, driveType, false));
+    TextsByName newer = Texts(DefaultTable(DefaultSet::kManufacturing, driveType, true));
+    EXPECT_NE(older["DeadBand"], newer["DeadBand"]);
+    EXPECT_NE(older["PWMFreq"], newer["PWMFreq"]);
+    older.erase("DeadBand"), older.erase("PWMFreq"), newer.erase("DeadBand"), newer.erase("PWMFreq");
+    EXPECT_EQ(older, newer);
+  }
+  TextsByName serial = Texts(DefaultTable(DefaultSet::kUser, 1, false));
+  TextsByName network = Texts(DefaultTable(DefaultSet::kUser, 2, false));
+  const std::vector<std::string> networkI2T = {"1.500000", "3.010000", "6.0200000", "12.02000",
+                                               "24.08000", "48.16000", "3.000000",  "6.000000"};
+  EXPECT_EQ(network["I2TTrip"], networkI2T);
+  EXPECT_EQ(serial["Kip"][5], "4.54000");
+  EXPECT_EQ(serial["CmdSrc"][0] + network["CmdSrc"][7], "Analog_InputCommand_Variable");
+  EXPECT_EQ(network["Kvi"], std::vector<std::string>(8, "4.909000"));
+  for (const char* name : {"GearIn", "GearOut"}) serial.erase(name);
+  for (const char* name :
+       {"I2TTrip", "CmdSrc", "Kvi", "AuxFBComAng", "AuxFBDivisor", "EnDatDistMT", "EnDatPPR", "FBSrc"}) {
+    network.erase(name);
+    serial.erase(name);
+  }
+  EXPECT_EQ(serial, network);
+  TextsByName serialMfg = Texts(DefaultTable(DefaultSet::kManufacturing, 1, true));
+  serialMfg.erase("FBSrc");
+  EXPECT_EQ(Texts(DefaultTable(DefaultSet::kManufacturing, 2, true)), serialMfg);
+}
+
+// A default reads back from the image as its text: labels exactly, numbers
+// within the distance to the next value their raw format holds (the gains'
+// floating-point formats keep 3 or 4 mantissa bits, so that is coarse).
+void ExpectReadsBack(LibraryContext& ctx, const char* name, const std::string& text, uint32_t node) {
+  double value = 0.0;
+  ASSERT_EQ(GetOfflineValue(ctx, name, node, value), 1) << name;
+  const int32_t c = ctx.db.catalogue.GetConversionCode(name);  // the current limits' follows the node
+  if (c <= 3) {
+    EXPECT_EQ(ValueToFileLabel(ctx, name, static_cast<int32_t>(value), node).value_or("?"), text) << name;
+    return;
+  }
+  const auto n = static_cast<int32_t>(node);
+  const auto units = static_cast<int32_t>(ctx.db.nodes[node].mode);
+  double step = 1e-9;
+  for (const char* raw :
+       {c == 601 || c == 602 ? "PWMPlus" : name, c == 601 || c == 602 ? "PWMMinus" : name}) {
+    const int32_t kept = ctx.registers.FindRegister(raw)->raw[node];
+    for (int32_t delta : {-1, 1}) {
+      double neighbour = value;
+      if (ctx.registers.SetRawValue(raw, kept + delta, units, n) == 1 &&
+          GetOfflineValue(ctx, name, node, neighbour) == 1) {
+        step = std::max(step, std::abs(neighbour - value));
+      }
+      ctx.registers.FindRegister(raw)->raw[node] = kept;
+    }
+  }
+  EXPECT_NEAR(value, std::strtod(text.c_str(), nullptr), step) << name << " = " << text;
+}
+
+struct TableCase {
+  uint32_t driveType;
+  int32_t logic;
+};
+
+class OfflineDefaults : public ::testing::TestWithParam<TableCase> {};
+
+TEST_P(OfflineDefaults, EveryModelsDefaultsLoadAndReadBack) {
+  const auto [driveType, logic] = GetParam();
+  for (std::size_t column = 0; column < kDefaultModelCount; ++column) {
+    ParameterDatabase db;
+    RegisterMap registers;
+    // Only for its power board, which chooses the DeadBand field that the
+    // larger dead bands need.
+    sim::VirtualDrive drive;
+    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
+    sim::VirtualPlatform platform;
+    LibraryContext ctx{db, registers, drive, platform};
+    db.nodes[4] = NodeState{.logicVersion = logic,
+                            .driveType = driveType,
+                            .mode = 0,
+                            .modelCode = kDefaultColumnModels[column],
+                            .setupS21 = 1};
+    ASSERT_EQ(registers.SetRawValue("LogicVer", logic, 0, 4), 1);
+    registers.SetCurrentLimitLayout(logic);  // as making node 4 current does
+    EXPECT_EQ(ApplyUserDefaults(ctx, 4), 1) << column;
+    EXPECT_EQ(ApplyMfgDefaults(ctx, 4), 1) << column;
+    for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
+      for (const DefaultRow& row : DefaultTable(set, driveType, logic >= 4))
+        ExpectReadsBack(ctx, row.name, row.texts[column], 4);
+    }
+    if (logic < 4) {
+      EXPECT_EQ(registers.FindRegister("FbType")->raw[4], 15);  // untouched by the older tables
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Tables, OfflineDefaults,
+                         ::testing::Values(TableCase{1, 2}, TableCase{1, 3}, TableCase{1, 4}, TableCase{2, 3},
+                                           TableCase{2, 4}),
+                         [](const auto& info) {
+                           return std::string(info.param.driveType == 1 ? "Serial" : "Network") + "Logic" +
+                                  std::to_string(info.param.logic);
+                         });
+
+// Defaults loaded into node 0 reach NV and come back from it after the
+// drive's next power-up.
+TEST_P(RoundTrips, DefaultsOnNodeZeroSurviveAPowerCycle) {
+  ASSERT_EQ(SetDefaultUser_SVODB(), 1);
+  ASSERT_EQ(SetDefaultMfg_SVODB(), 1);
+  drive_.PowerCycle();
+  ASSERT_EQ(SetNode_SVODB(2), 1);
+  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
+  LibraryContext ctx = api::Context();
+  std::set<std::string> written = {"CmdGain", "CmdOffset", "AuxFBType"};
+  for (const char* set : {"user", "mfg"}) {
+    const ParameterList list = *set == 'u' ? UserWriteSet(ctx) : ManufacturingSet(ctx.db.catalogue);
+    for (const std::string& name : NamesOf(list)) written.insert(name);
+  }
+  const uint32_t driveType = GetParam().network ? 2 : 1;
+  const std::size_t column = *DefaultColumn(ctx.db.nodes[2].modelCode);
+  for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
+    for (const DefaultRow& row : DefaultTable(set, driveType, GetParam().logic >= 4)) {
+      const VariableRecord& record = *ctx.db.catalogue.Find(row.name);
+      if (written.contains(record.name) && record.minLogicVersion <= GetParam().logic)
+        ExpectReadsBack(ctx, row.name, row.texts[column], 2);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace svodb
