@@ -1,0 +1,802 @@
+// Commands that move whole parameter sets between the drive's NV memory,
+// offline images and parameter files: backup, restore, defaults and diff.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "catalog/catalogue_table.h"
+#include "cli.h"
+#include "svodb/svodb.h"
+#include "svodb/svodb_linux.h"
+
+namespace svodb_tool {
+namespace {
+
+// The first word of each kind of parameter file.
+constexpr std::string_view kUserFileWord = "Drive--X700_Base_Unit";
+constexpr std::string_view kMfgFileWord = "Drive--X700_Base_Unit--Mfg";
+
+// The offline image a file is checked in before it goes to the drive; the
+// library stages user files for NV in node 1 and leaves this one alone.
+constexpr int32_t kCheckNode = 6;
+// An offline image is a logic-3 drive until something says otherwise.
+constexpr int32_t kOfflineLogic = 3;
+constexpr int32_t kInitialModel = 31;
+constexpr int32_t kTorqueUnits = 0;
+// Result codes the tool looks at.
+constexpr int32_t kOk = 1;
+constexpr int32_t kReadFileContext = 50000;
+constexpr int32_t kClosingStepLine = 99;
+constexpr int32_t kNoVersionText = 11;
+// A model code fits the drive's 5-bit Model field.
+constexpr int32_t kMaxModelCode = 31;
+
+// ---- parameter files as text --------------------------------------------------
+
+struct FileLine {
+  int number;  // 1-based, as an editor shows it
+  std::string text;
+};
+
+// A parameter file as the reader takes it: the header (up to and with the
+// fourth line that is not skipped) and every line after it.
+struct ParameterText {
+  std::vector<FileLine> header;
+  std::vector<FileLine> body;
+};
+
+bool IsSkipped(const std::string& line) {
+  const std::size_t first = line.find_first_not_of(" \t\r\n\v\f");
+  return first == std::string::npos || line[first] == '#';
+}
+
+std::string FirstWord(const std::string& line) {
+  const std::size_t start = line.find_first_not_of(" \t\r\n\v\f");
+  if (start == std::string::npos) return "";
+  return line.substr(start, line.find_first_of(" \t\r\n\v\f=", start) - start);
+}
+
+std::string SecondWord(const std::string& line) {
+  const std::string first = FirstWord(line);
+  const std::size_t after = line.find(first) + first.size();
+  return FirstWord(line.substr(after));
+}
+
+std::optional<ParameterText> ReadParameterText(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return std::nullopt;
+  ParameterText text;
+  std::string line;
+  int headerLines = 0;
+  for (int number = 1; std::getline(in, line); ++number) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    const bool skipped = IsSkipped(line);
+    if (headerLines < 4) {
+      text.header.push_back({number, line});
+      headerLines += skipped ? 0 : 1;
+    } else {
+      text.body.push_back({number, line});
+    }
+  }
+  return text;
+}
+
+// The line with its runs of white space made single blanks, for messages.
+std::string Collapsed(const std::string& line) {
+  std::string text;
+  for (char c : line) {
+    const bool blank = c == ' ' || c == '\t';
+    if (blank && (text.empty() || text.back() == ' ')) continue;
+    text += blank ? ' ' : c;
+  }
+  if (!text.empty() && text.back() == ' ') text.pop_back();
+  return text;
+}
+
+std::vector<const FileLine*> Significant(const std::vector<FileLine>& lines) {
+  std::vector<const FileLine*> significant;
+  for (const FileLine& line : lines)
+    if (!IsSkipped(line.text)) significant.push_back(&line);
+  return significant;
+}
+
+std::string Joined(const std::vector<FileLine>& lines) {
+  std::string text;
+  for (const FileLine& line : lines) text += line.text + "\n";
+  return text;
+}
+
+enum class FileKind { kUser, kManufacturing, kOther };
+
+FileKind KindOf(const ParameterText& text) {
+  const auto header = Significant(text.header);
+  if (header.empty()) return FileKind::kOther;
+  const std::string word = FirstWord(header[0]->text);
+  if (word == kUserFileWord) return FileKind::kUser;
+  if (word == kMfgFileWord) return FileKind::kManufacturing;
+  return FileKind::kOther;
+}
+
+const char* KindName(FileKind kind) { return kind == FileKind::kManufacturing ? "manufacturing" : "user"; }
+
+// The version the file's header gives, when it is an integer.
+std::optional<int32_t> FileVersionOf(const ParameterText& text) {
+  const auto header = Significant(text.header);
+  if (header.size() < 2 || FirstWord(header[1]->text) != "FileVersion") return std::nullopt;
+  return ParseInt32(SecondWord(header[1]->text));
+}
+
+// The catalogue's spelling of the name of each parameter line.
+std::vector<std::string> ParameterNames(const ParameterText& text) {
+  std::vector<std::string> names;
+  char name[SVODB_NAME_SIZE];
+  for (const FileLine* line : Significant(text.body)) {
+    const std::string word = FirstWord(line->text);
+    if (word.size() < SVODB_NAME_SIZE && GetStdVarName_SVODB(word.c_str(), name)) names.emplace_back(name);
+  }
+  return names;
+}
+
+// A file in the temporary folder, removed when it goes out of scope.
+class TemporaryFile {
+ public:
+  TemporaryFile() {
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+    std::string pattern = ((error ? std::filesystem::path("/tmp") : folder) / "svodb-XXXXXX").string();
+    const int descriptor = mkstemp(pattern.data());
+    if (descriptor < 0) return;
+    close(descriptor);
+    path_ = pattern;
+  }
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    if (!path_.empty()) std::remove(path_.c_str());
+  }
+
+  // Replaces the file's content; false (after saying why) when it cannot.
+  bool Write(const std::string& text) {
+    std::ofstream out;
+    if (!path_.empty()) out.open(path_, std::ios::binary | std::ios::trunc);
+    if (out << text && out.flush()) return true;
+    std::fprintf(stderr, "svodb: cannot write a temporary file%s%s\n", path_.empty() ? "" : " ",
+                 path_.c_str());
+    return false;
+  }
+  const char* Path() const { return path_.c_str(); }
+
+ private:
+  std::string path_;
+};
+
+std::string Message(int32_t code) {
+  char message[SVODB_MESSAGE_SIZE];
+  ErrorMessage_SVODB(code, message);
+  return message;
+}
+
+// ---- drive models ------------------------------------------------------------
+
+std::optional<std::string> ModelFileLabel(int32_t model) {
+  char label[SVODB_LABEL_SIZE] = "";
+  if (model < 0 || model > kMaxModelCode || svodb_file_label("Model", model, label) != 1) return std::nullopt;
+  return std::string(label);
+}
+
+std::string Lowered(std::string text) {
+  for (char& c : text) c = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+  return text;
+}
+
+// A model code (e.g. 31) or the start of its label up to an underscore
+// (e.g. "X7102" or "x7102_240Vac"), without regard to case.
+std::optional<int32_t> ParseModel(const std::string& text) {
+  if (const std::optional<int32_t> code = ParseInt32(text)) {
+    if (ModelFileLabel(*code)) return code;
+    return std::nullopt;
+  }
+  const std::string wanted = Lowered(text);
+  for (int32_t code = 0; code <= kMaxModelCode; ++code) {
+    const std::optional<std::string> label = ModelFileLabel(code);
+    if (!label) continue;
+    const std::string lowered = Lowered(*label);
+    if (lowered == wanted || lowered.rfind(wanted + "_", 0) == 0) return code;
+  }
+  return std::nullopt;
+}
+
+std::string ModelName(int32_t model) {
+  const std::optional<std::string> label = ModelFileLabel(model);
+  return label ? *label : "model " + std::to_string(model);
+}
+
+const char* DriveTypeName(int32_t driveType) { return driveType == 2 ? "network" : "serial"; }
+
+// ---- the drive -----------------------------------------------------------------
+
+// Opens the connection and reads the drive's version text, which decides
+// which variables the drive supports and the layout of its DeadBand. Logic
+// older than 3 has no version text and needs none.
+bool ConnectAndIdentify() {
+  if (!ConnectToDrive()) return false;
+  char text[SVODB_ONLINE_TEXT_SIZE] = "";
+  const int32_t result = GetStringOnline_SVODB("VerLW", 0, text);
+  if (result == kOk) return true;
+  double logic = 0;
+  if (result == kNoVersionText && GetVariableOnline_SVODB("LogicVer", &logic) == kOk && logic < 3)
+    return true;
+  LibraryFailure("reading the drive's version text", result);
+  return false;
+}
+
+int32_t DriveTypeOfConnection() { return Connection().network.empty() ? 1 : 2; }
+
+// ---- images ---------------------------------------------------------------------
+
+// The parameters a whole image holds that a file can show: the user and the
+// manufacturing file sets, as far as the logic version has them.
+std::vector<std::string> FileSetNames(int32_t logic) {
+  std::vector<std::string> names;
+  for (const svodb::VariableRecord& record : svodb::kCatalogueTable) {
+    if (record.name == nullptr) break;
+    const bool user = record.Has(svodb::kUserFlag) && record.Has(svodb::kListedFlag);
+    const bool inFile = record.Has(svodb::kNvFlag) && record.Has(svodb::kPresentedFlag);
+    if (inFile && (user || !record.Has(svodb::kUserFlag)) && record.minLogicVersion <= logic)
+      names.emplace_back(record.name);
+  }
+  return names;
+}
+
+bool Selected(int32_t node) {
+  const int32_t result = SetNode_SVODB(node);
+  if (result != kOk) LibraryFailure("selecting node " + std::to_string(node), result);
+  return result == kOk;
+}
+
+// Makes the node a fresh image of a drive of the model, drive type, logic
+// version and command units (0 torque/current, 1 velocity) and loads the
+// factory defaults into it. The header of a parameter file is how an image
+// takes all of its identity, logic version included; LogicVer then chooses
+// the generation of the default tables.
+bool LoadDefaultsImage(int32_t node, int32_t model, int32_t driveType, int32_t logic, int32_t units) {
+  const std::optional<std::string> label = ModelFileLabel(model);
+  if (!label) {
+    UsageError("no model has the code " + std::to_string(model));
+    return false;
+  }
+  SetupOfflineNode_SVODB(node);
+  if (!Selected(node)) return false;
+  TemporaryFile header;
+  if (!header.Write(std::string(kUserFileWord) + "\nFileVersion " + std::to_string(logic) + "\nDriveModel " +
+                    *label + (driveType == 2 ? " (-NET)" : " (-STD)") + "\nActiveCMDUnits " +
+                    (units == 1 ? "Velocity" : "Torque/Current") + "\n")) {
+    return false;
+  }
+  int32_t result = RDFromFileUser_SVODB(header.Path());
+  if (result == kOk) result = PutVariable_SVODB("LogicVer", logic);
+  if (result == kOk) result = SetParamsArray_SVODB();
+  if (result != kOk) {
+    LibraryFailure("loading the defaults of " + *label + " into node " + std::to_string(node), result);
+    return false;
+  }
+  return true;
+}
+
+// A value of the current node as the tool shows it: an enumerated value by
+// its label, a number with its unit.
+struct ShownValue {
+  int32_t result = 0;
+  double value = 0;
+  std::string text;
+
+  bool SameAs(const ShownValue& other) const {
+    if (result != kOk || other.result != kOk) return result == other.result;
+    return value == other.value || (std::isnan(value) && std::isnan(other.value));
+  }
+};
+
+ShownValue ShowValue(const std::string& name) {
+  ShownValue shown;
+  shown.result = GetVariable_SVODB(name.c_str(), &shown.value);
+  if (shown.result != kOk) {
+    shown.text = "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
+    return shown;
+  }
+  int32_t conversionCode = -1;
+  double minimum = 0, maximum = 0, defaultValue = 0;
+  char unit[SVODB_UNIT_SIZE] = "";
+  const int32_t props = GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit);
+  char label[SVODB_COMPOSED_LABEL_SIZE] = "";
+  if (conversionCode >= 0 && conversionCode <= 3 &&
+      GetValStr_SVODB(name.c_str(), static_cast<int32_t>(shown.value), label)) {
+    shown.text = label;
+    return shown;
+  }
+  char number[32];
+  std::snprintf(number, sizeof number, "%.10g", shown.value);
+  shown.text = number;
+  const std::string trimmed = props == kOk ? Trim(unit) : "";
+  if (!trimmed.empty()) shown.text += " " + trimmed;
+  return shown;
+}
+
+// ---- svodb backup ---------------------------------------------------------------
+
+int RunBackup(const Args& args) {
+  std::vector<std::string> files;
+  bool mfg = false;
+  for (const std::string& arg : args) {
+    if (arg == "--mfg") {
+      mfg = true;
+    } else if (arg.rfind("--", 0) == 0) {
+      return UsageError("backup: unknown option '" + arg + "' (see svodb backup --help)");
+    } else {
+      files.push_back(arg);
+    }
+  }
+  if (files.size() != 1) return UsageError("backup: expected one file name (see svodb backup --help)");
+  if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
+  const std::string& file = files[0];
+  const int32_t result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
+  if (result != kOk) return LibraryFailure("backing up the drive's NV memory to " + file, result);
+  const std::optional<ParameterText> written = ReadParameterText(file);
+  const std::size_t count = written ? Significant(written->body).size() : 0;
+  std::printf("saved %zu %s parameters of the drive's NV memory to %s\n", count,
+              mfg ? "manufacturing" : "user", file.c_str());
+  return kExitOk;
+}
+
+// ---- svodb restore ---------------------------------------------------------------
+
+// The drive keeps its command scaling as two counts that a user file's
+// CmdGain, CmdOffset and CmdSrc lines set together; a file without all
+// three would give the drive counts computed from no gain at all.
+bool HasCommandScaling(const std::string& file, const std::vector<std::string>& names) {
+  std::string missing;
+  for (const char* name : {"CmdGain", "CmdOffset", "CmdSrc"}) {
+    if (std::ranges::find(names, name) == names.end())
+      missing += std::string(missing.empty() ? "" : ", ") + name;
+  }
+  if (missing.empty()) return true;
+  std::fprintf(stderr,
+               "svodb: %s: no line for %s: a user file sets the drive's command scaling from CmdGain, "
+               "CmdOffset and CmdSrc together\n",
+               file.c_str(), missing.c_str());
+  return false;
+}
+
+// Loads the file into the check node; the library's code.
+int32_t LoadForCheck(const char* path, bool mfg) {
+  SetupOfflineNode_SVODB(kCheckNode);
+  SetNode_SVODB(kCheckNode);
+  return mfg ? RDFromFileMfg_SVODB(path) : RDFromFileUser_SVODB(path);
+}
+
+// Checks a parameter file without the drive and reports every line that
+// fails. The reader stops at the first failing line, so each line is loaded
+// on its own behind the file's header, and then the file as a whole.
+bool CheckParameterFile(const std::string& file, bool mfg) {
+  const std::optional<ParameterText> text = ReadParameterText(file);
+  if (!text) {
+    std::fprintf(stderr, "svodb: restore: cannot open %s\n", file.c_str());
+    return false;
+  }
+  const FileKind kind = KindOf(*text);
+  if (kind != FileKind::kOther && (kind == FileKind::kManufacturing) != mfg) {
+    std::fprintf(stderr, "svodb: %s: this is a %s file; %s\n", file.c_str(), KindName(kind),
+                 mfg ? "leave out --mfg" : "restore it with --mfg");
+    return false;
+  }
+  TemporaryFile scratch;
+  if (!scratch.Write(Joined(text->header))) return false;
+  const int32_t headerResult = LoadForCheck(scratch.Path(), mfg);
+  if (headerResult != kOk) {
+    std::fprintf(stderr, "%s: the header: %s (code %d)\n", file.c_str(), Message(headerResult).c_str(),
+                 static_cast<int>(headerResult));
+    return false;
+  }
+  int failures = 0;
+  for (const FileLine& line : text->body) {
+    if (line.text.find_first_not_of(" \t\v\f") == std::string::npos) continue;
+    if (!scratch.Write(Joined(text->header) + line.text + "\n")) return false;
+    const int32_t result = LoadForCheck(scratch.Path(), mfg);
+    if (result == kOk) continue;
+    ++failures;
+    // One line behind the header fails as the file's first parameter line
+    // (50000 + 100 + code) or in the closing step that follows it (99).
+    const int32_t inner = result - kReadFileContext;
+    const int32_t lineCode = inner > 0 && inner < 10000 ? inner % 100 : result;
+    const bool closing = inner > 0 && inner / 100 == kClosingStepLine;
+    std::fprintf(stderr, "%s:%d: %s: %s%s (code %d)\n", file.c_str(), line.number,
+                 Collapsed(line.text).c_str(),
+                 closing ? "the command scaling it leads to cannot be set: " : "", Message(lineCode).c_str(),
+                 static_cast<int>(lineCode));
+  }
+  const int32_t whole = LoadForCheck(file.c_str(), mfg);
+  if (whole != kOk && failures == 0) {
+    std::fprintf(stderr, "%s: %s (code %d)\n", file.c_str(), Message(whole).c_str(), static_cast<int>(whole));
+    return false;
+  }
+  if (failures > 0) {
+    std::fprintf(stderr, "svodb: %s: %d line%s fail%s\n", file.c_str(), failures, failures == 1 ? "" : "s",
+                 failures == 1 ? "s" : "");
+    return false;
+  }
+  if (!mfg && !HasCommandScaling(file, ParameterNames(*text))) return false;
+  int32_t model = 0;
+  GetModel_SVODB(&model);
+  std::printf("%s: every line loads (%s file for %s, %zu parameters)\n", file.c_str(),
+              mfg ? "manufacturing" : "user", ModelName(model).c_str(), ParameterNames(*text).size());
+  std::fflush(stdout);  // before any complaint of the drive's
+  return true;
+}
+
+int RunRestore(const Args& args) {
+  std::vector<std::string> files;
+  bool mfg = false, dryRun = false;
+  for (const std::string& arg : args) {
+    if (arg == "--mfg") {
+      mfg = true;
+    } else if (arg == "--dry-run") {
+      dryRun = true;
+    } else if (arg.rfind("--", 0) == 0) {
+      return UsageError("restore: unknown option '" + arg + "' (see svodb restore --help)");
+    } else {
+      files.push_back(arg);
+    }
+  }
+  if (files.size() != 1) return UsageError("restore: expected one file name (see svodb restore --help)");
+  const std::string& file = files[0];
+  if (!CheckParameterFile(file, mfg)) {
+    std::fprintf(stderr, "svodb: restore: nothing was written to the drive\n");
+    return kExitFailure;
+  }
+  if (dryRun) {
+    std::printf("--dry-run: nothing was written to the drive\n");
+    return kExitOk;
+  }
+  if (!ConnectAndIdentify()) return kExitFailure;
+  // The library loads a user file into node 1 and a manufacturing file into
+  // the current node and writes the whole set from there: with the drive's
+  // NV read into that image first, parameters the file does not list keep
+  // the values the drive has.
+  const int32_t staging = mfg ? 0 : 1;
+  if (!Selected(staging)) return kExitFailure;
+  int32_t result = mfg ? RDFromNVMfg_SVODB() : RDFromNVUser_SVODB();
+  if (result != kOk) return LibraryFailure("reading the drive's NV memory", result);
+  if (!Selected(0)) return kExitFailure;
+  result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
+  if (result != kOk) return LibraryFailure("restoring " + file + " to the drive's NV memory", result);
+  std::printf("wrote %s to the drive's NV memory; the drive runs with it after its next power-up\n",
+              file.c_str());
+  return kExitOk;
+}
+
+// ---- svodb defaults ---------------------------------------------------------------
+
+// Removes "OPTION VALUE" from args and returns the value (an empty inner
+// optional when the option is absent); none after a usage error.
+std::optional<std::optional<std::string>> TakeValueOption(const std::string& command,
+                                                          const std::string& option, Args& args) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    if (args[i] != option) continue;
+    if (i + 1 >= args.size()) {
+      UsageError(command + ": " + option + " needs a value");
+      return std::nullopt;
+    }
+    const std::string value = args[i + 1];
+    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
+               args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
+    return std::optional<std::string>(value);
+  }
+  return std::optional<std::string>();
+}
+
+std::optional<int32_t> TakeModelOption(const std::string& command, Args& args) {
+  const auto text = TakeValueOption(command, "--model", args);
+  if (!text) return std::nullopt;
+  if (!*text) return kInitialModel;
+  const std::optional<int32_t> model = ParseModel(**text);
+  if (!model)
+    UsageError(command + ": '" + **text + "' is no model (a code such as 31, or a name such as X7102)");
+  return model;
+}
+
+int RunDefaults(const Args& args) {
+  Args rest = args;
+  const std::optional<int32_t> model = TakeModelOption("defaults", rest);
+  if (!model) return kExitUsage;
+  const bool nodeGiven = std::ranges::find(rest, "--node") != rest.end();
+  const auto node = TakeNodeOption("defaults", rest);
+  if (!node) return kExitUsage;
+  if (nodeGiven && *node == 0) {
+    return UsageError("defaults: --node takes an offline image, 1-6 (node 0 is the drive's image)");
+  }
+  const auto out = TakeValueOption("defaults", "--out", rest);
+  if (!out) return kExitUsage;
+  const auto logicText = TakeValueOption("defaults", "--logic", rest);
+  if (!logicText) return kExitUsage;
+  std::optional<int32_t> logic = kOfflineLogic;
+  if (*logicText) logic = ParseArgument("defaults", "the logic version", **logicText, 2, 4);
+  if (!logic) return kExitUsage;
+  bool network = !Connection().network.empty();
+  for (const std::string& arg : rest) {
+    if (arg != "--network") return UsageError("defaults: unexpected argument '" + arg + "'");
+    network = true;
+  }
+  const int32_t imageNode = nodeGiven ? *node : 1;
+  const int32_t driveType = network ? 2 : 1;
+  // The tables give their values in torque/current units.
+  if (!LoadDefaultsImage(imageNode, *model, driveType, *logic, kTorqueUnits)) return kExitFailure;
+  const std::string what = "the factory defaults of " + ModelName(*model) + " (" + DriveTypeName(driveType) +
+                           " drive, logic " + std::to_string(*logic) + ")";
+  if (*out) {
+    const int32_t result = WRToFileUser_SVODB((*out)->c_str());
+    if (result != kOk) return LibraryFailure("writing " + **out, result);
+    std::printf("wrote %s to %s\n", what.c_str(), (*out)->c_str());
+    return kExitOk;
+  }
+  std::printf("%s in node %d:\n", what.c_str(), static_cast<int>(imageNode));
+  for (const std::string& name : FileSetNames(*logic)) {
+    std::printf("  %-16s %s\n", name.c_str(), ShowValue(name).text.c_str());
+  }
+  return kExitOk;
+}
+
+// ---- svodb diff ------------------------------------------------------------------
+
+enum class SourceKind { kFile, kNode, kDrive, kDefaults };
+
+// One side of a comparison and the image it was loaded into.
+struct Side {
+  std::string given;  // as on the command line
+  SourceKind kind = SourceKind::kFile;
+  int32_t node = 0;
+  std::optional<int32_t> model;  // defaults:MODEL
+  int32_t driveType = 1;
+  int32_t logic = kOfflineLogic;
+  int32_t units = kTorqueUnits;
+  std::vector<std::string> names;  // the parameters it holds
+  std::vector<ShownValue> values;  // for the compared names
+};
+
+bool ParseSide(const std::string& given, Side& side) {
+  side.given = given;
+  if (given == "drive") {
+    side.kind = SourceKind::kDrive;
+  } else if (given.rfind("node:", 0) == 0) {
+    side.kind = SourceKind::kNode;
+    const auto node = ParseArgument("diff", "the node", given.substr(5), 0, 6);
+    if (!node) return false;
+    side.node = *node;
+  } else if (given == "defaults" || given.rfind("defaults:", 0) == 0) {
+    side.kind = SourceKind::kDefaults;
+    if (given != "defaults") {
+      side.model = ParseModel(given.substr(9));
+      if (!side.model) {
+        UsageError("diff: '" + given.substr(9) +
+                   "' is no model (a code such as 31, or a name such as X7102)");
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+int32_t ModelOfCurrentNode() {
+  int32_t model = 0;
+  GetModel_SVODB(&model);
+  return model;
+}
+
+bool LoadFileSide(Side& side) {
+  const std::optional<ParameterText> text = ReadParameterText(side.given);
+  if (!text) {
+    UsageError("diff: cannot open '" + side.given + "' (sides are FILE, node:N, drive or defaults[:MODEL])");
+    return false;
+  }
+  const FileKind kind = KindOf(*text);
+  if (kind == FileKind::kOther) {
+    UsageError("diff: " + side.given + " is no parameter file");
+    return false;
+  }
+  SetupOfflineNode_SVODB(side.node);
+  if (!Selected(side.node)) return false;
+  const char* path = side.given.c_str();
+  const int32_t result =
+      kind == FileKind::kManufacturing ? RDFromFileMfg_SVODB(path) : RDFromFileUser_SVODB(path);
+  if (result != kOk) {
+    LibraryFailure("loading " + side.given, result);
+    return false;
+  }
+  side.names = ParameterNames(*text);
+  side.model = ModelOfCurrentNode();
+  GetMode_SVODB(&side.units);
+  GetDriveType_SVODB(&side.driveType);
+  const std::optional<int32_t> version = FileVersionOf(*text);
+  side.logic = version && *version >= 2 && *version <= 4 ? *version : kOfflineLogic;
+  return true;
+}
+
+bool LoadDriveSide(Side& side, bool& connected) {
+  if (!connected && !ConnectAndIdentify()) return false;
+  connected = true;
+  if (!Selected(side.node)) return false;
+  // node:0 is what the drive runs with, "drive" what it starts with.
+  const bool workingRegisters = side.kind == SourceKind::kNode;
+  const int32_t result = workingRegisters ? RDFromDriveUser_SVODB() : RDFromNVUser_SVODB();
+  if (result != kOk) {
+    LibraryFailure(
+        workingRegisters ? "reading the drive's working registers" : "reading the drive's NV memory", result);
+    return false;
+  }
+  double logic = 0;
+  const int32_t logicResult = GetVariableOnline_SVODB("LogicVer", &logic);
+  if (logicResult != kOk) {
+    LibraryFailure("reading the drive's logic version", logicResult);
+    return false;
+  }
+  side.logic = static_cast<int32_t>(logic);
+  side.driveType = DriveTypeOfConnection();
+  if (side.node != 0) SetDriveType_SVODB(side.driveType);
+  side.model = ModelOfCurrentNode();
+  GetModeOnline_SVODB(&side.units);
+  side.names = FileSetNames(side.logic);
+  return true;
+}
+
+// Defaults take what the other side does not say from the other side: its
+// model, drive type, logic version and command units.
+bool LoadDefaultsSide(Side& side, const Side& other) {
+  const bool otherKnown = other.kind != SourceKind::kDefaults;
+  const int32_t model = side.model.value_or(otherKnown && other.model ? *other.model : kInitialModel);
+  side.driveType = otherKnown ? other.driveType : DriveTypeOfConnection();
+  side.logic = otherKnown ? other.logic : kOfflineLogic;
+  side.units = otherKnown ? other.units : kTorqueUnits;
+  side.model = model;
+  if (!LoadDefaultsImage(side.node, model, side.driveType, side.logic, side.units)) return false;
+  side.names = FileSetNames(side.logic);
+  return true;
+}
+
+bool LoadSide(Side& side, const Side& other, bool& connected) {
+  switch (side.kind) {
+    case SourceKind::kFile: return LoadFileSide(side);
+    case SourceKind::kDrive: return LoadDriveSide(side, connected);
+    case SourceKind::kDefaults: return LoadDefaultsSide(side, other);
+    case SourceKind::kNode:
+      if (side.node == 0) return LoadDriveSide(side, connected);
+      SetupOfflineNode_SVODB(side.node);
+      if (!Selected(side.node)) return false;
+      side.model = ModelOfCurrentNode();
+      GetMode_SVODB(&side.units);
+      side.names = FileSetNames(kOfflineLogic);
+      return true;
+  }
+  return false;
+}
+
+bool ReadValues(Side& side, const std::vector<std::string>& names) {
+  if (!Selected(side.node)) return false;
+  for (const std::string& name : names) side.values.push_back(ShowValue(name));
+  return true;
+}
+
+int RunDiff(const Args& args) {
+  if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
+  Side sides[2];
+  for (int i = 0; i < 2; ++i) {
+    if (!ParseSide(args[static_cast<std::size_t>(i)], sides[i])) return kExitUsage;
+  }
+  // Each side gets an image of its own: node:N its node, the others the
+  // first offline images that no side names.
+  std::set<int32_t> taken;
+  for (const Side& side : sides)
+    if (side.kind == SourceKind::kNode) taken.insert(side.node);
+  for (Side& side : sides) {
+    if (side.kind == SourceKind::kNode) continue;
+    side.node = 1;
+    while (taken.contains(side.node)) ++side.node;
+    taken.insert(side.node);
+  }
+  // Defaults last, so that they can follow the other side.
+  bool connected = false;
+  for (int pass = 0; pass < 2; ++pass) {
+    for (int i = 0; i < 2; ++i) {
+      if ((sides[i].kind == SourceKind::kDefaults) != (pass == 1)) continue;
+      if (!LoadSide(sides[i], sides[1 - i], connected)) return kExitUsage;
+    }
+  }
+
+  std::vector<std::string> names;
+  for (const svodb::VariableRecord& record : svodb::kCatalogueTable) {
+    if (record.name == nullptr) break;
+    const auto holds = [&](const Side& side) {
+      return std::ranges::find(side.names, record.name) != side.names.end();
+    };
+    if (holds(sides[0]) && holds(sides[1])) names.emplace_back(record.name);
+  }
+  for (Side& side : sides) {
+    if (!ReadValues(side, names)) return kExitUsage;
+  }
+
+  std::vector<std::size_t> differing;
+  std::size_t width = sides[0].given.size();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (sides[0].values[i].SameAs(sides[1].values[i])) continue;
+    differing.push_back(i);
+    width = std::max(width, sides[0].values[i].text.size());
+  }
+  if (differing.empty()) {
+    std::printf("no differences in %zu parameters\n", names.size());
+    return kExitOk;
+  }
+  const int w = static_cast<int>(width);
+  std::printf("%-16s  %-*s  %s\n", "Parameter", w, sides[0].given.c_str(), sides[1].given.c_str());
+  for (std::size_t i : differing) {
+    std::printf("%-16s  %-*s  %s\n", names[i].c_str(), w, sides[0].values[i].text.c_str(),
+                sides[1].values[i].text.c_str());
+  }
+  std::printf("%zu of %zu parameters differ\n", differing.size(), names.size());
+  return kExitFailure;
+}
+
+// clang-format off
+const Command kCommands[] = {
+    {"backup", "save the drive's NV memory to a parameter file",
+     "usage: svodb backup FILE [--mfg]\n"
+     "Reads the drive's NV memory (the parameters it starts with) and writes it to FILE as a user file\n"
+     "of the parameters the drive's version supports; with --mfg as a manufacturing file of the\n"
+     "fourteen factory settings.\n",
+     RunBackup},
+    {"restore", "check a parameter file and write it to the drive's NV memory",
+     "usage: svodb restore FILE [--mfg] [--dry-run]\n"
+     "Checks FILE without the drive and reports every line that does not load, with its line number;\n"
+     "only a file without such lines is written to the drive's NV memory (after a check of its model\n"
+     "against the drive's). The drive runs with it after its next power-up. Parameters the file does\n"
+     "not list keep the drive's values; a user file must list CmdGain, CmdOffset and CmdSrc, from\n"
+     "which the drive's command scaling is set.\n"
+     "  --mfg      FILE is a manufacturing file: only its factory settings are written\n"
+     "  --dry-run  stop after the check\n",
+     RunRestore},
+    {"defaults", "show the factory defaults of a model, or write them to a file",
+     "usage: svodb defaults [--model M] [--node N] [--out FILE] [--network] [--logic L]\n"
+     "Loads the factory user and manufacturing defaults into offline image N (1-6, default 1) and shows\n"
+     "them, or with --out writes them to FILE as a user file.\n"
+     "  --model M  a model code (e.g. 31) or name (e.g. X7102); default 31\n"
+     "  --network  the defaults of a network drive (also when the global --network option is given)\n"
+     "  --logic L  the drive's logic version, 2-4 (default 3), which chooses the default tables\n",
+     RunDefaults},
+    {"diff", "show the parameters that differ between two parameter sets",
+     "usage: svodb diff A B\n"
+     "Compares two parameter sets and shows, in engineering units, the parameters that differ. Each of\n"
+     "A and B is one of:\n"
+     "  FILE              a user or manufacturing parameter file (told apart by its first word)\n"
+     "  drive             the drive's NV memory\n"
+     "  node:0            the drive's working registers (what it runs with now)\n"
+     "  node:N            offline image N (1-6) as a new image holds it\n"
+     "  defaults[:MODEL]  the factory defaults of MODEL; without MODEL, of the other side's model,\n"
+     "                    and always of the other side's drive type, logic version and units\n"
+     "Only parameters both sets hold are compared. Exit status: 0 the sets are equal, 1 they differ,\n"
+     "2 bad usage or a failure.\n",
+     RunDiff},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const Command> FileCommands() { return kCommands; }
+
+}  // namespace svodb_tool
