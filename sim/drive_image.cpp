@@ -169,6 +169,8 @@ void ValidateConfig(const DriveConfig& config) {
     throw std::invalid_argument("serial number over 24 characters");
   if (config.serialPort < 1 || config.serialPort > 255)
     throw std::invalid_argument("serial port outside 1-255");
+  if (config.feedbackGeneration != 1 && config.feedbackGeneration != 2)
+    throw std::invalid_argument("feedback device generation not 1 or 2");
 }
 
 std::optional<std::array<uint8_t, 3>> VersionTextBytes(std::string_view text) {

@@ -23,6 +23,7 @@ struct DriveConfig {
   std::string serialNumber = "VD22010001";  // at most 24 characters
   uint8_t setupSwitches = 0x00;             // register 25: SetupS1 bits 7-4, SetupS2 bits 3-0
   int32_t serialPort = 1;                   // the port the drive hangs on, 1-255
+  int32_t feedbackGeneration = 1;           // the motor's feedback device: 1 EEPROM, 2 serial flash
   std::vector<FaultRecord> faultHistory = DefaultFaultHistory();
 
   static std::vector<FaultRecord> DefaultFaultHistory();

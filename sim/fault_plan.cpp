@@ -49,11 +49,17 @@ void FaultPlan::Clear() noexcept {
   droppedNvWrites_.clear();
   busyErases_.clear();
   wrongRegisters_.clear();
+  refusedTrxDiagnostics_.clear();
+  trxWordsNotSticking_.clear();
+  trxPagesProgrammedWrong_.clear();
+  deadTrxPort_.reset();
 }
 
 bool FaultPlan::IsEmpty() const noexcept {
   return failures_.empty() && secondReads_.empty() && droppedFpgaWrites_.empty() &&
-         droppedNvWrites_.empty() && busyErases_.empty() && wrongRegisters_.empty();
+         droppedNvWrites_.empty() && busyErases_.empty() && wrongRegisters_.empty() &&
+         refusedTrxDiagnostics_.empty() && trxWordsNotSticking_.empty() && trxPagesProgrammedWrong_.empty() &&
+         !deadTrxPort_;
 }
 
 std::optional<int32_t> FaultPlan::TakeFailure(Operation operation, std::optional<int32_t> firstArgument) {
@@ -106,5 +112,38 @@ std::optional<int32_t> FaultPlan::WrongRegisterFor(int32_t entry) const {
 }
 
 void FaultPlan::ForgetWrongRegister(int32_t entry) noexcept { wrongRegisters_.erase(entry); }
+
+// --- the motor's feedback device ---
+
+// Diagnostics refusals are not tied to an address; they share the address
+// rules' bookkeeping under address 0.
+void FaultPlan::RefuseTrxDiagnostics(Persistence persistence) {
+  refusedTrxDiagnostics_.push_back(AddressRule{0, persistence, 0, 0});
+}
+
+void FaultPlan::TrxWordDoesNotStick(int32_t wordAddress, Persistence persistence) {
+  trxWordsNotSticking_.push_back(AddressRule{wordAddress, persistence, 0, 0});
+}
+
+void FaultPlan::TrxPageProgramsWrong(int32_t pageAddress, uint8_t xorMask, Persistence persistence) {
+  trxPagesProgrammedWrong_.push_back(AddressRule{pageAddress, persistence, 0, xorMask});
+}
+
+void FaultPlan::KillTrxPort(uint8_t stuckInput) { deadTrxPort_ = stuckInput; }
+
+bool FaultPlan::TakeRefusedTrxDiagnostics() { return TakeAddressRule(refusedTrxDiagnostics_, 0); }
+
+bool FaultPlan::TakeTrxWordNotSticking(int32_t wordAddress) {
+  return TakeAddressRule(trxWordsNotSticking_, wordAddress);
+}
+
+uint8_t FaultPlan::TakeTrxPageDistortion(int32_t pageAddress) {
+  const auto it = std::find_if(trxPagesProgrammedWrong_.begin(), trxPagesProgrammedWrong_.end(),
+                               [pageAddress](const AddressRule& rule) { return rule.address == pageAddress; });
+  if (it == trxPagesProgrammedWrong_.end()) return 0;
+  const uint8_t mask = it->xorMask;
+  if (it->persistence == Persistence::kOnce) trxPagesProgrammedWrong_.erase(it);
+  return mask;
+}
 
 }  // namespace svodb::sim

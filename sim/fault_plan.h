@@ -87,6 +87,34 @@ class FaultPlan {
   std::vector<AddressRule> droppedNvWrites_;
   std::vector<AddressRule> busyErases_;
   std::map<int32_t, int32_t> wrongRegisters_;
+
+ public:
+  // --- the motor's feedback device ---
+
+  // The drive keeps the diagnostics request (register 58 bit 1) but does
+  // not report diagnostics mode (bit 6); kOnce refuses only the first
+  // request.
+  void RefuseTrxDiagnostics(Persistence persistence = Persistence::kAlways);
+  // A generation-1 word write finishes but leaves the word as it was.
+  void TrxWordDoesNotStick(int32_t wordAddress, Persistence persistence = Persistence::kOnce);
+  // A generation-2 program of the page at pageAddress stores its first byte
+  // with the bits of xorMask flipped.
+  void TrxPageProgramsWrong(int32_t pageAddress, uint8_t xorMask = 0x01,
+                            Persistence persistence = Persistence::kOnce);
+  // The port to the device is dead: register 24 reads stuckInput and
+  // nothing written to registers 22 and 23 reaches the device.
+  void KillTrxPort(uint8_t stuckInput = 0x00);
+
+  bool TakeRefusedTrxDiagnostics();
+  bool TakeTrxWordNotSticking(int32_t wordAddress);
+  uint8_t TakeTrxPageDistortion(int32_t pageAddress);
+  std::optional<uint8_t> DeadTrxPortInput() const noexcept { return deadTrxPort_; }
+
+ private:
+  std::vector<AddressRule> refusedTrxDiagnostics_;
+  std::vector<AddressRule> trxWordsNotSticking_;
+  std::vector<AddressRule> trxPagesProgrammedWrong_;
+  std::optional<uint8_t> deadTrxPort_;
 };
 
 }  // namespace svodb::sim

@@ -5,6 +5,8 @@
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/transport.h"
+#include "feedback/gen1_writes.h"
+#include "feedback/motor_data_block.h"
 #include "platform/platform.h"
 #include "platform/transport_library.h"
 
@@ -15,6 +17,9 @@ namespace {
 // to the drive, opens a file or reads the environment.
 ParameterDatabase g_database;
 RegisterMap g_registers;
+MdbFieldList g_mdbFields;
+TrxFieldList g_trxFields;
+FeedbackState g_feedback;  // the bit-mode link and the generation-2 image: plain data
 
 uint32_t g_currentNode = 0;
 Transport* g_testTransport = nullptr;
@@ -36,6 +41,8 @@ LibraryContext Context() { return LibraryContext{g_database, g_registers, Active
 
 uint32_t& CurrentNode() { return g_currentNode; }
 
+FeedbackContext Feedback(LibraryContext& ctx) { return FeedbackContext{ctx, g_feedback, g_mdbFields, g_trxFields}; }
+
 void UseTransportForTesting(Transport* transport) { g_testTransport = transport; }
 void UsePlatformForTesting(Platform* platform) { g_testPlatform = platform; }
 
@@ -44,6 +51,9 @@ void ResetForTesting() {
   std::destroy_at(&g_database);
   std::construct_at(&g_database);
   std::construct_at(&g_registers);
+  g_mdbFields = MdbFieldList{};
+  g_trxFields = TrxFieldList{};
+  g_feedback = FeedbackState{};
   g_currentNode = 0;
 }
 

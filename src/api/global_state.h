@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "context.h"
+#include "feedback/feedback_context.h"
 
 namespace svodb::api {
 
@@ -13,6 +14,9 @@ LibraryContext Context();
 
 // The node that offline exports work on (0-6).
 uint32_t& CurrentNode();
+
+// The feedback device's process-wide state with the library's context.
+FeedbackContext Feedback(LibraryContext& ctx);
 
 // Lets a test put its own transport (or the in-process virtual drive)
 // behind the exports; null restores the bound transport library.

@@ -5,13 +5,13 @@
 #include <optional>
 
 #include "catalog/catalogue.h"
+#include "drive/current_limits.h"
+#include "drive/one_repeat.h"
 #include "drive/register_map.h"
 #include "drive/transport.h"
 
 namespace svodb {
 namespace {
-
-bool IsCurrentLimit(std::string_view name) { return name == "ILmtMinus" || name == "ILmtPlus"; }
 
 int32_t StoreIndex(int32_t node, int32_t lowest) { return node >= lowest && node <= 6 ? node : 0; }
 
@@ -195,20 +195,6 @@ Result ReadBiquadNv(Transport& transport, const RegisterDescriptor& d, int32_t& 
   return code::kOk;
 }
 
-// Below logic 3 the drive keeps a current limit as one of four steps.
-int32_t CurrentLimitStep(std::string_view name, int32_t raw) {
-  if (name == "ILmtMinus") {
-    if (raw >= 218 && raw <= 255) return 0;
-    if (raw >= 180 && raw <= 217) return 1;
-    if (raw >= 142 && raw <= 179) return 2;
-    return 3;
-  }
-  if (raw >= 0 && raw <= 38) return 0;
-  if (raw >= 39 && raw <= 77) return 1;
-  if (raw >= 78 && raw <= 114) return 2;
-  return 3;
-}
-
 bool IsInWriteRange(std::string_view name, const RegisterDescriptor& d, int32_t raw, int32_t commandUnits) {
   const int32_t min = commandUnits != 0 ? d.velocityMin : d.torqueMin;
   const int32_t max = commandUnits != 0 ? d.velocityMax : d.torqueMax;
@@ -218,13 +204,6 @@ bool IsInWriteRange(std::string_view name, const RegisterDescriptor& d, int32_t 
 }
 
 // ---- motor-data memory -----------------------------------------------------
-
-// The drive's port sometimes misses one access; each is tried once more.
-template <typename Access>
-Result WithOneRepeat(Access access) {
-  const Result first = access();
-  return first == code::kOk ? first : access();
-}
 
 Result ReadMotorByte(LibraryContext& ctx, int32_t address, uint8_t& byte) {
   const RegisterState* addressRegister = ctx.registers.FindRegister("MTRAddress");

@@ -1,0 +1,135 @@
+// The feedback-device exports as a C caller uses them, against virtual
+// drives with either generation of device.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <vector>
+
+#include "api/export_fixture.h"
+#include "feedback/feedback_fixture.h"
+#include "svodb/svodb.h"
+#include "virtual_drive.h"
+#include "virtual_platform.h"
+
+namespace svodb::testing {
+namespace {
+
+class FeedbackExports : public ExportTest, public ::testing::WithParamInterface<int> {
+ protected:
+  FeedbackExports() : drive_(Generation(GetParam())) {}
+  void SetUp() override {
+    ExportTest::SetUp();
+    platform_.SetTickPerRead(1);
+    api::UsePlatformForTesting(&platform_);
+    Use(drive_);
+    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    drive_.Log().SetRecording(false);
+  }
+  void TearDown() override {
+    api::UsePlatformForTesting(nullptr);
+    ExportTest::TearDown();
+  }
+
+  sim::VirtualDrive drive_;
+  sim::VirtualPlatform platform_;
+};
+
+TEST_P(FeedbackExports, ABlockWrittenReadsBackThroughTheDeviceAndTheDrivesCopy) {
+  uint32_t generation = 0, speed = 0, supported = 0;
+  ASSERT_EQ(Check_gen_of_TRX(&generation, &speed, &supported), 1);
+  EXPECT_EQ(generation, static_cast<uint32_t>(GetParam()));
+  EXPECT_EQ(supported, 1u);
+
+  const Block block = TestBlock(5);
+  const uint32_t a = 3, b = 140;
+  ASSERT_EQ(Write_Verify_TRXMDB_v2(block.data(), &a, &b), 1);
+  EXPECT_EQ(BlockOfDrive(drive_.Trx().Block()), block);
+  Block read{};
+  ASSERT_EQ(Read_TRXMDB(read.data()), 1);
+  EXPECT_EQ(read, block);
+  uint32_t retries = 1, index = 0, valueRead = 0, valueExpected = 0;
+  EXPECT_EQ(Check_TRXMDB(block.data(), &retries, &index, &valueRead, &valueExpected), 1);
+  EXPECT_EQ(retries, 0u);
+  EXPECT_EQ(index, 99999u);
+
+  // After a power cycle the drive reads the device again.
+  drive_.PowerCycle();
+  ASSERT_EQ(Read_TRXMDB(read.data()), 1);
+  EXPECT_EQ(read, block);
+  EXPECT_EQ(drive_.BaudRate(), 19200);
+  EXPECT_EQ(drive_.FpgaByte(58) & 0x40, 0);
+}
+
+TEST_P(FeedbackExports, FieldsShowTheLoadedBlock) {
+  char text[SVODB_TRX_FIELD_TEXT_SIZE];
+  char unit[SVODB_UNIT_SIZE];
+  std::memset(text, 'x', sizeof text);
+  EXPECT_EQ(GetMotorData_TRXMDB("RLim", text), 99);
+  EXPECT_EQ(text[0], 'x');
+  ASSERT_EQ(LoadShowData_TRXMDB(), 1);
+  EXPECT_EQ(GetMotorData_TRXMDB("mnum", text), 1);
+  EXPECT_STREQ(text, "VM2201-A04N0000 ");
+  EXPECT_EQ(GetDataUnit_TRXMDB("DPOLES", unit), 1);
+  EXPECT_STREQ(unit, "Pole Pairs");
+  EXPECT_EQ(GetDataUnit_TRXMDB("Poles", unit), 8);
+  uint32_t version[3] = {};
+  EXPECT_EQ(Read_TRXFPGA(version), 1);
+  EXPECT_EQ(version[2], 4u);
+}
+
+TEST_P(FeedbackExports, TheChecksumExportsWorkOnTheLastRegionRead) {
+  EXPECT_EQ(check_check_sum_all(), 0);  // a zeroed image
+  EXPECT_EQ(compute_check_sum_all(), 1);
+  EXPECT_EQ(check_check_sum_all(), 1);
+  if (GetParam() != 2) return;
+  std::vector<uint32_t> memory(SVODB_TRX_MEMORY_SIZE);
+  ASSERT_EQ(Read_TRX_2_Memory(memory.data()), 1);
+  EXPECT_EQ(memory[16642], 118u);
+  EXPECT_EQ(check_check_sum_all(), 1);
+  EXPECT_EQ(Correct_chs(0), 1);
+  const uint8_t a = 9, b = 10;
+  EXPECT_EQ(Write_Verify_TRX_2_MDB(TestBlock().data(), &a, &b), 1);
+  EXPECT_EQ(drive_.Trx().Flash().Byte(0x3BD00 + 16642), 10);
+}
+
+TEST_P(FeedbackExports, NullPointersGive8AndNoTraffic) {
+  const Block block = TestBlock();
+  uint32_t u = 0;
+  uint8_t byte = 0;
+  double d = 0;
+  char text[SVODB_TRX_FIELD_TEXT_SIZE];
+  drive_.Log().SetRecording(true);
+  drive_.Log().Clear();
+  const int32_t results[] = {
+      Check_gen_of_TRX(nullptr, &u, &u),
+      Check_gen_of_TRX(&u, nullptr, &u),
+      Check_gen_of_TRX(&u, &u, nullptr),
+      Read_TRX_2_Memory(nullptr),
+      Write_Verify_TRX_2_MDB(nullptr, &byte, &byte),
+      Write_Verify_TRX_2_MDB(block.data(), nullptr, &byte),
+      Write_Verify_TRX_2_MDB(block.data(), &byte, nullptr),
+      GetMotorData_TRXMDB(nullptr, text),
+      GetMotorData_TRXMDB("Kt", nullptr),
+      GetDataUnit_TRXMDB(nullptr, text),
+      GetDataUnit_TRXMDB("Kt", nullptr),
+      Read_TRXMDB(nullptr),
+      Check_TRXMDB(nullptr, &u, &u, &u, &u),
+      Check_TRXMDB(block.data(), &u, &u, &u, nullptr),
+      Read_TRXFPGA(nullptr),
+      Write_Verify_TRXMDB(nullptr, &u, &u, &u, &u),
+      Write_Verify_TRXMDB(block.data(), nullptr, &u, &u, &u),
+      Write_TRXMDB(nullptr),
+      Write_TRX(nullptr, 1.0),
+      Read_TRX(nullptr, &d),
+      Read_TRX("SINGain", nullptr),
+      Write_Verify_TRXMDB_v2(nullptr, &u, &u),
+      Write_Verify_TRXMDB_v2(block.data(), &u, nullptr),
+  };
+  for (int32_t result : results) EXPECT_EQ(result, 8);
+  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothGenerations, FeedbackExports, ::testing::Values(1, 2));
+
+}  // namespace
+}  // namespace svodb::testing

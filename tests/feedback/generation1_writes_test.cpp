@@ -1,0 +1,302 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <vector>
+
+#include "feedback/gen1_writes.h"
+#include "feedback/trx_link.h"
+#include "feedback_fixture.h"
+
+namespace svodb::testing {
+namespace {
+
+using sim::Operation;
+using sim::Persistence;
+
+// Enable and disable settle 1001 ms each; the speed steps and the flush
+// step after write enable are 200 ms each.
+constexpr uint32_t kUnchangedBlockMs = 2 * 1001 + 3 * 200;
+constexpr uint32_t kWriteCycleMs = 101;
+constexpr uint32_t kRetryMs = 4000;
+
+class Generation1Test : public FeedbackTest {
+ protected:
+  Generation1Test() : FeedbackTest(Generation(1)) {}
+
+  Block Copy() const { return BlockOfDrive(drive.Trx().Block()); }
+  // The factory block with bytes i and j changed so the sum stays right.
+  Block Changed(std::size_t i, std::size_t j) const {
+    Block block = Copy();
+    block[i] = (block[i] + 1) & 0xFF;
+    block[j] = (block[j] + 255) & 0xFF;
+    return block;
+  }
+  uint16_t Word(std::size_t address) const { return drive.Trx().Eeprom().Word(address); }
+  // Where a failed word loop must leave things: write disabled, lines
+  // dropped, diagnostics still on, the fast speed still set.
+  void ExpectAbandonedInDiagnostics() const {
+    EXPECT_FALSE(drive.Trx().Eeprom().WriteEnabled());
+    EXPECT_TRUE(LinesDropped());
+    EXPECT_TRUE(DiagnosticsOn());
+    EXPECT_EQ(drive.BaudRate(), 115200);
+  }
+  void ExpectClosed() const {
+    EXPECT_FALSE(drive.Trx().Eeprom().WriteEnabled());
+    EXPECT_TRUE(LinesDropped());
+    EXPECT_FALSE(DiagnosticsOn());
+    EXPECT_EQ(drive.BaudRate(), 19200);
+  }
+};
+
+TEST_F(Generation1Test, ABlockIdenticalToTheCopyCostsTwoSettlesAndNoWriteCycle) {
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, Copy(), mismatch), 1);
+  EXPECT_TRUE(WrittenWords(drive.Log()).empty());
+  EXPECT_EQ(Elapsed(), kUnchangedBlockMs);
+  EXPECT_EQ(BaudChanges(drive.Log()), (std::vector<int>{115200, 19200}));
+  EXPECT_EQ(mismatch.retries, 0u);
+  EXPECT_EQ(mismatch.index, kNotSet);
+  ExpectClosed();
+}
+
+TEST_F(Generation1Test, OnlyTheWordsThatDifferAreWritten) {
+  struct Case {
+    std::size_t i, j;
+    std::vector<int> words;
+  };
+  const Case cases[] = {{7, 6, {67}}, {7, 200, {67, 164}}, {0, 383, {64, 255}}};
+  for (const Case& c : cases) {
+    const Block block = Changed(c.i, c.j);
+    Restart();
+    MdbMismatch mismatch;
+    EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), 1);
+    EXPECT_EQ(WrittenWords(drive.Log()), c.words);
+    EXPECT_EQ(Elapsed(), kUnchangedBlockMs + c.words.size() * kWriteCycleMs);
+    EXPECT_EQ(Copy(), block);
+    EXPECT_EQ(BlockOfDrive(sim::BlockOf(drive.SaveState().motorData)), block);  // the drive's copy follows
+  }
+}
+
+TEST_F(Generation1Test, AWordThatDoesNotStickOnceIsWrittenAgainAfterAPause) {
+  drive.Faults().TrxWordDoesNotStick(67);
+  MdbMismatch mismatch;
+  const Block block = Changed(7, 6);
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), 1);
+  EXPECT_EQ(mismatch.retries, 1u);
+  EXPECT_EQ(mismatch.valueRead, block[7] * 256 + block[6]);
+  EXPECT_EQ(WrittenWords(drive.Log()), (std::vector<int>{67, 67}));
+  EXPECT_EQ(Elapsed(), kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs);
+  ExpectClosed();
+}
+
+TEST_F(Generation1Test, AWordThatNeverSticksGives10WithTheWordReadAndExpected) {
+  drive.Faults().TrxWordDoesNotStick(123, Persistence::kAlways);
+  const uint32_t old = Word(123);
+  ASSERT_NE(old, 0u);
+  const Block block = Changed(119, 118);
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), 10);
+  EXPECT_EQ(mismatch.index, 59u);
+  EXPECT_EQ(mismatch.retries, 1u);
+  EXPECT_EQ(mismatch.valueRead, old);
+  EXPECT_EQ(mismatch.valueExpected, block[119] * 256 + block[118]);
+  ExpectAbandonedInDiagnostics();
+}
+
+TEST_F(Generation1Test, AWordThatStaysZeroIsLookedAtOnceMoreAndGives13) {
+  drive.Faults().TrxWordDoesNotStick(67, Persistence::kAlways);
+  drive.Trx().Eeprom().SetWord(67, 0);  // the drive's copy still holds the old bytes
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, Changed(7, 6), mismatch), 13);
+  EXPECT_EQ(mismatch.retries, 2u);
+  EXPECT_EQ(mismatch.valueRead, 0u);
+  EXPECT_EQ(Elapsed(), kUnchangedBlockMs - 1001 - 200 + 2 * kWriteCycleMs + 2 * kRetryMs);
+  ExpectAbandonedInDiagnostics();
+}
+
+TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
+  const Block block = Changed(7, 6);
+  // Writes to register 22 before word 67's first data bit: open 1, write
+  // enable 35, select and header 34. The repeat first drops the chip select
+  // the failed frame left set, so its first data bit comes 37 later.
+  for (int n : {71, 72, 108, 109}) drive.Faults().FailCall(Operation::kPutVarToFPGA, n, 6, 22);
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), (6 * 1000 + static_cast<int>(block[6])) * 1000 + 3);
+  EXPECT_EQ(mismatch.index, 3u);
+  EXPECT_EQ(mismatch.valueRead, kNotSet);
+  ExpectAbandonedInDiagnostics();
+
+  // On the rewrite after a mismatch the code is one higher. The rewrite's
+  // first data bit follows the first write (85 writes) and its read-back (69).
+  drive.Faults().Clear();
+  drive.Faults().TrxWordDoesNotStick(67);
+  ASSERT_EQ(DisableTrxDiag(ctx), 1);
+  drive.ChangeBaudRate(19200);
+  for (int n : {225, 226}) drive.Faults().FailCall(Operation::kPutVarToFPGA, n, 6, 22);
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), (7 * 1000 + static_cast<int>(block[6])) * 1000 + 3);
+  EXPECT_EQ(mismatch.retries, 1u);
+}
+
+TEST(WordWriteFailure, ComposesAndNeverOverflows) {
+  EXPECT_EQ(WordWriteFailure(0, 17, 191), 17191);
+  EXPECT_EQ(WordWriteFailure(1, 255, 0), 1255000);
+  EXPECT_EQ(WordWriteFailure(2147, 0, 0), 2147000000);
+  EXPECT_EQ(WordWriteFailure(2148, 0, 0), 99000000);
+  EXPECT_EQ(WordWriteFailure(-2148, 0, 0), 99000000);
+}
+
+TEST_F(Generation1Test, ADiagnosticsRefusalIsTriedOnceMore) {
+  drive.Faults().RefuseTrxDiagnostics(Persistence::kOnce);
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, Copy(), mismatch), 1);
+  EXPECT_EQ(Elapsed(), kUnchangedBlockMs + 1001);
+  drive.Faults().RefuseTrxDiagnostics();
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, Copy(), mismatch), 50);
+}
+
+TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePresentSpeed) {
+  const Block block = TestBlock();
+  EXPECT_EQ(WriteTrxMdb(fc, block), 1);
+  EXPECT_EQ(WrittenWords(drive.Log()).size(), 192u);
+  EXPECT_EQ(Copy(), block);
+  EXPECT_TRUE(BaudChanges(drive.Log()).empty());
+  EXPECT_EQ(CountCalls(drive.Log(), Operation::kFlushPort), 0u);
+  EXPECT_EQ(Elapsed(), 2 * 1001u + 192 * kWriteCycleMs);
+  ExpectClosed();
+
+  drive.Faults().TrxWordDoesNotStick(100);
+  EXPECT_EQ(WriteTrxMdb(fc, TestBlock(3)), 42);
+}
+
+TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWords) {
+  struct Case {
+    const char* name;
+    double value;
+    std::vector<std::pair<std::size_t, uint16_t>> words;
+  };
+  const Case cases[] = {
+      {"SINGain", 1023, {{2, 0x9FF}, {1, 0x7C0}}}, {"singain", 2, {{2, 0x900}, {1, 0x780}}},
+      {"RDSINOffset", 200, {{0, 0x5C8}}},          {"RDSinOffset", 255.9, {{0, 0x5FF}}},
+      {"RDSINOffset", -0.5, {{0, 0x500}}},
+  };
+  for (const Case& c : cases) {
+    Restart();
+    EXPECT_EQ(WriteTrx(fc, c.name, c.value), 1) << c.name;
+    std::vector<int> expected;
+    for (auto [address, word] : c.words) {
+      EXPECT_EQ(Word(address), word) << c.name << " " << c.value;
+      expected.push_back(static_cast<int>(address));
+    }
+    EXPECT_EQ(WrittenWords(drive.Log()), expected);
+    ExpectClosed();
+    double read = -1;
+    EXPECT_EQ(ReadTrx(fc, c.name, read), 1);
+    EXPECT_EQ(read, std::trunc(c.value) + 0.0);
+  }
+}
+
+TEST_F(Generation1Test, AValueOutOfRangeIsFoundWithThePortOpenAndLeavesItSo) {
+  const double nan = std::numeric_limits<double>::quiet_NaN();
+  for (auto [name, value] :
+       {std::pair{"RDSINOffset", -1.0}, std::pair{"RDSINOffset", 256.0}, std::pair{"SINGain", 1024.0},
+        std::pair{"SINGain", 1e12}, std::pair{"SINGain", nan}}) {
+    EXPECT_EQ(WriteTrx(fc, name, value), 23) << name << " " << value;
+    EXPECT_EQ(drive.FpgaByte(22), 8);  // port enabled, every line low
+    EXPECT_TRUE(drive.Trx().Eeprom().WriteEnabled());
+    EXPECT_TRUE(DiagnosticsOn());
+    ASSERT_EQ(DisableTrxDiag(ctx), 1);
+  }
+  Restart();
+  EXPECT_EQ(WriteTrx(fc, "SINGainX", 1), 8);
+  EXPECT_EQ(drive.Log().TotalCount(), 0u);
+}
+
+TEST_F(Generation1Test, AParameterWordThatDoesNotHoldGives10) {
+  drive.Faults().TrxWordDoesNotStick(1);
+  EXPECT_EQ(WriteTrx(fc, "SINGain", 5), 10);
+  EXPECT_EQ(Word(2), 0x901);
+  ExpectAbandonedInDiagnostics();
+}
+
+TEST_F(Generation1Test, ReadingAParameterNeedsNoSpeedChange) {
+  drive.Trx().Eeprom().SetWord(2, 0x9FF);
+  drive.Trx().Eeprom().SetWord(1, 0x7C0);
+  double value = 0;
+  EXPECT_EQ(ReadTrx(fc, "SINGain", value), 1);
+  EXPECT_EQ(value, 1023.0);
+  EXPECT_TRUE(BaudChanges(drive.Log()).empty());
+  EXPECT_EQ(Elapsed(), 2 * 1001u);
+  EXPECT_EQ(ReadTrx(fc, "Nope", value), 8);
+}
+
+TEST_F(Generation1Test, AWordThatCannotBeReadGives10AndLeavesTheValue) {
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 5, 0, 24);
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 6, 0, 24);
+  double value = 42;
+  EXPECT_EQ(ReadTrx(fc, "SINGain", value), 10);
+  EXPECT_EQ(value, 42);
+  EXPECT_EQ(CountCalls(drive.Log(), Operation::kGetVarFromFPGA, 24), 6u);  // no second word read
+  ExpectClosed();
+}
+
+TEST_F(Generation1Test, BadBlocksAreRefusedBeforeAnyTraffic) {
+  Block outOfRange = Copy();
+  outOfRange[7] = 256;
+  outOfRange[6] = (outOfRange[6] + 255) & 0xFF;  // the sum's low byte stays right
+  Block badSum = Copy();
+  badSum[7] ^= 1;
+  for (const auto& [block, expected] : {std::pair{outOfRange, 40}, std::pair{badSum, 41}}) {
+    MdbMismatch mismatch;
+    mismatch.retries = 5;
+    EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), expected);
+    EXPECT_EQ(mismatch.retries, 0u);
+    EXPECT_EQ(mismatch.index, kNotSet);
+    EXPECT_EQ(WriteTrxMdb(fc, block), expected);
+    EXPECT_EQ(WriteVerifyTrxMdbV2(fc, block, 0, 128), expected);
+    EXPECT_EQ(CheckTrxMdb(ctx, block, mismatch), expected);
+  }
+  EXPECT_EQ(drive.Log().TotalCount(), 0u);
+}
+
+TEST_F(Generation1Test, TheVersionAwareWriterPicksTheGenerationsWriter) {
+  const Block block = TestBlock();
+  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, block, 0, 300), 23);
+  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, block, 256, 0), 23);
+  EXPECT_EQ(drive.Log().TotalCount(), 0u);
+  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, block, 7, 200), 1);
+  EXPECT_EQ(Copy(), block);
+  EXPECT_EQ(Word(0), 0x5C8);
+  ExpectClosed();
+}
+
+class OldLogic : public FeedbackTest, public ::testing::WithParamInterface<int> {
+ protected:
+  OldLogic() : FeedbackTest(Generation(GetParam(), "3.2M")) {}
+};
+
+TEST_P(OldLogic, TheVersionAwareWriterLeavesAnUnsupportedDeviceAlone) {
+  const sim::MotorDataBlock before = drive.Trx().Block();
+  drive.Log().SetRecording(false);
+  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 0, 100), 1);
+  EXPECT_EQ(drive.Trx().Block(), before);
+}
+
+INSTANTIATE_TEST_SUITE_P(BothGenerations, OldLogic, ::testing::Values(1, 2));
+
+class Generation2Writer : public FeedbackTest {
+ protected:
+  Generation2Writer() : FeedbackTest(Generation(2)) {}
+};
+
+TEST_F(Generation2Writer, TheOffsetByteIsWrittenLess10AndMustFit) {
+  drive.Log().SetRecording(false);
+  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 7, 9), 23);
+  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 7, 130), 1);
+  EXPECT_EQ(drive.Trx().Flash().Byte(0x3BD00 + 16642), 120);
+  EXPECT_EQ(drive.Trx().Flash().Byte(0x3BD00 + 16692), 7);
+  EXPECT_EQ(BlockOfDrive(drive.Trx().Block()), TestBlock());
+}
+
+}  // namespace
+}  // namespace svodb::testing

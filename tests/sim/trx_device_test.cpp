@@ -1,0 +1,111 @@
+// The virtual drive's feedback device seen from the bus and from the
+// drive's side: diagnostics gating, the drive's copy, persistence.
+#include "trx_device.h"
+
+#include <gtest/gtest.h>
+
+#include "virtual_drive.h"
+
+namespace svodb::sim {
+namespace {
+
+DriveConfig WithGeneration(int32_t generation) {
+  DriveConfig config;
+  config.feedbackGeneration = generation;
+  return config;
+}
+
+class TrxDeviceTest : public ::testing::Test {
+ protected:
+  void Open(VirtualDrive& drive) { ASSERT_EQ(drive.InitComPort(1, 19200), 1); }
+  int32_t Read(VirtualDrive& drive, int32_t address) {
+    int32_t data = -1;
+    EXPECT_EQ(drive.GetVarFromFPGA(address, &data, nullptr), 1);
+    return data;
+  }
+};
+
+TEST_F(TrxDeviceTest, ThePortReachesTheDeviceOnlyInDiagnosticsMode) {
+  VirtualDrive drive(WithGeneration(1));
+  Open(drive);
+  drive.PutVarToFPGA(23, 3);
+  drive.PutVarToFPGA(22, 9);  // port enabled, chip select
+  EXPECT_FALSE(drive.Trx().Eeprom().Selected());
+  EXPECT_EQ(drive.FpgaByte(22), 9);  // the register itself keeps what was written
+  drive.PutVarToFPGA(58, 2);
+  EXPECT_EQ(Read(drive, 58) & 0x40, 0x40);
+  drive.PutVarToFPGA(22, 9);
+  EXPECT_TRUE(drive.Trx().Eeprom().Selected());
+  drive.PutVarToFPGA(58, 0);  // the drive takes the device back: every line drops
+  EXPECT_FALSE(drive.Trx().Eeprom().Selected());
+}
+
+TEST_F(TrxDeviceTest, TheEngineAddressReadsBackWhatTheDrivesOwnReadLeft) {
+  for (int32_t generation : {1, 2}) {
+    VirtualDrive drive(WithGeneration(generation));
+    Open(drive);
+    drive.PutVarToFPGA(58, 2);
+    std::vector<int32_t> bytes;
+    for (int32_t function : {120, 118, 116}) {
+      drive.PutVarToFPGA(23, function);
+      drive.PutVarToFPGA(22, 0);
+      bytes.push_back(Read(drive, 24));
+    }
+    EXPECT_EQ(bytes, generation == 2 ? (std::vector<int32_t>{3, 254, 0}) : (std::vector<int32_t>{0, 0, 0}));
+    drive.PutVarToFPGA(23, 121);
+    drive.PutVarToFPGA(22, 1);  // load another address, then leave diagnostics
+    drive.PutVarToFPGA(58, 0);
+    EXPECT_EQ(drive.Trx().EngineAddress(), generation == 2 ? 0x3FE00u : 0u);
+  }
+}
+
+TEST_F(TrxDeviceTest, TheDrivesCopyFollowsTheDeviceAtPowerUpAndWhenLeavingDiagnostics) {
+  VirtualDrive drive(WithGeneration(1));
+  Open(drive);
+  drive.Trx().Eeprom().SetWord(64, 0x3412);
+  EXPECT_NE(drive.MotorByte(0), 0x12);
+  drive.PowerCycle();
+  EXPECT_EQ(drive.MotorByte(0), 0x12);
+  EXPECT_EQ(drive.MotorByte(1), 0x34);
+  drive.Trx().Eeprom().SetWord(255, 0xAABB);
+  drive.PutVarToFPGA(58, 2);
+  const uint64_t revision = drive.PersistentRevision();
+  drive.PutVarToFPGA(58, 0);
+  EXPECT_EQ(drive.MotorByte(383), 0xAA);
+  EXPECT_GT(drive.PersistentRevision(), revision);
+}
+
+TEST_F(TrxDeviceTest, TheDeviceMemoryFileKeepsEveryWordAndByte) {
+  for (int32_t generation : {1, 2}) {
+    VirtualDrive drive(WithGeneration(generation));
+    if (generation == 1) {
+      drive.Trx().Eeprom().SetWord(1, 0x7C0);
+    } else {
+      drive.Trx().Flash().SetByte(FeedbackDevice::kRegionStart + 17151, 0x42);
+    }
+    const std::string text = FormatDeviceMemory(drive.Trx());
+    VirtualDrive other(WithGeneration(generation));
+    ASSERT_TRUE(ParseDeviceMemory(text, other.Trx()));
+    EXPECT_EQ(FormatDeviceMemory(other.Trx()), text);
+    VirtualDrive wrong(WithGeneration(3 - generation));
+    const std::string before = FormatDeviceMemory(wrong.Trx());
+    EXPECT_FALSE(ParseDeviceMemory(text, wrong.Trx()));
+    EXPECT_EQ(FormatDeviceMemory(wrong.Trx()), before);
+    std::string truncated = text.substr(0, text.rfind("\n", text.size() - 2) + 1);
+    EXPECT_FALSE(ParseDeviceMemory(truncated, other.Trx()));
+  }
+}
+
+TEST_F(TrxDeviceTest, ARestoredDriveHoldsTheSavedBlockInItsDevice) {
+  VirtualDrive drive(WithGeneration(2));
+  PersistentState state = drive.SaveState();
+  state.motorData[7] ^= 0x10;
+  state.motorData[8] ^= 0x10;
+  drive.RestoreState(state);
+  drive.PowerCycle();
+  EXPECT_EQ(drive.Trx().Block()[7], state.motorData[7]);
+  EXPECT_EQ(drive.MotorByte(8), state.motorData[8]);
+}
+
+}  // namespace
+}  // namespace svodb::sim

@@ -1,0 +1,242 @@
+// Commands on the motor's feedback device: mdb (the motor data block) and
+// trx (the device parameters of a generation-1 device).
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <optional>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+#include "feedback/motor_data_block.h"
+#include "svodb/svodb.h"
+
+namespace svodb_tool {
+namespace {
+
+using Block = std::vector<uint32_t>;
+
+constexpr int32_t kWrongTrxData = 40;
+constexpr int32_t kWrongChecksum = 41;
+constexpr int32_t kNotDecodable = 99;
+
+bool Connected() {
+  const int32_t result = Connect();
+  if (result != 1) LibraryFailure("cannot open the connection", result);
+  return result == 1;
+}
+
+// A block file: 384 decimal values separated by white space.
+std::optional<Block> ReadBlockFile(const std::string& path) {
+  std::ifstream in(path);
+  if (!in) {
+    std::fprintf(stderr, "svodb: cannot open '%s'\n", path.c_str());
+    return std::nullopt;
+  }
+  Block block;
+  std::string word;
+  while (in >> word) {
+    const std::optional<int32_t> value = ParseInt32(word);
+    if (!value || *value < 0) {
+      std::fprintf(stderr, "svodb: '%s': '%s' is not a byte value\n", path.c_str(), word.c_str());
+      return std::nullopt;
+    }
+    block.push_back(static_cast<uint32_t>(*value));
+  }
+  if (block.size() != SVODB_TRX_BLOCK_SIZE) {
+    std::fprintf(stderr, "svodb: '%s' holds %zu values, a motor data block has %d\n", path.c_str(),
+                 block.size(), SVODB_TRX_BLOCK_SIZE);
+    return std::nullopt;
+  }
+  return block;
+}
+
+bool WriteBlockFile(const std::string& path, const Block& block) {
+  std::ofstream out(path, std::ios::trunc);
+  for (const uint32_t value : block) out << value << '\n';
+  out.close();
+  if (!out) std::fprintf(stderr, "svodb: cannot write '%s'\n", path.c_str());
+  return static_cast<bool>(out);
+}
+
+// The library's rule for a block from a caller, applied before anything is
+// sent: each value a byte, the low byte of the sum 255.
+int32_t Validate(const Block& block) {
+  uint32_t sum = 0;
+  for (const uint32_t value : block) {
+    if (value > 255) return kWrongTrxData;
+    sum += value;
+  }
+  return (sum & 0xFF) == 0xFF ? 1 : kWrongChecksum;
+}
+
+int RunMdbShow() {
+  if (!Connected()) return kExitFailure;
+  const int32_t result = LoadShowData_TRXMDB();
+  if (result != 1) return LibraryFailure("reading the motor data block", result);
+  for (const svodb::MdbField& field : svodb::kMdbFieldTable) {
+    if (field.name[0] == '\0') break;
+    char text[SVODB_TRX_FIELD_TEXT_SIZE] = "";
+    char unit[SVODB_UNIT_SIZE] = "";
+    const int32_t shown = GetMotorData_TRXMDB(field.name, text);
+    GetDataUnit_TRXMDB(field.name, unit);
+    std::printf("%-8s %-20s %s\n", field.name,
+                shown == 1               ? text
+                : shown == kNotDecodable ? "(not decodable)"
+                                         : "?",
+                unit);
+  }
+  return kExitOk;
+}
+
+int RunMdbRead(const std::string& path) {
+  if (!Connected()) return kExitFailure;
+  Block block(SVODB_TRX_BLOCK_SIZE);
+  const int32_t result = Read_TRXMDB(block.data());
+  if (result != 1) return LibraryFailure("reading the motor data block", result);
+  if (!WriteBlockFile(path, block)) return kExitFailure;
+  std::printf("motor data block -> %s\n", path.c_str());
+  return kExitOk;
+}
+
+int RunMdbCheck(const std::string& path) {
+  const std::optional<Block> block = ReadBlockFile(path);
+  if (!block) return kExitUsage;
+  if (!Connected()) return kExitFailure;
+  uint32_t retries = 0, index = 0, read = 0, expected = 0;
+  const int32_t result = Check_TRXMDB(block->data(), &retries, &index, &read, &expected);
+  if (result == 42) {
+    std::fprintf(stderr, "svodb: byte %u of the drive's block is %u, %s has %u\n", index, read, path.c_str(),
+                 expected);
+  }
+  if (result != 1) return LibraryFailure("checking " + path, result);
+  std::printf("the drive's motor data block matches %s (%u bytes read twice)\n", path.c_str(), retries);
+  return kExitOk;
+}
+
+// The version-aware writer also writes the device's own bytes: hand it the
+// values the device holds now, so that only the block changes.
+bool PresentDeviceBytes(uint32_t generation, uint32_t& a, uint32_t& b) {
+  if (generation == 1) {
+    double offset = 0;
+    const int32_t result = Read_TRX("RDSINOffset", &offset);
+    if (result != 1) return LibraryFailure("reading RDSINOffset", result) == kExitOk;
+    a = 0;
+    b = static_cast<uint32_t>(offset);
+    return true;
+  }
+  std::vector<uint32_t> memory(SVODB_TRX_MEMORY_SIZE);
+  const int32_t result = Read_TRX_2_Memory(memory.data());
+  if (result != 1) return LibraryFailure("reading the device's memory", result) == kExitOk;
+  a = memory[16692];
+  b = memory[16642] + 10;
+  return true;
+}
+
+int RunMdbWrite(const std::string& path) {
+  const std::optional<Block> block = ReadBlockFile(path);
+  if (!block) return kExitUsage;
+  const int32_t valid = Validate(*block);
+  if (valid != 1) return LibraryFailure(path, valid);
+  if (!Connected()) return kExitFailure;
+  uint32_t generation = 0, speed = 0, supported = 0;
+  int32_t result = Check_gen_of_TRX(&generation, &speed, &supported);
+  if (result != 1) return LibraryFailure("finding the device's generation", result);
+  if (supported != 1) {
+    std::fprintf(stderr,
+                 "svodb: the motor's feedback device (generation %u) cannot be written on this drive\n",
+                 generation);
+    return kExitFailure;
+  }
+  Block backup(SVODB_TRX_BLOCK_SIZE);
+  result = Read_TRXMDB(backup.data());
+  if (result != 1) return LibraryFailure("reading the present block", result);
+  const std::string backupPath = path + ".bak";
+  if (!WriteBlockFile(backupPath, backup)) return kExitFailure;
+  uint32_t a = 0, b = 0;
+  if (!PresentDeviceBytes(generation, a, b)) return kExitFailure;
+  result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
+  if (result != 1) return LibraryFailure("writing " + path, result);
+  std::printf("%s written to the generation-%u device at %u00 baud; the previous block is in %s\n",
+              path.c_str(), generation, speed == 115 ? 1152u : 192u, backupPath.c_str());
+  return kExitOk;
+}
+
+int RunMdb(const Args& args) {
+  if (args.empty()) return UsageError("mdb: expected show, read, check or write (see svodb mdb --help)");
+  const std::string& action = args[0];
+  if (action == "show") {
+    if (args.size() != 1) return UsageError("mdb show: unexpected argument '" + args[1] + "'");
+    return RunMdbShow();
+  }
+  if (action != "read" && action != "check" && action != "write")
+    return UsageError("mdb: unknown action '" + action + "'");
+  if (args.size() != 2) return UsageError("mdb " + action + ": expected one FILE");
+  if (action == "read") return RunMdbRead(args[1]);
+  if (action == "check") return RunMdbCheck(args[1]);
+  return RunMdbWrite(args[1]);
+}
+
+// The device parameters exist only on a generation-1 device; on the other
+// the bit-mode port reads nothing and writes go nowhere.
+bool ConnectedToGeneration1() {
+  if (!Connected()) return false;
+  uint32_t generation = 0, speed = 0, supported = 0;
+  const int32_t result = Check_gen_of_TRX(&generation, &speed, &supported);
+  if (result != 1) return LibraryFailure("finding the device's generation", result) == kExitOk;
+  if (generation == 1) return true;
+  std::fprintf(stderr, "svodb: the motor's feedback device is of generation %u and has no such parameters\n",
+               generation);
+  return false;
+}
+
+int RunTrx(const Args& args) {
+  if (args.size() < 2) return UsageError("trx: expected get NAME or set NAME VALUE (see svodb trx --help)");
+  const std::string& action = args[0];
+  const std::string& name = args[1];
+  if (action == "get" && args.size() == 2) {
+    if (!ConnectedToGeneration1()) return kExitFailure;
+    double value = 0;
+    const int32_t result = Read_TRX(name.c_str(), &value);
+    if (result != 1) return LibraryFailure("trx get " + name, result);
+    std::printf("%s %.0f\n", name.c_str(), value);
+    return kExitOk;
+  }
+  if (action == "set" && args.size() == 3) {
+    char* end = nullptr;
+    const double value = std::strtod(args[2].c_str(), &end);
+    if (args[2].empty() || *end != '\0') return UsageError("trx set: '" + args[2] + "' is not a number");
+    if (!ConnectedToGeneration1()) return kExitFailure;
+    const int32_t result = Write_TRX(name.c_str(), value);
+    if (result != 1) return LibraryFailure("trx set " + name, result);
+    std::printf("%s <- %.0f\n", name.c_str(),
+                value < 0 ? 0.0 : static_cast<double>(static_cast<int64_t>(value)));
+    return kExitOk;
+  }
+  return UsageError("trx: expected get NAME or set NAME VALUE (see svodb trx --help)");
+}
+
+// clang-format off
+const Command kCommands[] = {
+    {"mdb", "show, read, check or write the motor's data block",
+     "usage: svodb mdb show | read FILE | check FILE | write FILE\n"
+     "  show        every field of the drive's copy of the motor data block, with its unit\n"
+     "  read FILE   the drive's copy of the block into FILE (384 values, one per line)\n"
+     "  check FILE  compare the drive's copy with the block in FILE\n"
+     "  write FILE  write the block in FILE to the motor's feedback device (either generation)\n"
+     "              after saving the present block to FILE.bak; the device keeps its own bytes\n",
+     RunMdb},
+    {"trx", "read or write a parameter of a generation-1 feedback device",
+     "usage: svodb trx get NAME | set NAME VALUE\n"
+     "NAME is RDSINOffset (0-255) or SINGain (0-1023); VALUE is truncated toward zero.\n",
+     RunTrx},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const Command> FeedbackCommands() { return kCommands; }
+
+}  // namespace svodb_tool
