@@ -1,0 +1,103 @@
+// Reading ISC files: the line rules, the refusals and the two checksums.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "isp/flash_files.h"
+#include "isp/isc_file.h"
+
+namespace svodb::isp {
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// Line numbers of a generated file: 0-1 preamble, 2-513 rows, then these.
+constexpr std::size_t kFirstRow = 2, kDataCrc = 514, kChecksumLine = 517, kIgnored = 518;
+
+Lines Split(const std::string& text) {
+  Lines lines;
+  std::size_t start = 0;
+  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
+    lines.push_back(text.substr(start, end - start));
+  return lines;
+}
+
+std::string Join(const Lines& lines, const char* end = "\n") {
+  std::string text;
+  for (const std::string& line : lines) text += line + end;
+  return text;
+}
+
+Result Read(const std::string& text, IscContent& content, int* steps = nullptr) {
+  LineReader lines(text);
+  const Result read = ReadIsc(lines, content, [&] { steps != nullptr && ++*steps; });
+  return read != code::kOk ? read : CheckIsc(content);
+}
+
+class IscReader : public ::testing::Test {
+ protected:
+  const std::vector<uint8_t> image = testing::RandomBytes(testing::kIscImageBytes, 7);
+  const Lines lines = Split(testing::MakeIscFile(image));
+};
+
+TEST_F(IscReader, RowsComeFromTheEndOfEachLineIntoTheBuffer) {
+  IscContent content;
+  int steps = 0;
+  ASSERT_EQ(Read(Join(lines), content, &steps), 1);
+  EXPECT_EQ(content.rows, image);
+  EXPECT_EQ(steps, 20);  // after rows 25, 50 ... 500
+  // The same file with CR LF line ends, and with its rows in two sections.
+  IscContent crlf, restarted;
+  EXPECT_EQ(Read(Join(lines, "\r\n"), crlf), 1);
+  EXPECT_EQ(crlf.rows, image);
+  EXPECT_EQ(Read(testing::MakeIscFile(image, 300), restarted), 1);
+  EXPECT_EQ(restarted.rows, image);
+}
+
+TEST_F(IscReader, TheRowChecksumIsTheLastItemWithoutItsClosingCharacter) {
+  const std::pair<const char*, uint32_t> cases[] = {
+      {"! data_CRC 1A2B)", 0x1A2B},
+      {"data_CRC\t(1A2B))", 0x1A2B * 16 - 7},  // ')' counts as a digit of -7
+      {"data_CRC(x", 0},
+  };
+  for (const auto& [line, expected] : cases) {
+    Lines changed = lines;
+    changed[kDataCrc] = line;
+    IscContent content;
+    EXPECT_NE(Read(Join(changed), content), code::kWrongFileFormat);
+    EXPECT_EQ(content.expectedRowChecksum, expected) << line;
+  }
+}
+
+TEST_F(IscReader, RefusesMalformedFilesAndChecksumMismatches) {
+  struct Case {
+    const char* what;
+    std::function<void(Lines&)> change;
+    Result expected;
+  };
+  const Case cases[] = {
+      {"an ignored line of 2047 characters", [](Lines& l) { l[kIgnored] = std::string(2047, 'x'); }, 1},
+      {"an ignored line of 2048 characters", [](Lines& l) { l[kIgnored] = std::string(2048, 'x'); }, 32},
+      {"511 rows", [](Lines& l) { l.erase(l.begin() + kFirstRow + 5); }, 32},
+      {"513 rows", [](Lines& l) { l.insert(l.begin() + kFirstRow + 5, l[kFirstRow + 5]); }, 32},
+      {"a row of 1023 characters", [](Lines& l) { l[kFirstRow + 9].resize(14 + 1023); }, 32},
+      {"no data_CRC line", [](Lines& l) { l.resize(kDataCrc); }, 32},
+      {"no file checksum line", [](Lines& l) { l.resize(kChecksumLine); }, 32},
+      {"no Initialize (case counts)", [](Lines& l) { l[kFirstRow].replace(2, 10, "initialize"); }, 32},
+      {"a digit changed", [](Lines& l) { l[kFirstRow + 3][20] ^= 1; }, 42},
+      {"the preamble changed", [](Lines& l) { l[0] += ' '; }, 41},
+      {"a trailer line changed", [](Lines& l) { l[kChecksumLine - 1] += ' '; }, 41},
+      {"the ignored line changed", [](Lines& l) { l[kIgnored] += ' '; }, 1},
+  };
+  for (const Case& c : cases) {
+    Lines changed = lines;
+    c.change(changed);
+    IscContent content;
+    EXPECT_EQ(Read(Join(changed), content), c.expected) << c.what;
+  }
+}
+
+}  // namespace
+}  // namespace svodb::isp

@@ -1,0 +1,131 @@
+// An ISP run as one ordered list: the virtual drive's calls, progress posts
+// and pauses. Runs of two or more bytes the drive took with one status
+// collapse into "SendISPByte xN -> 1 [status]", so a whole file's run stays
+// short enough to compare in full; what the bytes were, the flash shows.
+#pragma once
+
+#include <array>
+#include <string>
+#include <vector>
+
+#include "drive/transport.h"
+#include "platform/platform.h"
+#include "virtual_drive.h"
+#include "virtual_platform.h"
+
+namespace svodb::testing {
+
+class Timeline {
+ public:
+  void Add(const sim::CallRecord& call) {
+    const bool took = call.operation == sim::Operation::kSendISPByte && call.result == 1;
+    if (took && run_ != 0 && runStatus_ == call.outputs[0]) {
+      ++run_;
+      return;
+    }
+    EndRun();
+    if (took) {
+      run_ = 1;
+      runStatus_ = call.outputs[0];
+      runFirst_ = call.ToString();
+    } else {
+      entries_.push_back(call.ToString());
+    }
+  }
+  void Add(std::string entry) {
+    EndRun();
+    entries_.push_back(std::move(entry));
+  }
+  const std::vector<std::string>& Entries() {
+    EndRun();
+    return entries_;
+  }
+  void Clear() {
+    entries_.clear();
+    run_ = 0;
+  }
+
+ private:
+  void EndRun() {
+    if (run_ == 1) entries_.push_back(runFirst_);
+    if (run_ > 1) {
+      entries_.push_back("SendISPByte x" + std::to_string(run_) + " -> 1 [" + std::to_string(runStatus_) +
+                         "]");
+    }
+    run_ = 0;
+  }
+
+  std::vector<std::string> entries_;
+  int run_ = 0;
+  int32_t runStatus_ = 0;
+  std::string runFirst_;
+};
+
+// The drive's calls go to the timeline as they happen; the drive's own log
+// is emptied after each, so it never grows.
+class TimelineTransport final : public Transport {
+ public:
+  TimelineTransport(sim::VirtualDrive& drive, Timeline& timeline) : drive_(drive), timeline_(timeline) {}
+
+  int32_t InitComPort(int32_t p, int32_t b) override { return Pass(drive_.InitComPort(p, b)); }
+  int32_t InitMotoBus(const std::array<int32_t, 8>& a) override { return Pass(drive_.InitMotoBus(a)); }
+  int32_t KillMotoBus() override { return Pass(drive_.KillMotoBus()); }
+  int32_t GetCommType() override { return Pass(drive_.GetCommType()); }
+  int32_t GetVarFromFPGA(int32_t a, int32_t* d, int32_t* s) override {
+    return Pass(drive_.GetVarFromFPGA(a, d, s));
+  }
+  int32_t PutVarToFPGA(int32_t a, int32_t d) override { return Pass(drive_.PutVarToFPGA(a, d)); }
+  int32_t GetVarFromEEPROM(int32_t e, int32_t* r, int32_t* d) override {
+    return Pass(drive_.GetVarFromEEPROM(e, r, d));
+  }
+  int32_t PutVarToEEPROM(int32_t e, int32_t r, int32_t d) override {
+    return Pass(drive_.PutVarToEEPROM(e, r, d));
+  }
+  int32_t NVEraseUnit(int32_t e) override { return Pass(drive_.NVEraseUnit(e)); }
+  int32_t FlushPort() override { return Pass(drive_.FlushPort()); }
+  int32_t ChangeBaudRate(int32_t b) override { return Pass(drive_.ChangeBaudRate(b)); }
+  int32_t SendISPByte(int32_t b, int32_t* s) override { return Pass(drive_.SendISPByte(b, s)); }
+  int32_t GetISPStatus(int32_t* s, int32_t t) override { return Pass(drive_.GetISPStatus(s, t)); }
+  int32_t ChangeGetSleepTime(int32_t v) override { return Pass(drive_.ChangeGetSleepTime(v)); }
+  int32_t GetMaxNumMotoBusAxes(int32_t* a) override { return Pass(drive_.GetMaxNumMotoBusAxes(a)); }
+  void CommSVODBVersion(char* text) override {
+    drive_.CommSVODBVersion(text);
+    Pass(0);
+  }
+  void CommNCLVersion(char* text) override {
+    drive_.CommNCLVersion(text);
+    Pass(0);
+  }
+
+ private:
+  int32_t Pass(int32_t result) {
+    for (const sim::CallRecord& call : drive_.Log().Records()) timeline_.Add(call);
+    drive_.Log().Clear();
+    return result;
+  }
+  sim::VirtualDrive& drive_;
+  Timeline& timeline_;
+};
+
+// The virtual clock, with posts ("post STEP/TOTAL") and pauses ("sleep MS")
+// on the timeline.
+class TimelinePlatform final : public Platform {
+ public:
+  explicit TimelinePlatform(Timeline& timeline) : timeline_(timeline) {}
+  uint32_t NowMs() override { return clock.NowMs(); }
+  void SleepMs(uint32_t ms) override {
+    timeline_.Add("sleep " + std::to_string(ms));
+    clock.SleepMs(ms);
+  }
+  bool PumpOneMessage() override { return clock.PumpOneMessage(); }
+  bool PostWindowMessage(uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) override {
+    timeline_.Add("post " + std::to_string(wParam) + "/" + std::to_string(lParam));
+    return clock.PostWindowMessage(window, message, wParam, lParam);
+  }
+  sim::VirtualPlatform clock;
+
+ private:
+  Timeline& timeline_;
+};
+
+}  // namespace svodb::testing
