@@ -5,12 +5,16 @@
 //   SVODB_SIM_MODEL    model code (default 31)
 //   SVODB_SIM_LOGIC    logic version (default 4)
 //   SVODB_SIM_VERSION  version text of the logic (default "4.0A")
+//   SVODB_SIM_TRX      generation of the motor's feedback device, 1 or 2 (default 1)
 //   SVODB_SIM_STATE    path of a state file (default: none)
 // A value the drive cannot have is ignored in favour of the default drive.
 // With a state file, NV memory and the motor data copy carry over from one
 // process to the next: an existing file is loaded at start (then the drive
 // powers up from it), and the file is rewritten after every call that
-// changed either.
+// changed either (the motor's feedback device is kept beside it, in the
+// state file's name with ".trx" appended). The configuration flash is kept
+// beside it, in the state file's name with ".flash" appended, rewritten when
+// an ISP function that may have changed it ends.
 #define COMMSVODB_BUILDING_LIBRARY
 #include <cerrno>
 #include <cstdint>
@@ -50,6 +54,7 @@ DriveConfig ConfigFromEnvironment() {
   if (const auto model = IntegerFromEnvironment("SVODB_SIM_MODEL")) config.modelCode = *model;
   if (const auto logic = IntegerFromEnvironment("SVODB_SIM_LOGIC")) config.logicVersion = *logic;
   if (const auto version = Environment("SVODB_SIM_VERSION")) config.versionText = *version;
+  if (const auto generation = IntegerFromEnvironment("SVODB_SIM_TRX")) config.feedbackGeneration = *generation;
   return config;
 }
 
@@ -64,6 +69,8 @@ VirtualDrive MakeDrive() {
 class SharedDrive {
  public:
   SharedDrive() : drive_(MakeDrive()), statePath_(Environment("SVODB_SIM_STATE")) {
+    if (statePath_) flashPath_ = std::filesystem::path(*statePath_) += ".flash";
+    if (statePath_) devicePath_ = std::filesystem::path(*statePath_) += ".trx";
     // A long-running client would otherwise grow the log without end.
     drive_.Log().SetRecording(false);
     LoadState();
@@ -77,24 +84,39 @@ class SharedDrive {
     const uint64_t before = drive_.PersistentRevision();
     auto result = call(drive_);
     if (drive_.PersistentRevision() != before) SaveState();
+    if (drive_.Flash().Revision() != savedFlashRevision_) SaveFlash();
     return result;
   }
 
  private:
   void LoadState() {
+    if (flashPath_) svodb::sim::ReadFlashFile(*flashPath_, drive_.Flash());
+    savedFlashRevision_ = drive_.Flash().Revision();
     if (!statePath_) return;
     const auto state = svodb::sim::ReadStateFile(*statePath_);
     if (!state) return;
     drive_.RestoreState(*state);
+    // The motor's feedback device, when a file of its generation is there;
+    // else it holds the block the drive's copy was saved with.
+    if (devicePath_) svodb::sim::ReadDeviceFile(*devicePath_, drive_.Trx());
     drive_.PowerCycle();
   }
 
   void SaveState() const {
     if (statePath_) svodb::sim::WriteStateFile(*statePath_, drive_.SaveState());
+    if (devicePath_) svodb::sim::WriteDeviceFile(*devicePath_, drive_.Trx());
+  }
+
+  void SaveFlash() {
+    savedFlashRevision_ = drive_.Flash().Revision();
+    if (flashPath_) svodb::sim::WriteFlashFile(*flashPath_, drive_.Flash());
   }
 
   VirtualDrive drive_;
   std::optional<std::filesystem::path> statePath_;
+  std::optional<std::filesystem::path> flashPath_;
+  std::optional<std::filesystem::path> devicePath_;
+  uint64_t savedFlashRevision_ = 0;
 };
 
 SharedDrive& Shared() {

@@ -108,11 +108,27 @@ int32_t VirtualDrive::GetCommType() {
 
 uint8_t VirtualDrive::ReadFpga(uint8_t address) {
   if (motion_.IsSampledBy(address)) motion_.Advance(fpga_);
+  if (const auto port = trx_.Read(address, faults_))
+    return static_cast<uint8_t>(*port ^ faults_.TakeReadDistortion(address));
   return static_cast<uint8_t>(fpga_.Read(address) ^ faults_.TakeReadDistortion(address));
 }
 
 void VirtualDrive::WriteFpga(uint8_t address, uint8_t value) {
-  if (!faults_.TakeDroppedFpgaWrite(address)) fpga_.Write(address, value);
+  if (faults_.TakeDroppedFpgaWrite(address)) return;
+  fpga_.Write(address, value);
+  if (trx_.AfterWrite(address, value, fpga_, faults_)) ++persistentRevision_;
+  // Reconfiguring reloads the FPGA from the flash: the drive starts over.
+  if (address == fpga::kIspRegister &&
+      flash_.WriteIspRegister(value, FlashLink()) == ConfigFlash::Event::kReconfigure) {
+    PowerCycle();
+  }
+}
+
+IspLink VirtualDrive::FlashLink() const noexcept {
+  constexpr uint8_t kSpiEnabled = 0x80;
+  constexpr int32_t kSpiLogicVersion = 4;
+  return IspLink{connection_ == Connection::kSerial, baudRate_,
+                 config_.logicVersion != kSpiLogicVersion || (fpga_.Byte(fpga::kSpiEnable) & kSpiEnabled) != 0};
 }
 
 int32_t VirtualDrive::GetVarFromFPGA(int32_t address, int32_t* data, int32_t* second) {
@@ -198,15 +214,12 @@ int32_t VirtualDrive::ChangeBaudRate(int32_t baudRate) {
   });
 }
 
-// The configuration-flash channel takes every byte and always reports
-// "ready for data" until the flash engine is modelled.
-constexpr int32_t kIspReady = 1;
-
 int32_t VirtualDrive::SendISPByte(int32_t byte, int32_t* status) {
   CallRecord call(Operation::kSendISPByte, {byte});
   const int32_t result = Serve(call, Link::kNeeded, [&] {
-    call.SetOutputs({kIspReady});
-    return code::kOk;
+    const IspAnswer answer = flash_.SendByte(DataByte(byte), FlashLink());
+    call.SetOutputs({answer.status});
+    return answer.code;
   });
   if (result == code::kOk) Put(status, call.outputs[0]);
   return result;
@@ -215,8 +228,9 @@ int32_t VirtualDrive::SendISPByte(int32_t byte, int32_t* status) {
 int32_t VirtualDrive::GetISPStatus(int32_t* status, int32_t timeout_ms) {
   CallRecord call(Operation::kGetISPStatus, {timeout_ms});
   const int32_t result = Serve(call, Link::kNeeded, [&] {
-    call.SetOutputs({kIspReady});
-    return code::kOk;
+    const IspAnswer answer = flash_.ReadStatus(FlashLink());
+    call.SetOutputs({answer.status});
+    return answer.code;
   });
   if (result == code::kOk) Put(status, call.outputs[0]);
   return result;
@@ -263,6 +277,7 @@ void VirtualDrive::PowerCycle() {
   for (const NvEntry& entry : nv_) {
     if (entry.fpgaRegister != kErasedNvEntry.fpgaRegister) fpga_.Write(entry.fpgaRegister, entry.data);
   }
+  trx_.PowerUp(fpga_, faults_);
 }
 
 void VirtualDrive::SetMoving(bool moving) {
@@ -299,6 +314,8 @@ void VirtualDrive::RestoreState(const PersistentState& state) {
   auto& motorData = fpga_.MotorData().Bytes();
   const auto ownVersion = FactoryMotorData(config_);
   motorData = state.motorData;
+  // The device holds what the drive last read from it.
+  trx_.SetBlock(BlockOf(motorData));
   std::copy(ownVersion.begin() + kLogicVersionBytesStart, ownVersion.end(),
             motorData.begin() + kLogicVersionBytesStart);
   ++persistentRevision_;

@@ -15,12 +15,14 @@
 #include <string_view>
 
 #include "call_log.h"
+#include "config_flash.h"
 #include "drive/transport.h"
 #include "drive_image.h"
 #include "drive_memories.h"
 #include "fault_plan.h"
 #include "fpga_space.h"
 #include "motor_motion.h"
+#include "trx_device.h"
 
 namespace svodb::sim {
 
@@ -100,6 +102,14 @@ class VirtualDrive final : public Transport {
   // Rises whenever NV or motor data change, so a holder knows when to save.
   uint64_t PersistentRevision() const noexcept { return persistentRevision_; }
 
+  // The FPGA configuration flash and its ISP engine.
+  ConfigFlash& Flash() noexcept { return flash_; }
+  const ConfigFlash& Flash() const noexcept { return flash_; }
+
+  // The motor's feedback device on the port registers 22-24.
+  FeedbackDevice& Trx() noexcept { return trx_; }
+  const FeedbackDevice& Trx() const noexcept { return trx_; }
+
   FaultPlan& Faults() noexcept { return faults_; }
   CallLog& Log() noexcept { return log_; }
   const CallLog& Log() const noexcept { return log_; }
@@ -113,14 +123,17 @@ class VirtualDrive final : public Transport {
 
   uint8_t ReadFpga(uint8_t address);
   void WriteFpga(uint8_t address, uint8_t value);
+  IspLink FlashLink() const noexcept;
   void StoreNvEntry(int32_t entry, NvEntry value);
 
   DriveConfig config_;
   FpgaSpace fpga_;
   NvImage nv_{};
   MotorMotion motion_;
+  ConfigFlash flash_;
   FaultPlan faults_;
   CallLog log_;
+  FeedbackDevice trx_{config_.feedbackGeneration, BlockOf(FactoryMotorData(config_))};
   Connection connection_ = Connection::kClosed;
   int32_t baudRate_ = 0;
   int32_t sleepTime_ = 0;

@@ -24,7 +24,8 @@ const char* const kGlobalOptionsHelp =
     "  --transport PATH   the transport library (default: the virtual drive next to svodb)\n"
     "  --port N           serial port number (default 1)\n"
     "  --baud B           serial baud rate (default 19200)\n"
-    "  --network A,B[,C,D[,E,F,G]]  use the network connection with these arguments\n";
+    "  --network A,B[,C,D[,E,F,G]]  use the network connection with these arguments\n"
+    "                     (a bare --network is a command's own option, see svodb defaults)\n";
 
 std::optional<int32_t> ParseInt32(const std::string& text) {
   if (text.empty()) return std::nullopt;
@@ -96,7 +97,12 @@ bool TakeOption(Args& args, std::size_t i) {
 bool TakeGlobalOptions(Args& args) {
   for (std::size_t i = 0; i < args.size();) {
     const std::string& arg = args[i];
-    if (arg == "--transport" || arg == "--port" || arg == "--baud" || arg == "--network") {
+    // A bare --network (last, or before another option) is a command's own
+    // flag, e.g. "svodb defaults --network".
+    const bool bareNetwork = arg == "--network" && (i + 1 >= args.size() || args[i + 1].rfind("--", 0) == 0);
+    if (bareNetwork) {
+      ++i;
+    } else if (arg == "--transport" || arg == "--port" || arg == "--baud" || arg == "--network") {
       if (!TakeOption(args, i)) return false;
     } else {
       ++i;

@@ -22,7 +22,10 @@ struct Command {
 std::span<const Command> CatalogueCommands();
 std::span<const Command> DriveCommands();
 std::span<const Command> ValueCommands();
+std::span<const Command> FeedbackCommands();
 std::span<const Command> OfflineCommands();
+std::span<const Command> FileCommands();
+std::span<const Command> FlashCommands();
 
 // Exit codes: 0 success, 1 the library reported a failure, 2 bad usage.
 inline constexpr int kExitOk = 0;

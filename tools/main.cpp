@@ -13,7 +13,10 @@ void ForEachCommand(Visit visit) {
   for (const Command& command : CatalogueCommands()) visit(command);
   for (const Command& command : DriveCommands()) visit(command);
   for (const Command& command : ValueCommands()) visit(command);
+  for (const Command& command : FeedbackCommands()) visit(command);
   for (const Command& command : OfflineCommands()) visit(command);
+  for (const Command& command : FileCommands()) visit(command);
+  for (const Command& command : FlashCommands()) visit(command);
 }
 
 void PrintOverview() {

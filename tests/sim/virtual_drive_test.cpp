@@ -464,8 +464,8 @@ TEST(VirtualDriveLog, EveryCallIsLoggedWithArgumentsResultAndOutputs) {
       "PutVarToEEPROM(255, 127, -60) -> 1",
       "NVEraseUnit(300) -> 4",
       "InitMotoBus(1, 2, 0, 0, 0, 3, 0, 0) -> 1",
-      "SendISPByte(85) -> 1 [1]",
-      "GetISPStatus(16000) -> 1 [1]",
+      "SendISPByte(85) -> 0",  // no ISP function unlocked: the engine does not answer
+      "GetISPStatus(16000) -> 0",
       "CommSVODBVersion() [\"SVODB virtual drive 1.0\"]",
   };
   EXPECT_EQ(drive.Log().Lines(), expected);
