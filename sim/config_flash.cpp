@@ -2,9 +2,12 @@
 
 #include <algorithm>
 #include <fstream>
+#include <span>
+#include <string_view>
 #include <system_error>
 
 #include "catalog/result_codes.h"
+#include "drive_state_file.h"
 
 namespace svodb::sim {
 
@@ -162,17 +165,8 @@ IspAnswer ConfigFlash::TakeData(uint8_t byte, const IspLink& link) {
 }
 
 bool WriteFlashFile(const std::filesystem::path& path, const ConfigFlash& flash) {
-  std::filesystem::path temporary = path;
-  temporary += ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(flash.Bytes().data()),
-              static_cast<std::streamsize>(flash.Bytes().size()));
-    if (!out) return false;
-  }
-  std::error_code error;
-  std::filesystem::rename(temporary, path, error);
-  return !error;
+  const std::span<const uint8_t> bytes = flash.Bytes();
+  return ReplaceFileContent(path, std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
 }
 
 bool ReadFlashFile(const std::filesystem::path& path, ConfigFlash& flash) {

@@ -108,20 +108,28 @@ std::optional<PersistentState> ParseState(std::string_view text) {
   return state;
 }
 
-bool WriteStateFile(const std::filesystem::path& path, const PersistentState& state) {
+bool ReplaceFileContent(const std::filesystem::path& path, std::string_view content) {
   std::filesystem::path temporary = path;
   temporary += ".tmp";
   {
     std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out << FormatState(state);
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
     out.close();
-    if (!out) return false;
+    std::error_code error;
+    if (!out) {
+      std::filesystem::remove(temporary, error);
+      return false;
+    }
   }
   std::error_code error;
   std::filesystem::rename(temporary, path, error);
   if (!error) return true;
   std::filesystem::remove(temporary, error);
   return false;
+}
+
+bool WriteStateFile(const std::filesystem::path& path, const PersistentState& state) {
+  return ReplaceFileContent(path, FormatState(state));
 }
 
 std::optional<PersistentState> ReadStateFile(const std::filesystem::path& path) {

@@ -29,6 +29,11 @@ std::optional<PersistentState> ParseState(std::string_view text);
 // so a reader never sees half a state. False when either step fails.
 bool WriteStateFile(const std::filesystem::path& path, const PersistentState& state);
 
+// Writes `content` to "<path>.tmp" and renames it over `path`, so a reader in
+// another process sees the old file or the new one, never half of one; the
+// temporary file does not outlive a failure.
+bool ReplaceFileContent(const std::filesystem::path& path, std::string_view content);
+
 // None when the file is missing, unreadable or malformed.
 std::optional<PersistentState> ReadStateFile(const std::filesystem::path& path);
 

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "drive_state_file.h"
+
 namespace svodb::sim {
 
 namespace {
@@ -437,19 +439,7 @@ bool ParseDeviceMemory(std::string_view text, FeedbackDevice& device) {
 }
 
 bool WriteDeviceFile(const std::filesystem::path& path, const FeedbackDevice& device) {
-  std::filesystem::path temporary = path;
-  temporary += ".tmp";
-  {
-    std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-    out << FormatDeviceMemory(device);
-    out.close();
-    if (!out) return false;
-  }
-  std::error_code error;
-  std::filesystem::rename(temporary, path, error);
-  if (!error) return true;
-  std::filesystem::remove(temporary, error);
-  return false;
+  return ReplaceFileContent(path, FormatDeviceMemory(device));
 }
 
 bool ReadDeviceFile(const std::filesystem::path& path, FeedbackDevice& device) {
