@@ -5,8 +5,12 @@
 #include <cstring>
 #include <numeric>
 #include <stdexcept>
+#include <string_view>
 
+#include "catalog/catalogue_table.h"
 #include "drive/register_map.h"
+#include "drive/scaling_context.h"
+#include "drive/unit_scaling.h"
 
 namespace svodb::sim {
 
@@ -48,6 +52,29 @@ bool DriveHasRegister(const RegisterDescriptor& row, const DriveConfig& config) 
   return true;
 }
 
+// The catalogue's conversion code of a register, 0 when it has none.
+int32_t ConversionCodeOf(const RegisterDescriptor& row) noexcept {
+  for (const VariableRecord& record : kCatalogueTable) {
+    if (record.name != nullptr && std::string_view(record.name) == row.name) return record.conversionCode;
+  }
+  return 0;
+}
+
+// The factory values are kept in the gain format of current logic; an
+// older logic holds the same gains in its own format.
+int32_t FactoryGainForLogic(const RegisterDescriptor& row, const DriveConfig& config, int32_t raw) noexcept {
+  const int32_t conversion = ConversionCodeOf(row);
+  if (!DependsOnLogicVersion(conversion)) return raw;
+  const auto model = static_cast<uint32_t>(config.modelCode);
+  double gain = 0.0;
+  int32_t drivesRaw = raw;
+  if (RawToUser(conversion, raw, ScalingInputs{model, 0, 4, 5}, gain) != code::kOk ||
+      UserToRaw(conversion, gain, ScalingInputs{model, 0, config.logicVersion, 5}, drivesRaw) != code::kOk) {
+    return raw;
+  }
+  return drivesRaw;
+}
+
 DriveRegister AdaptToDrive(const RegisterDescriptor& row, const DriveConfig& config,
                            bool wideDeadBand) noexcept {
   DriveRegister reg{row, row.initialRaw[0]};
@@ -64,6 +91,8 @@ DriveRegister AdaptToDrive(const RegisterDescriptor& row, const DriveConfig& con
     reg.factoryRaw = config.modelCode;
   } else if (IsNamed(row, "LogicVer")) {
     reg.factoryRaw = config.logicVersion;
+  } else {
+    reg.factoryRaw = FactoryGainForLogic(row, config, reg.factoryRaw);
   }
   return reg;
 }
