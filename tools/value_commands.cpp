@@ -74,7 +74,9 @@ int RunInfo(const Args& args) {
   const std::string version = Text(GetStringOnline_SVODB, "VerLW", versionResult);
   const std::string serial = Text(GetStringOnline_SVODB, "SerialNum", serialResult);
   char message[SVODB_MESSAGE_SIZE];
-  std::printf("model:          %d\n", static_cast<int>(model));
+  char label[SVODB_LABEL_SIZE] = "";
+  const bool labelled = GetValStr_SVODB("Model", model, label);
+  std::printf("model:          %d (%s)\n", static_cast<int>(model), labelled ? label : "unknown model");
   std::printf("mode:           %d (%s)\n", static_cast<int>(mode), mode == 0 ? "torque" : "velocity");
   std::printf("logic version:  %g\n", logicVersion);
   ErrorMessage_SVODB(versionResult, message);
