@@ -177,27 +177,10 @@ Result ProgramI00File(LibraryContext& ctx, const char* fileName, Function functi
   IspSession session(ctx);
   ctx.transport.PutVarToFPGA(kSpiEnableRegister, kSpiEnableOn);
   progress.Post();
-  session.WriteUnlockKey();
-  progress.Post();
-  session.WriteFunction(function);
-  progress.Post();
-  session.RaiseLinkSpeed();
-  if (const auto ended = session.WaitReady()) return *ended;
-  progress.Post();
-  progress.Post();
-  const std::span<const uint8_t> blocks(image);
-  for (std::size_t block = 0; block < kI00BlockCount; ++block) {
-    const bool last = block + 1 == kI00BlockCount;
-    if (const auto ended = session.StreamUnit(blocks.subspan(block * kI00BlockSize, kI00BlockSize), last)) {
-      return *ended;
-    }
-    progress.Post();
+  if (const auto ended = StreamImage(session, progress, function, std::span<const uint8_t>(image), kI00BlockSize,
+                                     kStatusReadFailed)) {
+    return *ended;
   }
-  progress.Post();
-  if (const auto ended = session.WaitDone(kStatusReadFailed)) return *ended;
-  progress.Post();
-  session.SendClosingByte();
-  session.RestoreLinkSpeed();
   ctx.transport.PutVarToFPGA(kSpiEnableRegister, 0);
   progress.Post();
   return code::kOk;

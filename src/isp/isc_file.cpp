@@ -215,26 +215,10 @@ Result ProgramIscFile(LibraryContext& ctx, const char* fileName, Function functi
 
   IspSession session(ctx);
   progress.Post();
-  session.WriteUnlockKey();
-  progress.Post();
-  session.WriteFunction(function);
-  progress.Post();
-  session.RaiseLinkSpeed();
-  if (const auto ended = session.WaitReady()) return *ended;
-  progress.Post();
-  progress.Post();
-  const std::span<const uint8_t> rows(content.rows);
-  for (std::size_t row = 0; row < kIscRowCount; ++row) {
-    const bool last = row + 1 == kIscRowCount;
-    if (const auto ended = session.StreamUnit(rows.subspan(row * kIscRowBytes, kIscRowBytes), last))
-      return *ended;
-    progress.Post();
+  if (const auto ended = StreamImage(session, progress, function, std::span<const uint8_t>(content.rows),
+                                     kIscRowBytes, kNotReady)) {
+    return *ended;
   }
-  progress.Post();
-  if (const auto ended = session.WaitDone(kNotReady)) return *ended;
-  progress.Post();
-  session.SendClosingByte();
-  session.RestoreLinkSpeed();
   progress.Post();
   return code::kOk;
 }

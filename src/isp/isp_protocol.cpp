@@ -138,6 +138,31 @@ std::optional<Result> BeginDirectOperation(LibraryContext& ctx, IspSession& sess
 
 }  // namespace
 
+std::optional<Result> StreamImage(IspSession& session, Progress& progress, Function function,
+                                  std::span<const uint8_t> image, std::size_t unitSize, Result doneReadFailure) {
+  session.WriteUnlockKey();
+  progress.Post();
+  session.WriteFunction(function);
+  progress.Post();
+  session.RaiseLinkSpeed();
+  if (const auto ended = session.WaitReady()) return *ended;
+  progress.Post();
+  progress.Post();
+  const std::size_t units = image.size() / unitSize;
+  for (std::size_t unit = 0; unit < units; ++unit) {
+    if (const auto ended = session.StreamUnit(image.subspan(unit * unitSize, unitSize), unit + 1 == units)) {
+      return *ended;
+    }
+    progress.Post();
+  }
+  progress.Post();
+  if (const auto ended = session.WaitDone(doneReadFailure)) return *ended;
+  progress.Post();
+  session.SendClosingByte();
+  session.RestoreLinkSpeed();
+  return std::nullopt;
+}
+
 Result EraseFlash(LibraryContext& ctx) {
   IspSession session(ctx);
   bool spiEnabled = false;

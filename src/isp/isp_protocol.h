@@ -132,6 +132,16 @@ class IspSession {
 // The drive's flash erased (function 9). Logic version 4 reaches the flash
 // only with SPI_EN on. 1, a step's code, 16 (status read failed) or 25.
 Result EraseFlash(LibraryContext& ctx);
+// The programming stream both file kinds share, after the caller's first
+// post: unlock and function, the ready wait, the image in units of
+// `unitSize` bytes with a post after each, the done wait (a failed status
+// read ends it with `doneReadFailure`), the closing byte and the link speed
+// back. The caller posts the last step. Every post in between is made here.
+// Nothing when the stream completed; the result when it ended early (which
+// may be 1: a refused byte ends with the closing byte's own code).
+std::optional<Result> StreamImage(IspSession& session, Progress& progress, Function function,
+                                  std::span<const uint8_t> image, std::size_t unitSize, Result doneReadFailure);
+
 // The drive reloads its FPGA from the flash (function 17). No closing byte:
 // the drive restarts; a serial link is left at 115200 baud.
 Result ConfigureFlash(LibraryContext& ctx);
