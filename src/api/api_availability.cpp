@@ -6,24 +6,20 @@
 #include "svodb/svodb.h"
 
 using svodb::LibraryContext;
-using svodb::api::Context;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 extern "C" {
 
 SVODB_API int32_t SVODB_CALL GetParamEnabled_SVODB(const char* name, int32_t node, int32_t* enabled) {
   if (name == nullptr || enabled == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::GetParamEnabled(ctx, name, node, *enabled);
   });
 }
 
 SVODB_API int32_t SVODB_CALL GetParamStaticOrDynamic_SVODB(const char* name, int32_t* dynamic) {
   if (name == nullptr || dynamic == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::GetParamStaticOrDynamic(ctx, name, *dynamic);
   });
 }

@@ -17,8 +17,7 @@ using Query = bool (*)(LibraryContext&, std::string_view, uint8_t&);
 
 bool Ask(Query query, const char* name, uint8_t* value) {
   if (name == nullptr || value == nullptr) return false;
-  return Guarded(false, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(false, [&](LibraryContext& ctx) {
     return query(ctx, name, *value);
   });
 }

@@ -18,8 +18,7 @@ namespace code = svodb::code;
 namespace {
 
 int32_t OpenPort(int32_t port, int32_t baudRate, int32_t type, const NetworkArguments& network) {
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::UsePort(ctx, port, baudRate, type, svodb::NetworkOpenArguments(network));
   });
 }
@@ -73,8 +72,7 @@ SVODB_API int32_t SVODB_CALL UsePort3(int32_t port, int32_t baudRate, int32_t co
 }
 
 SVODB_API int32_t SVODB_CALL ClosePort(void) {
-  return Guarded(code::kSystemError, [] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::ClosePort(ctx);
   });
 }
@@ -89,15 +87,13 @@ SVODB_API int32_t SVODB_CALL GetMaxNumMotoBusAxes_SVODB(int32_t* axes) {
 }
 
 SVODB_API int32_t SVODB_CALL SetNode_SVODB(int32_t node) {
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::SetNode(ctx, svodb::api::CurrentNode(), node);
   });
 }
 
 SVODB_API int32_t SVODB_CALL SetupOfflineNode_SVODB(int32_t node) {
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::SetupOfflineNode(ctx, node);
   });
 }

@@ -27,8 +27,7 @@ using LabelQuery = std::optional<std::string> (*)(LibraryContext&, std::string_v
 // and node; the tables never come near it, the bound is kept regardless.
 bool CopyLabel(LabelQuery query, const char* name, int32_t key, char* label) {
   if (name == nullptr || label == nullptr) return false;
-  return Guarded(false, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(false, [&](LibraryContext& ctx) {
     const uint32_t node = CurrentNode();
     const std::optional<std::string> found = query(ctx, name, key, node);
     if (!found) return false;

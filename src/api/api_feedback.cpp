@@ -14,9 +14,7 @@
 using svodb::FeedbackContext;
 using svodb::LibraryContext;
 using svodb::Result;
-using svodb::api::Context;
 using svodb::api::Feedback;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 namespace {
@@ -26,8 +24,7 @@ svodb::MdbValues Block(const uint32_t* block) { return svodb::MdbValues(block, s
 // Runs body with the feedback context; no exception leaves.
 template <typename Body>
 Result WithFeedback(Body&& body) {
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     FeedbackContext fc = Feedback(ctx);
     return body(fc);
   });

@@ -8,7 +8,6 @@
 #include "svodb/svodb.h"
 
 using svodb::LibraryContext;
-using svodb::api::Context;
 using svodb::api::CurrentNode;
 namespace code = svodb::code;
 
@@ -18,8 +17,7 @@ using FileOperation = svodb::Result (*)(LibraryContext&, uint32_t, const std::st
 
 int32_t OnCurrentNode(FileOperation operation, const char* fileName) {
   if (fileName == nullptr) return code::kCantOpenFile;
-  return svodb::api::Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return operation(ctx, CurrentNode(), fileName);
   });
 }
@@ -46,8 +44,7 @@ SVODB_API int32_t SVODB_CALL RDFromFileMfg_SVODB(const char* fileName) {
 
 SVODB_API int32_t SVODB_CALL SetUserParamsNV_SVODBT(const char* fileName) {
   if (fileName == nullptr) return code::kCantOpenFile;
-  return svodb::api::Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::CopyUserFileToNv(ctx, CurrentNode(), fileName);
   });
 }
@@ -65,8 +62,7 @@ SVODB_API int32_t SVODB_CALL GetMfgParamsNV_SVODBT(const char* fileName) {
 }
 
 SVODB_API int32_t SVODB_CALL SetParamsArray_SVODB(void) {
-  return svodb::api::Guarded(code::kSystemError, [] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::LoadDefaultsIntoImage(ctx, CurrentNode());
   });
 }

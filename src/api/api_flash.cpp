@@ -8,8 +8,6 @@
 #include "svodb/svodb.h"
 
 using svodb::LibraryContext;
-using svodb::api::Context;
-using svodb::api::Guarded;
 using svodb::isp::Function;
 namespace code = svodb::code;
 
@@ -24,8 +22,7 @@ extern "C" {
 SVODB_API int32_t SVODB_CALL HandleISCFile_SVODB(const char* fileName, uint8_t verify, uintptr_t window,
                                                  int32_t /*unused*/) {
   if (fileName == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::isp::ProgramIscFile(ctx, fileName, FileFunction(verify), window);
   });
 }
@@ -33,22 +30,19 @@ SVODB_API int32_t SVODB_CALL HandleISCFile_SVODB(const char* fileName, uint8_t v
 SVODB_API int32_t SVODB_CALL HandleI00File_SVODB(const char* fileName, uint8_t verify, uintptr_t window,
                                                  int32_t /*unused*/) {
   if (fileName == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::isp::ProgramI00File(ctx, fileName, FileFunction(verify), window);
   });
 }
 
 SVODB_API int32_t SVODB_CALL EraseFlash_SVODB(void) {
-  return Guarded(code::kSystemError, [] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::isp::EraseFlash(ctx);
   });
 }
 
 SVODB_API int32_t SVODB_CALL ConfigFlash_SVODB(void) {
-  return Guarded(code::kSystemError, [] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::isp::ConfigureFlash(ctx);
   });
 }

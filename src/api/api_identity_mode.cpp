@@ -9,9 +9,7 @@
 
 using svodb::LibraryContext;
 using svodb::NodeState;
-using svodb::api::Context;
 using svodb::api::CurrentNode;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 namespace {
@@ -19,8 +17,7 @@ namespace {
 // Runs an operation on the context; an internal failure is 99.
 template <typename Body>
 int32_t Run(Body body) {
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return body(ctx);
   });
 }

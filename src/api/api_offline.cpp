@@ -10,25 +10,21 @@
 #include "svodb/svodb.h"
 
 using svodb::LibraryContext;
-using svodb::api::Context;
 using svodb::api::CurrentNode;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 extern "C" {
 
 SVODB_API int32_t SVODB_CALL GetVariable_SVODB(const char* name, double* value) {
   if (name == nullptr || value == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::GetOfflineValue(ctx, name, CurrentNode(), *value);
   });
 }
 
 SVODB_API int32_t SVODB_CALL PutVariable_SVODB(const char* name, double value) {
   if (name == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     // OpMode, spelt exactly, also re-derives the node's mode.
     if (std::string_view(name) == "OpMode") return svodb::SetNodeOpMode(ctx, CurrentNode(), svodb::TruncateToRaw(value));
     return svodb::PutOfflineValue(ctx, name, CurrentNode(), value);
@@ -41,8 +37,7 @@ SVODB_API int32_t SVODB_CALL GetProp_SVODB(const char* name, int32_t* conversion
       defaultValue == nullptr || unit == nullptr) {
     return code::kInvalidParameter;
   }
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     svodb::VariableProperties properties;
     const int32_t result = svodb::GetOfflineProperties(ctx, name, CurrentNode(), properties);
     if (result != code::kOk) return result;

@@ -7,17 +7,14 @@
 #include "svodb/svodb.h"
 
 using svodb::LibraryContext;
-using svodb::api::Context;
 using svodb::api::CurrentNode;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 namespace {
 
 // An internal failure, running out of memory for a list included, is 99.
 int32_t OnCurrentNode(svodb::Result (*operation)(LibraryContext&, uint32_t)) {
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return operation(ctx, CurrentNode());
   });
 }

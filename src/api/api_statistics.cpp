@@ -12,16 +12,13 @@
 
 using svodb::LibraryContext;
 using svodb::SampleStatistics;
-using svodb::api::Context;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 extern "C" {
 
 SVODB_API int32_t SVODB_CALL GetFaultHistory_SVODB(int32_t record, int32_t byte, uint8_t* value) {
   if (value == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     *value = svodb::ReadFaultHistoryByte(ctx, record, byte);
     return code::kOk;
   });
@@ -32,8 +29,7 @@ SVODB_API int32_t SVODB_CALL GetParmMeanRMS_SVODB(const char* name, int32_t coun
   if (name == nullptr || mean == nullptr || spread == nullptr || unitText == nullptr) {
     return code::kInvalidParameter;
   }
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     SampleStatistics statistics;
     std::optional<std::string> unit;
     const svodb::Result result = svodb::SampleVariableWithUnit(ctx, name, count, statistics, unit);
@@ -52,8 +48,7 @@ SVODB_API int32_t SVODB_CALL GetParmMeanRMS_SVODB(const char* name, int32_t coun
 SVODB_API int32_t SVODB_CALL GetParmMeanRMS_SVODBT(const char* name, int32_t count, double* mean,
                                                    double* spread) {
   if (name == nullptr || mean == nullptr || spread == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     SampleStatistics statistics;
     const svodb::Result result =
         svodb::SampleVariable(ctx, name, count, svodb::kShortStatisticsDigits, statistics);

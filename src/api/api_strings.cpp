@@ -10,16 +10,13 @@
 #include "svodb/svodb.h"
 
 using svodb::LibraryContext;
-using svodb::api::Context;
-using svodb::api::Guarded;
 namespace code = svodb::code;
 
 extern "C" {
 
 SVODB_API int32_t SVODB_CALL GetStringOnline_SVODB(const char* name, int32_t /*unused*/, char* text) {
   if (name == nullptr || text == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     std::string read;
     const svodb::Result result = svodb::GetStringOnline(ctx, name, read);
     if (result != code::kOk) return result;
@@ -31,8 +28,7 @@ SVODB_API int32_t SVODB_CALL GetStringOnline_SVODB(const char* name, int32_t /*u
 
 SVODB_API int32_t SVODB_CALL PutStringOnline_SVODB(const char* name, const char* text) {
   if (name == nullptr || text == nullptr) return code::kInvalidParameter;
-  return Guarded(code::kSystemError, [&] {
-    LibraryContext ctx = Context();
+  return svodb::api::OnContext(code::kSystemError, [&](LibraryContext& ctx) {
     return svodb::PutStringOnline(ctx, name, text);
   });
 }

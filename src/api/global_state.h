@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "api/guard.h"
+
 #include "context.h"
 #include "feedback/feedback_context.h"
 
@@ -11,6 +13,16 @@ namespace svodb::api {
 
 // The context of the current process-wide objects.
 LibraryContext Context();
+
+// Runs body(ctx) on the context of the process-wide objects; an internal
+// failure answers fallback, so no exception leaves an export.
+template <typename Fallback, typename Body>
+auto OnContext(Fallback fallback, Body&& body) noexcept {
+  return Guarded(fallback, [&] {
+    LibraryContext ctx = Context();
+    return body(ctx);
+  });
+}
 
 // The node that offline exports work on (0-6).
 uint32_t& CurrentNode();
