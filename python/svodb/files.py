@@ -46,6 +46,16 @@ def _split(path: os.PathLike) -> Tuple[List[Tuple[int, str]], List[Tuple[int, st
     return header, body
 
 
+def _first_word(path: os.PathLike) -> str:
+    """The file's first word, which tells a manufacturing file; empty for a
+    file that cannot be read (the library's reader then says why)."""
+    try:
+        with open(path, "r", encoding="latin-1") as file:
+            return next((line.split()[0] for line in file if not _is_skipped(line)), "")
+    except OSError:
+        return ""
+
+
 def _joined(lines: List[Tuple[int, str]]) -> str:
     return "".join(text + "\n" for _, text in lines)
 
@@ -245,18 +255,17 @@ class ParameterFile:
     def read(cls, path: os.PathLike, node: int = SCRATCH_NODE) -> "ParameterFile":
         """Reads a file through the library's reader (into offline ``node``);
         a file the reader refuses raises its error."""
-        header, body = _split(path)
-        significant = [text for _, text in header if not _is_skipped(text)]
-        manufacturing = bool(significant) and significant[0].split()[0] == MANUFACTURING_FILE_WORD
+        manufacturing = _first_word(path) == MANUFACTURING_FILE_WORD
         _core.check(_load_fresh(_core.require_node(node), os.fspath(path), manufacturing))
+        header, body = _split(path)
+        significant = [text.split() for _, text in header if not _is_skipped(text)]
         image = Node(node)
         names = [text.split("=")[0].strip() for _, text in body if not _is_skipped(text) and "=" in text]
-        logic = int(image["LogicVer"])
         return cls(
             model=image.model,
             network=image.drive_type == _NETWORK,
             velocity=image.mode == 1,
-            version=logic,
+            version=int(significant[1][1]),
             values={name: image[name] for name in names},
             manufacturing=manufacturing,
         )

@@ -44,12 +44,13 @@ def program(path: os.PathLike, verify: bool, progress: Optional[Callable[[int, i
     with _flash_lock:
         handler = _library.POST_HANDLER(post)
         if on_linux:
-            _core.lib().svodb_set_message_handlers(None, handler, None)
+            _core.lib().svodb_set_message_handlers(_library.PUMP_HANDLER(), handler, None)
         try:
             result = _programmer(name)(_core.encode(name), int(bool(verify)), _WINDOW if on_linux else 0, 0)
         finally:
             if on_linux:
-                _core.lib().svodb_set_message_handlers(None, None, None)
+                # a handler made without a function is the null pointer
+                _core.lib().svodb_set_message_handlers(_library.PUMP_HANDLER(), _library.POST_HANDLER(), None)
     _core.check(result)
     if failures:
         raise failures[0]
