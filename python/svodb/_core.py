@@ -118,6 +118,17 @@ def labels(name: str) -> List[Tuple[int, str]]:
     return entries
 
 
+class Label(enum.IntEnum):
+    """The base of every variable's enumeration: a number that prints as its
+    label."""
+
+    def __str__(self) -> str:
+        return self.name
+
+    def __format__(self, spec: str) -> str:
+        return format(self.name, spec)
+
+
 @functools.lru_cache(maxsize=256)
 def _enum_class(name: str, entries: Tuple[Tuple[int, str], ...]) -> type:
     members, seen = [], set()
@@ -125,7 +136,7 @@ def _enum_class(name: str, entries: Tuple[Tuple[int, str], ...]) -> type:
         if label not in seen:  # a repeated label names the first value
             seen.add(label)
             members.append((label, value))
-    return enum.IntEnum(name, members)
+    return Label(name, members)
 
 
 def enum_class(name: str) -> Optional[type]:
