@@ -372,6 +372,11 @@ class Drive(Node):
                 recording.values[name].append(float(self[name]))
         return recording
 
+    # There is deliberately no step-response helper for tuning the velocity
+    # loop: the virtual drive's motor does not follow the command (it stands
+    # still, or runs a fixed speed pattern that only its own tests can
+    # switch on), so no such helper could be shown to measure anything.
+
     # ---- parameter sets ----------------------------------------------------
 
     def save(self) -> None:

@@ -85,3 +85,12 @@ def test_catalogue_has_159_variables_with_flags_and_labels():
     assert (velocity.read_only, velocity.status, velocity.kept_in_nv) == (True, True, False)
     op_mode = next(v for v in variables if v.name == "OpMode")
     assert op_mode.labels == ((0, "Torque/Current"), (1, "Velocity"), (2, "SetupS2-1"), (3, "Position"))
+
+
+def test_network_connection():
+    with svodb.Drive(network=(1, 2)) as on_network:
+        assert (on_network.info.drive_type, on_network["KVP"]) == (2, 0.032)
+    with svodb.Drive() as on_port:
+        assert on_port.info.drive_type == 1
+    with pytest.raises(svodb.OutOfRangeError, match=r"^Data is out of range: network takes 2, 4 or 7 numbers"):
+        svodb.Drive(network=(1, 2, 3))
