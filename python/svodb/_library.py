@@ -278,6 +278,8 @@ def _default_transport(library_path: str) -> Optional[Path]:
     explicit = os.environ.get(TRANSPORT_ENVIRONMENT)
     if explicit:
         return Path(explicit)
+    if os.path.dirname(library_path) == "":
+        return None  # found by the loader's search: the loader finds the transport too
     candidate = Path(library_path).parent / TRANSPORT_FILE_NAME
     return candidate if candidate.is_file() else None
 
