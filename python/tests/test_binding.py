@@ -1,0 +1,67 @@
+"""The signature table against the public headers, and the catalogue texts
+the package carries against the tool's."""
+
+import json
+import os
+import re
+import subprocess
+
+import pytest
+
+from conftest import source_file
+from svodb import _library
+
+# C types of the headers as the table names them.
+_C_TYPES = {
+    "void": "void", "bool": "bool", "int32_t": "int32", "uint8_t": "uint8", "uint32_t": "uint32",
+    "uintptr_t": "uintptr", "intptr_t": "intptr", "double": "double", "const char*": "text", "char*": "buffer",
+    "int32_t*": "int32*", "uint8_t*": "uint8*", "uint32_t*": "uint32*", "double*": "double*",
+    "const uint8_t*": "const uint8*", "const uint32_t*": "const uint32*", "void*": "void*",
+    "svodb_pump_handler": "pump handler", "svodb_post_handler": "post handler",
+}
+_DECLARATION = re.compile(r"SVODB_API\s+([\w ]+?\**)\s*(?:SVODB_CALL\s+)?(\w+)\s*\(([^)]*)\)\s*;", re.S)
+
+
+def _argument_type(argument: str) -> str:
+    words = argument.replace("*", " * ").split()
+    if words == ["void"]:
+        return ""
+    words = words[:-1]  # the parameter's name
+    return _C_TYPES[" ".join(words).replace(" *", "*")]
+
+
+def declarations(header: str):
+    with open(header, encoding="utf-8") as file:
+        text = re.sub(r"/\*.*?\*/", "", file.read(), flags=re.S)
+    for result, name, arguments in _DECLARATION.findall(text):
+        types = tuple(t for t in (_argument_type(a) for a in arguments.split(",")) if t)
+        yield name, _C_TYPES[result.strip().replace(" *", "*")], types
+
+
+@pytest.mark.parametrize(
+    "header, table",
+    [("svodb.h", _library.EXPORTS), ("svodb_linux.h", _library.LINUX_EXPORTS)],
+)
+def test_table_matches_header(header, table):
+    declared = list(declarations(os.path.join(source_file("SVODB_HEADER_DIR"), header)))
+    assert [(e.name, e.result, e.arguments) for e in table] == declared
+
+
+def test_table_has_the_98_exports_with_the_nine_decorated_windows_names():
+    assert len(_library.EXPORTS) == 98
+    with open(source_file("SVODB_EXPORT_LIST"), encoding="utf-8") as file:
+        listed = [line.split()[0] for line in file if line.strip() and not line.startswith("#")]
+    decorated = sorted(name for name in listed if name.startswith("_"))
+    assert sorted(e.windows_name for e in _library.EXPORTS if e.windows_name) == decorated
+    assert len(decorated) == 9
+    plain = {e.windows_name or e.name for e in _library.EXPORTS}
+    linux_only = {e.name for e in _library.LINUX_EXPORTS}
+    assert plain | linux_only == set(listed)
+
+
+def test_catalogue_texts_are_the_tools():
+    shown = subprocess.run([source_file("SVODB_TOOL"), "vars", "--json"], check=True, capture_output=True,
+                           text=True, env={**os.environ, "SVODB_SIM_STATE": ""}).stdout
+    with open(os.path.join(os.path.dirname(_library.__file__), "catalogue.json"), encoding="utf-8") as file:
+        # Regenerate with: svodb vars --json > python/svodb/catalogue.json
+        assert json.load(file) == json.loads(shown)

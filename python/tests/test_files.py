@@ -1,0 +1,96 @@
+"""Backup and restore, parameter files and factory defaults."""
+
+import os
+import subprocess
+
+import pytest
+
+import svodb
+from conftest import source_file
+
+KVP_LINE = 45  # the KVP line of a user file of the virtual drive
+
+
+def _edited(source, target, name, value):
+    with open(source, encoding="latin-1") as file:
+        lines = file.read().splitlines()
+    lines = [f"{name} = {value}" if line.split("=")[0].strip() == name else line for line in lines]
+    with open(target, "w", encoding="latin-1") as file:
+        file.write("\n".join(lines) + "\n")
+
+
+def _value_line(path, name):
+    with open(path, encoding="latin-1") as file:
+        return next(" ".join(line.split()) for line in file if line.split("=")[0].strip() == name)
+
+
+def test_backup_restore_round_trip(drive, tmp_path):
+    original, edited, after = tmp_path / "original.par", tmp_path / "edited.par", tmp_path / "after.par"
+    drive.backup(original)
+    assert _value_line(original, "KVI") == "KVI = 4.909000 Hz"
+    _edited(original, edited, "KVI", "5.475")  # a value the drive's format holds
+    checked = drive.restore(edited)  # a dry run writes nothing
+    assert len(checked) == 46 and all(line.ok and line.message == "" for line in checked)
+    drive.backup(after)
+    assert _value_line(after, "KVI") == "KVI = 4.909000 Hz"
+    drive.restore(edited, dry_run=False)
+    drive.backup(after)
+    assert _value_line(after, "KVI") == "KVI = 5.475000 Hz"
+    drive.restore(original, dry_run=False)
+    drive.backup(after)
+    assert after.read_bytes() == original.read_bytes()
+
+
+def test_restore_reports_each_failing_line_and_writes_nothing(drive, tmp_path):
+    original, bad, after = tmp_path / "original.par", tmp_path / "bad.par", tmp_path / "after.par"
+    drive.backup(original)
+    _edited(original, bad, "KVP", "fast")
+    _edited(bad, bad, "BatFDis", "Sometimes")
+    with open(bad, "a", encoding="latin-1") as file:
+        file.write("NoSuchThing = 1\n")
+    failing = [line for line in drive.restore(bad) if not line.ok]
+    assert failing == [svodb.LineResult(7, "BatFDis = Sometimes", 23), svodb.LineResult(KVP_LINE, "KVP = fast", 23),
+                       svodb.LineResult(51, "NoSuchThing = 1", 8)]
+    assert [line.message for line in failing] == ["Data is out of range", "Data is out of range", "Invalid parameter"]
+    with pytest.raises(svodb.OutOfRangeError) as raised:
+        drive.restore(bad, dry_run=False)
+    assert str(raised.value) == "line 7 (BatFDis = Sometimes): Data is out of range (code 23)"
+    drive.backup(after)
+    assert after.read_bytes() == original.read_bytes()
+
+
+def test_parameter_file_reads_and_writes_through_the_library(drive, tmp_path):
+    drive.backup(tmp_path / "drive.par")
+    read = svodb.ParameterFile.read(tmp_path / "drive.par")
+    assert (read.model, read.network, read.velocity, read.version, read.manufacturing) == (31, False, True, 4, False)
+    assert len(read.values) == 46
+    assert (read.values["KVP"], read.values["OpMode"].name, read.values["DM1Map"].name) == (
+        0.032, "SetupS2-1", "VelFB 2288 RPM/V")
+    read.values["KVP"] = 0.05
+    read.write(tmp_path / "written.par")
+    assert _value_line(tmp_path / "written.par", "KVP") == "KVP = 0.050000 Arms/rad/sec"
+    again = svodb.ParameterFile.read(tmp_path / "written.par")
+    # The writer lists every parameter of the image; those the file did
+    # not hold come with the model's defaults.
+    assert {name: again.values[name] for name in read.values} == read.values
+
+
+def test_parameter_file_errors(tmp_path):
+    with pytest.raises(svodb.ParameterFileError, match=r"^Can't open file when reading file at No.0 variable"):
+        svodb.ParameterFile.read(tmp_path / "missing.par")
+
+
+@pytest.mark.parametrize("model, network", [("X7102", False), (26, True)])
+def test_defaults_match_the_tools(tmp_path, model, network):
+    ours, tools = tmp_path / "ours.par", tmp_path / "tools.par"
+    # The tool makes torque (current) images.
+    svodb.defaults(model, network=network, logic=3, velocity=False).save_file(ours)
+    command = [source_file("SVODB_TOOL"), "defaults", "--model", str(model), "--logic", "3", "--out", str(tools)]
+    subprocess.run(command + (["--network"] if network else []), check=True, capture_output=True,
+                   env={**os.environ, "SVODB_SIM_STATE": ""})
+    assert ours.read_bytes() == tools.read_bytes()
+
+
+def test_defaults_refuse_an_unknown_model():
+    with pytest.raises(svodb.OutOfRangeError, match=r"no model is called 'X9'"):
+        svodb.defaults("X9")

@@ -1,0 +1,141 @@
+"""Flash with progress, monitoring on a virtual clock, the plot, the
+motor data block and the command line."""
+
+import threading
+
+import pytest
+
+import svodb
+from svodb import __main__ as command_line
+
+I00_STEPS = 2058
+
+
+def _i00(data: bytes, logic: int) -> str:
+    """An I00 file: the header with the logic version, an address record,
+    data records of 32 bytes with their checksums, the end record."""
+    lines = ["#IT: svodb python test", "# made by the tests", f"#LogicVer:{logic}", ":020000040000FA"]
+    for at in range(0, len(data), 32):
+        record = bytes([len(data[at:at + 32]), at >> 8 & 0xFF, at & 0xFF, 0]) + data[at:at + 32]
+        lines.append(":" + (record + bytes([-sum(record) & 0xFF])).hex().upper())
+    return "\n".join(lines + [":00000001FF", ""])
+
+
+def test_flash_reports_every_step(drive, tmp_path):
+    image = tmp_path / "image.i00"
+    image.write_text(_i00(bytes(range(256)) * 4, logic=4))
+    for verify in (False, True):
+        steps = []
+        drive.flash(image, verify=verify, progress=lambda step, total: steps.append((step, total)))
+        assert steps == [(step, I00_STEPS) for step in range(I00_STEPS)]
+
+
+@pytest.mark.parametrize(
+    "text, family, message",
+    [
+        (_i00(b"\x01" * 32, logic=3), svodb.ParameterFileError, "Wrong file version (code 33)"),
+        ("not a configuration file\n", svodb.ParameterFileError, "Wrong file format (code 32)"),
+    ],
+)
+def test_flash_refuses_bad_files_after_the_first_step(drive, tmp_path, text, family, message):
+    image = tmp_path / "bad.i00"
+    image.write_text(text)
+    steps = []
+    with pytest.raises(family) as raised:
+        drive.flash(image, progress=lambda step, total: steps.append(step))
+    assert (str(raised.value), steps) == (message, [0])
+
+
+def test_flash_passes_on_an_exception_of_the_callback(drive, tmp_path):
+    image = tmp_path / "image.i00"
+    image.write_text(_i00(b"\x02" * 64, logic=4))
+
+    def refuse(step, total):
+        raise KeyboardInterrupt
+
+    with pytest.raises(KeyboardInterrupt):
+        drive.flash(image, progress=refuse)
+
+
+class VirtualClock:
+    def __init__(self, start=100.0):
+        self.now, self.sleeps = start, []
+
+    def __call__(self):
+        return self.now
+
+    def sleep(self, seconds):
+        self.sleeps.append(round(seconds, 9))
+        self.now += seconds
+
+
+def test_monitor_reads_on_schedule(drive):
+    clock = VirtualClock()
+    recording = drive.monitor(["kvp", "VelFB"], seconds=1.0, rate=4, clock=clock, sleep=clock.sleep)
+    assert recording.times == [0.0, 0.25, 0.5, 0.75, 1.0]
+    assert clock.sleeps == [0.25] * 4
+    assert recording.values == {"KVP": [drive["KVP"]] * 5, "VelFB": [0.0] * 5}
+    assert recording.units == {"KVP": "Arms/rad/sec", "VelFB": "RPM"}
+    with pytest.raises(svodb.OutOfRangeError):
+        drive.monitor(["KVP"], seconds=1.0, rate=0)
+
+
+def _png_facts(path):
+    from matplotlib import image
+
+    pixels = image.imread(path)
+    colours = {tuple(pixel) for row in pixels[::4] for pixel in row[::4]}
+    return pixels.shape, len(colours)
+
+
+def test_plot_writes_a_real_picture(drive, tmp_path):
+    pytest.importorskip("matplotlib")
+    from svodb.plot import plot_recording
+
+    clock = VirtualClock()
+    recording = drive.monitor(["KVP", "VelFB"], seconds=2, rate=5, clock=clock, sleep=clock.sleep)
+    recording.values["VelFB"] = [float(k % 3) for k in range(len(recording.times))]  # a line that moves
+    plot_recording(recording, tmp_path / "plot.png")
+    assert (tmp_path / "plot.png").read_bytes()[:8] == b"\x89PNG\r\n\x1a\n"
+    shape, colours = _png_facts(tmp_path / "plot.png")
+    assert shape[:2] == (560, 900)  # 9 x 5.6 inches at 100 dpi
+    assert colours > 20  # axes, text, two coloured lines: far from blank
+
+
+def test_command_line(tmp_path, capsys):
+    pytest.importorskip("matplotlib")
+    assert command_line.main(["get", "KVP", "OpMode"]) == 0
+    assert command_line.main(["info"]) == 0
+    assert command_line.main(["get", "NoSuchName"]) == 1
+    assert command_line.main(["plot", "KVP", "--seconds", "0", "--out", str(tmp_path / "one.png")]) == 0
+    out, err = capsys.readouterr()
+    lines = out.splitlines()
+    assert lines[0:2] == ["KVP                0.032 Arms/rad/sec", "OpMode             2 (SetupS2-1)"]
+    assert lines[2:4] == ["model:          31 (X7102 240Vac 3/9Arms)", "mode:           1 (velocity)"]
+    assert lines[-1] == f"1 reads of KVP over 0 s -> {tmp_path / 'one.png'}"
+    assert err == "svodb: Invalid parameter: 'NoSuchName' (code 8)\n"
+    assert _png_facts(tmp_path / "one.png")[1] > 20
+
+
+def test_motor_data_block(drive):
+    assert drive.motor_data.field("Kt") == ("0.50000", "N-m/Arms")
+    for block, message in [([0] * 384, "Wrong Checksum of TRX data"), ([256] + [0] * 383, "Wrong TRX data")]:
+        with pytest.raises(svodb.DriveError, match=f"^{message}"):
+            drive.motor_data.check(block)
+    assert svodb.motor_data.is_valid([255] + [0] * 383) and not svodb.motor_data.is_valid([0] * 384)
+
+
+def test_a_background_thread_polls_while_the_main_thread_works(drive):
+    polled, stop = [], threading.Event()
+
+    def poll():
+        while not stop.is_set() and len(polled) < 200:
+            polled.append(drive["VelFB"])
+
+    poller = threading.Thread(target=poll)
+    poller.start()
+    for value in (0.05, 0.032) * 20:
+        assert drive.write("KVP", value) == value
+    stop.set()
+    poller.join()
+    assert polled and set(polled) == {0.0}
