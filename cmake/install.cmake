@@ -50,10 +50,10 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME svodb)
 set(CPACK_DEBIAN_RUNTIME_DESCRIPTION
-    "parameter database of a family of servo drives\n The svodb library, the svodb command-line tool and a virtual drive to run it\n without hardware.")
+    "The svodb library, the svodb command-line tool, and a virtual drive to run\nthe tool without hardware.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME svodb-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "svodb (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_DESCRIPTION
-    "parameter database of a family of servo drives (development files)\n The C headers of the svodb library, its CMake package and its pkg-config file.")
+    "Development files: the C headers of the svodb library, its CMake package\n(svodb::svodb) and its pkg-config file.")
 include(CPack)
