@@ -92,6 +92,22 @@ bool TakeOption(Args& args, std::size_t i) {
   return true;
 }
 
+#ifndef _WIN32
+#ifndef SVODB_INSTALLED_TRANSPORT_DIR
+#define SVODB_INSTALLED_TRANSPORT_DIR "../lib/svodb"
+#endif
+
+// In the build tree the virtual drive lies beside the tool; installed, it
+// lies in a private folder relative to the tool, so that it never shadows a
+// real transport on the system's library path.
+std::filesystem::path DefaultTransport(const std::filesystem::path& toolFolder) {
+  const std::filesystem::path beside = toolFolder / "libCommSVODB.so";
+  std::error_code error;
+  if (std::filesystem::exists(beside, error)) return beside;
+  return toolFolder / SVODB_INSTALLED_TRANSPORT_DIR / "libCommSVODB.so";
+}
+#endif
+
 }  // namespace
 
 bool TakeGlobalOptions(Args& args) {
@@ -119,7 +135,7 @@ void LoadTransport(const char* argv0) {
     std::error_code error;
     std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
     if (error) self = std::filesystem::absolute(argv0, error);
-    path = (self.parent_path() / "libCommSVODB.so").string();
+    path = DefaultTransport(self.parent_path()).string();
   }
   // The library binds its transport by the name libCommSVODB.so; a library
   // already loaded under that name (its soname) is the one it gets.

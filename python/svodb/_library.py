@@ -273,15 +273,19 @@ TRANSPORT_ENVIRONMENT = "SVODB_TRANSPORT"
 
 
 def _default_transport(library_path: str) -> Optional[Path]:
-    """``SVODB_TRANSPORT``, else the transport lying beside the svodb library
-    (as the virtual drive lies in a build tree or an installation)."""
+    """``SVODB_TRANSPORT``, else the virtual drive's transport lying beside
+    the svodb library (a build tree) or in its private folder ``svodb/``
+    beside it (an installation), as the svodb tool chooses it."""
     explicit = os.environ.get(TRANSPORT_ENVIRONMENT)
     if explicit:
         return Path(explicit)
     if os.path.dirname(library_path) == "":
         return None  # found by the loader's search: the loader finds the transport too
-    candidate = Path(library_path).parent / TRANSPORT_FILE_NAME
-    return candidate if candidate.is_file() else None
+    folder = Path(library_path).parent
+    for candidate in (folder / TRANSPORT_FILE_NAME, folder / "svodb" / TRANSPORT_FILE_NAME):
+        if candidate.is_file():
+            return candidate
+    return None
 
 
 def load_transport(path: os.PathLike) -> None:
