@@ -119,7 +119,7 @@ TEST_F(WindowMessages, SamplingHandlesOneWaitingMessagePerSample) {
   g_sampling = false;
   ASSERT_EQ(result, 1);
   EXPECT_EQ(g_handledWhileSampling, 3);
-  EXPECT_STREQ(unit, "Volts");
+  EXPECT_STREQ(unit, " Volts");  // unit texts start with a blank
   EXPECT_EQ(DispatchWaiting(), 2);
   ASSERT_EQ(g_received.size(), 5u);
   for (std::size_t i = 0; i < g_received.size(); ++i) EXPECT_EQ(g_received[i].wParam, i);
