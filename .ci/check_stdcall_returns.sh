@@ -37,7 +37,8 @@ BEGIN {
     else if (line !~ /^\t\[/) section = ""
     if (section == "addresses" && line ~ /Export RVA/) {
       match(line, /\[ *[0-9]+\]/); index_text = substr(line, RSTART + 1, RLENGTH - 2); gsub(/ /, "", index_text)
-      split(line, f, /[ \t]+/); rva[index_text + 0] = hex(f[5])
+      address = line; sub(/ Export RVA.*$/, "", address); sub(/^.* /, "", address)
+      rva[index_text + 0] = hex(address)
     }
     if (section == "names" && line ~ /^\t\[/) {
       match(line, /\[ *[0-9]+\]/); index_text = substr(line, RSTART + 1, RLENGTH - 2); gsub(/ /, "", index_text)
@@ -54,8 +55,8 @@ BEGIN {
       owner = label; sub(/\.cold(\.[0-9]+)?$/, "", owner)
       continue
     }
-    if (line ~ /^ +[0-9a-f]+:\t(ret|retn)/) {
-      operand = line; sub(/^ +[0-9a-f]+:\t(ret|retn) */, "", operand)
+    if (line ~ /^ *[0-9a-f]+:\t(ret|retn)/) {
+      operand = line; sub(/^ *[0-9a-f]+:\t(ret|retn) */, "", operand)
       popped = operand == "" ? 0 : hex(substr(operand, 2))
       returns[owner] = returns[owner] " " popped
     }
@@ -69,8 +70,8 @@ BEGIN {
   want = "_" plain "@" bytes
   if (label_at[at] != want) { printf "%s: points at <%s>, not <%s>\n", name, label_at[at], want; bad++; next }
   if (returns[want] == "") { printf "%s: <%s> has no ret of its own\n", name, want; bad++; next }
-  n = split(returns[want], popped, " ")
-  for (i = 1; i <= n; i++) if (popped[i] != bytes) { printf "%s: ret %s, expected %s\n", name, popped[i], bytes; bad++; next }
+  n = split(returns[want], pops, " ")
+  for (i = 1; i <= n; i++) if (pops[i] != bytes) { printf "%s: ret %s, expected %s\n", name, pops[i], bytes; bad++; next }
   checked++
 }
 END {
