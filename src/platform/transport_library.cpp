@@ -93,7 +93,9 @@ bool TransportLibrary::IsLoaded() {
 
 TransportStatus TransportLibrary::Status() {
   Bound();
-  if (!library_) return {TransportStatus::State::kNotFound, kTransportLibraryName + std::string(" not found: ") + problem_};
+  if (!library_) {
+    return {TransportStatus::State::kNotFound, std::string(kTransportLibraryName) + " not found: " + problem_};
+  }
   if (missing_.empty()) return {TransportStatus::State::kLoaded, library_->Path()};
   std::string text = library_->Path() + " lacks";
   for (const std::string& name : missing_) text += " " + name;
