@@ -20,8 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int32_t kWriteCantOpenFile = 60031;  // 60000 + "Can't open file"
-
 std::string ReadBytes(const fs::path& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
@@ -98,6 +96,7 @@ TEST_F(ParameterFiles, AFileHeldOpenElsewhere) {
   const HANDLE held = CreateFileA(file.string().c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
                                   OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   ASSERT_NE(held, INVALID_HANDLE_VALUE);
+  constexpr int32_t kWriteCantOpenFile = 60031;  // 60000 + "Can't open file"
   EXPECT_EQ(WRToFileUser_SVODB(file.string().c_str()), kWriteCantOpenFile);
   CloseHandle(held);
   EXPECT_EQ(ReadBytes(file), "old contents\n");
