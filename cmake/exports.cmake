@@ -9,24 +9,26 @@
 # A row "Name bytes linux" is an export of the Linux library only: it stays
 # out of the module-definition file and the Windows table. LINUX_HEADER names
 # the header that declares such exports (default: HEADER); the header check
-# names them only when _WIN32 is not defined.
+# names them only when _WIN32 is not defined. A row "Name bytes ext" is an
+# extension exported on every system, declared in EXT_HEADER. CORE_COUNT,
+# when given, is the number of rows without a mark (the interface proper).
 
 # Reads the list into three parallel lists: the Windows export names, the
-# argument bytes of each, and where each is exported ("all" or "linux").
+# argument bytes of each, and what each is ("all", "linux" or "ext").
 function(svodb_read_export_list list_file out_names out_bytes out_platforms)
   file(STRINGS ${list_file} lines REGEX "^[^#].*[^ ]")
   set(names)
   set(bytes)
   set(platforms)
   foreach(line IN LISTS lines)
-    string(REGEX MATCH "^([A-Za-z_0-9@]+) +([0-9]+)( +linux)?$" matched "${line}")
+    string(REGEX MATCH "^([A-Za-z_0-9@]+) +([0-9]+)( +(linux|ext))?$" matched "${line}")
     if(NOT matched)
       message(FATAL_ERROR "bad export list line: '${line}'")
     endif()
     list(APPEND names ${CMAKE_MATCH_1})
     list(APPEND bytes ${CMAKE_MATCH_2})
-    if(CMAKE_MATCH_3)
-      list(APPEND platforms linux)
+    if(CMAKE_MATCH_4)
+      list(APPEND platforms ${CMAKE_MATCH_4})
     else()
       list(APPEND platforms all)
     endif()
@@ -56,12 +58,20 @@ function(svodb_write_if_changed path content)
 endfunction()
 
 function(svodb_generate_export_files prefix list_file header dll_name out_dir)
-  cmake_parse_arguments(PARSE_ARGV 5 arg "" "LINUX_HEADER" "")
+  cmake_parse_arguments(PARSE_ARGV 5 arg "" "LINUX_HEADER;EXT_HEADER;CORE_COUNT" "")
   if(NOT arg_LINUX_HEADER)
     set(arg_LINUX_HEADER ${header})
   endif()
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list_file})
   svodb_read_export_list(${list_file} names bytes platforms)
+  if(arg_CORE_COUNT)
+    set(core ${platforms})
+    list(FILTER core INCLUDE REGEX "^all$")
+    list(LENGTH core core_count)
+    if(NOT core_count EQUAL arg_CORE_COUNT)
+      message(FATAL_ERROR "${list_file}: ${core_count} exports without a mark, not ${arg_CORE_COUNT}")
+    endif()
+  endif()
   list(LENGTH names count)
   math(EXPR last "${count} - 1")
   set(def "LIBRARY ${dll_name}\nEXPORTS\n")
@@ -69,6 +79,9 @@ function(svodb_generate_export_files prefix list_file header dll_name out_dir)
   set(check "#include \"${header}\"\n")
   if(platforms MATCHES "linux" AND NOT arg_LINUX_HEADER STREQUAL header)
     string(APPEND check "#ifndef _WIN32\n#include \"${arg_LINUX_HEADER}\"\n#endif\n")
+  endif()
+  if(arg_EXT_HEADER)
+    string(APPEND check "#include \"${arg_EXT_HEADER}\"\n")
   endif()
   string(APPEND check "\ntypedef void (*AnyFunction)(void);\nconst AnyFunction ${prefix}_every_export[] = {\n")
   set(linux_list "")

@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "svodb/svodb.h"
+#include "svodb/svodb_ext.h"
 
 #ifndef _WIN32
 #include <dlfcn.h>
@@ -150,6 +151,19 @@ void LoadTransport(const char* argv0) {
 #endif
 }
 
+std::string TransportStatus() {
+  char text[SVODB_TRANSPORT_TEXT_SIZE] = "";
+  svodb_transport_status(text, sizeof text);
+  return text;
+}
+
+// A connection that fails for want of a transport says so, not just that
+// the drive does not respond ("No Response from drive").
+void ExplainMissingTransport() {
+  char text[SVODB_TRANSPORT_TEXT_SIZE] = "";
+  if (svodb_transport_status(text, sizeof text) != SVODB_TRANSPORT_LOADED) std::fprintf(stderr, "svodb: %s\n", text);
+}
+
 int32_t Connect() {
   const ConnectionOptions& o = Connection();
   if (o.network.empty()) return UsePort(o.port, o.baudRate, 1, 0, 0, 0);
@@ -177,6 +191,7 @@ bool ConnectToDrive() {
   int32_t result = Connect();
   if (result != 1) {
     LibraryFailure("cannot open the connection", result);
+    ExplainMissingTransport();
     return false;
   }
   int32_t model = 0, mode = 0;

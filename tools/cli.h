@@ -53,6 +53,12 @@ void LoadTransport(const char* argv0);
 // Opens the connection the options describe; the library's code.
 int32_t Connect();
 
+// The library's own account of its transport: its path, or where it was
+// looked for and why it could not be loaded.
+std::string TransportStatus();
+// Prints that status to standard error unless the transport is loaded.
+void ExplainMissingTransport();
+
 // Prints "svodb: MESSAGE" to standard error and returns kExitUsage.
 int UsageError(const std::string& message);
 // Prints "svodb: WHAT: <library message> (code N)" and returns kExitFailure.

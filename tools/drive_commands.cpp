@@ -16,13 +16,17 @@ int RunVersion(const Args& args) {
   DLLVersion_SVODB(library);
   NCLVersion_SVODB(network);
   DLLCompileTime_SVODB(built);
-  std::printf("library:  %s\nnetwork:  %s\nbuilt:    %s\n", library, network[0] ? network : "(none)", built);
+  std::printf("library:  %s\nnetwork:  %s\nbuilt:    %s\ntransport: %s\n", library, network[0] ? network : "(none)",
+              built, TransportStatus().c_str());
   return kExitOk;
 }
 
 bool Connected() {
   const int32_t result = Connect();
-  if (result != 1) LibraryFailure("cannot open the connection", result);
+  if (result != 1) {
+    LibraryFailure("cannot open the connection", result);
+    ExplainMissingTransport();
+  }
   return result == 1;
 }
 

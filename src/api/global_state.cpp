@@ -26,7 +26,7 @@ Transport* g_testTransport = nullptr;
 Platform* g_testPlatform = nullptr;
 
 // The transport library is loaded at the first operation that needs it.
-Transport& BoundTransport() {
+TransportLibrary& BoundTransport() {
   static TransportLibrary library;
   return library;
 }
@@ -42,6 +42,8 @@ LibraryContext Context() { return LibraryContext{g_database, g_registers, Active
 uint32_t& CurrentNode() { return g_currentNode; }
 
 FeedbackContext Feedback(LibraryContext& ctx) { return FeedbackContext{ctx, g_feedback, g_mdbFields, g_trxFields}; }
+
+TransportStatus BoundTransportStatus() { return BoundTransport().Status(); }
 
 void UseTransportForTesting(Transport* transport) { g_testTransport = transport; }
 void UsePlatformForTesting(Platform* platform) { g_testPlatform = platform; }

@@ -8,6 +8,7 @@
 
 #include "context.h"
 #include "feedback/feedback_context.h"
+#include "platform/transport_library.h"
 
 namespace svodb::api {
 
@@ -29,6 +30,10 @@ uint32_t& CurrentNode();
 
 // The feedback device's process-wide state with the library's context.
 FeedbackContext Feedback(LibraryContext& ctx);
+
+// What became of the transport library that the exports bind when no test
+// put its own transport in place (loading it if not tried yet).
+TransportStatus BoundTransportStatus();
 
 // Lets a test put its own transport (or the in-process virtual drive)
 // behind the exports; null restores the bound transport library.

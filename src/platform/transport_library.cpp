@@ -44,14 +44,14 @@ constexpr const char* kGetIspStatus = "GetISPStatus";
 #endif
 
 template <typename Function>
-void Resolve(const SharedLibrary& library, const char* name, Function& function) {
+void Resolve(const SharedLibrary& library, const char* name, Function& function, std::vector<std::string>& missing) {
   function = reinterpret_cast<Function>(library.FindFunction(name));
+  if (function == nullptr) missing.emplace_back(name);
 }
-
 
 }  // namespace
 
-std::unique_ptr<SharedLibrary> LoadTransportLibrary() { return LoadSharedLibrary(kTransportLibraryName); }
+LibraryLookup LoadTransportLibrary() { return LoadFromPlaces(kTransportLibraryName, CompanionPlaces()); }
 
 TransportLibrary::TransportLibrary(SharedLibraryLoader loader) : loader_(std::move(loader)) {}
 
@@ -60,33 +60,46 @@ TransportLibrary::~TransportLibrary() = default;
 const TransportLibrary::Functions& TransportLibrary::Bound() {
   if (functions_) return *functions_;
   functions_ = std::make_unique<Functions>();
-  library_ = loader_ ? loader_() : nullptr;
+  LibraryLookup lookup = loader_ ? loader_() : LibraryLookup{nullptr, "no way to load it"};
+  library_ = std::move(lookup.library);
+  problem_ = std::move(lookup.problem);
   if (!library_) return *functions_;
   const SharedLibrary& lib = *library_;
   Functions& f = *functions_;
-  Resolve(lib, "InitComPort", f.initComPort);
-  Resolve(lib, kInitMotoBus, f.initMotoBus);
-  Resolve(lib, kKillMotoBus, f.killMotoBus);
-  Resolve(lib, kGetCommType, f.getCommType);
-  Resolve(lib, "GetVarFromFPGA", f.getVarFromFpga);
-  Resolve(lib, "PutVarToFPGA", f.putVarToFpga);
-  Resolve(lib, "GetVarFromEEPROM", f.getVarFromEeprom);
-  Resolve(lib, "PutVarToEEPROM", f.putVarToEeprom);
-  Resolve(lib, "NVEraseUnit", f.nvEraseUnit);
-  Resolve(lib, "FlushPort", f.flushPort);
-  Resolve(lib, "ChangeBaudRate", f.changeBaudRate);
-  Resolve(lib, "SendISPByte", f.sendIspByte);
-  Resolve(lib, kGetIspStatus, f.getIspStatus);
-  Resolve(lib, "ChangeGetSleepTime", f.changeGetSleepTime);
-  Resolve(lib, "GetMaxNumMotoBusAxes", f.getMaxNumMotoBusAxes);
-  Resolve(lib, "CommSVODBVersion", f.commSvodbVersion);
-  Resolve(lib, "CommNCLVersion", f.commNclVersion);
+  Resolve(lib, "InitComPort", f.initComPort, missing_);
+  Resolve(lib, kInitMotoBus, f.initMotoBus, missing_);
+  Resolve(lib, kKillMotoBus, f.killMotoBus, missing_);
+  Resolve(lib, kGetCommType, f.getCommType, missing_);
+  Resolve(lib, "GetVarFromFPGA", f.getVarFromFpga, missing_);
+  Resolve(lib, "PutVarToFPGA", f.putVarToFpga, missing_);
+  Resolve(lib, "GetVarFromEEPROM", f.getVarFromEeprom, missing_);
+  Resolve(lib, "PutVarToEEPROM", f.putVarToEeprom, missing_);
+  Resolve(lib, "NVEraseUnit", f.nvEraseUnit, missing_);
+  Resolve(lib, "FlushPort", f.flushPort, missing_);
+  Resolve(lib, "ChangeBaudRate", f.changeBaudRate, missing_);
+  Resolve(lib, "SendISPByte", f.sendIspByte, missing_);
+  Resolve(lib, kGetIspStatus, f.getIspStatus, missing_);
+  Resolve(lib, "ChangeGetSleepTime", f.changeGetSleepTime, missing_);
+  Resolve(lib, "GetMaxNumMotoBusAxes", f.getMaxNumMotoBusAxes, missing_);
+  Resolve(lib, "CommSVODBVersion", f.commSvodbVersion, missing_);
+  Resolve(lib, "CommNCLVersion", f.commNclVersion, missing_);
   return f;
 }
 
 bool TransportLibrary::IsLoaded() {
   Bound();
   return library_ != nullptr;
+}
+
+TransportStatus TransportLibrary::Status() {
+  Bound();
+  if (!library_) {
+    return {TransportStatus::State::kNotFound, std::string(kTransportLibraryName) + " not found: " + problem_};
+  }
+  if (missing_.empty()) return {TransportStatus::State::kLoaded, library_->Path()};
+  std::string text = library_->Path() + " lacks";
+  for (const std::string& name : missing_) text += " " + name;
+  return {TransportStatus::State::kIncomplete, text};
 }
 
 namespace {

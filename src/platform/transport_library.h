@@ -7,6 +7,8 @@
 #pragma once
 
 #include <memory>
+#include <string>
+#include <vector>
 
 #include "drive/transport.h"
 #include "platform/shared_library.h"
@@ -19,8 +21,20 @@ inline constexpr const char* kTransportLibraryName = "CommSVODB.dll";
 inline constexpr const char* kTransportLibraryName = "libCommSVODB.so";
 #endif
 
-// Loads kTransportLibraryName.
-std::unique_ptr<SharedLibrary> LoadTransportLibrary();
+// Loads kTransportLibraryName from the places of CompanionPlaces(): a
+// transport kept beside the library, in a folder that is not the
+// application's, is found first.
+LibraryLookup LoadTransportLibrary();
+
+// Whether the transport is there, for a client to tell its user why every
+// online operation answers "No Response from drive".
+struct TransportStatus {
+  enum class State { kNotFound = 0, kLoaded = 1, kIncomplete = 2 };
+  State state = State::kNotFound;
+  // kLoaded: the library's path; kNotFound: each place looked at and why it
+  // failed; kIncomplete: the library's path and the functions it lacks.
+  std::string text;
+};
 
 class TransportLibrary final : public Transport {
  public:
@@ -47,6 +61,8 @@ class TransportLibrary final : public Transport {
 
   // Whether the library was found (loading it if not tried yet).
   bool IsLoaded();
+  // Loads the library if not tried yet.
+  TransportStatus Status();
 
  private:
   struct Functions;
@@ -55,6 +71,8 @@ class TransportLibrary final : public Transport {
   SharedLibraryLoader loader_;
   std::unique_ptr<SharedLibrary> library_;
   std::unique_ptr<Functions> functions_;
+  std::string problem_;                // why no library was loaded
+  std::vector<std::string> missing_;  // functions the loaded library lacks
 };
 
 }  // namespace svodb

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <string>
 
@@ -36,6 +37,7 @@ class FakeLibrary final : public SharedLibrary {
     const auto found = functions_.find(name);
     return found == functions_.end() ? nullptr : found->second;
   }
+  std::string Path() const override { return "/opt/drive/libCommSVODB.so"; }
 
  private:
   std::map<std::string, void*> functions_;
@@ -44,12 +46,12 @@ class FakeLibrary final : public SharedLibrary {
 SharedLibraryLoader PartialLibrary() {
   return [] {
     ++g_loads;
-    return std::make_unique<FakeLibrary>(std::map<std::string, void*>{
+    return LibraryLookup{std::make_unique<FakeLibrary>(std::map<std::string, void*>{
         {"GetVarFromFPGA", reinterpret_cast<void*>(&FakeGetVarFromFpga)},
         {"GetCommType", reinterpret_cast<void*>(&FakeGetCommType)},
         {"InitMotoBus", reinterpret_cast<void*>(&FakeInitMotoBus)},
         {"CommSVODBVersion", reinterpret_cast<void*>(&FakeVersion)},
-    });
+    }), {}};
   };
 }
 
@@ -90,7 +92,7 @@ TEST(TransportLibrary, AMissingFunctionAnswersNoResponse) {
 }
 
 TEST(TransportLibrary, AMissingLibraryIsNoConnection) {
-  TransportLibrary transport([] { return std::unique_ptr<SharedLibrary>(); });
+  TransportLibrary transport([] { return LibraryLookup{nullptr, "here: gone"}; });
   EXPECT_FALSE(transport.IsLoaded());
   EXPECT_EQ(transport.GetCommType(), 0);
   int32_t value = 0;
@@ -101,8 +103,68 @@ TEST(TransportLibrary, AMissingLibraryIsNoConnection) {
   EXPECT_STREQ(text, "");
 }
 
-TEST(TransportLibrary, TheSystemLoaderReportsAFileThatIsNotThere) {
-  EXPECT_EQ(LoadSharedLibrary("libsvodb-no-such-transport.so"), nullptr);
+TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
+  TransportLibrary partial(PartialLibrary());
+  TransportLibrary missing([] { return LibraryLookup{nullptr, "/opt/drive/libCommSVODB.so (here): gone"}; });
+  TransportLibrary none(SharedLibraryLoader{});
+  const struct {
+    TransportLibrary& transport;
+    TransportStatus::State state;
+    std::string text;
+  } cases[] = {
+      {partial, TransportStatus::State::kIncomplete,
+       "/opt/drive/libCommSVODB.so lacks InitComPort KillMotoBus PutVarToFPGA GetVarFromEEPROM PutVarToEEPROM "
+       "NVEraseUnit FlushPort ChangeBaudRate SendISPByte GetISPStatus ChangeGetSleepTime GetMaxNumMotoBusAxes "
+       "CommNCLVersion"},
+      {missing, TransportStatus::State::kNotFound,
+       "libCommSVODB.so not found: /opt/drive/libCommSVODB.so (here): gone"},
+      {none, TransportStatus::State::kNotFound, "libCommSVODB.so not found: no way to load it"},
+  };
+  for (const auto& c : cases) {
+    const TransportStatus status = c.transport.Status();
+    EXPECT_EQ(status.state, c.state) << c.text;
+    EXPECT_EQ(status.text, c.text);
+  }
+}
+
+// Two folders under the build tree: one empty, one holding the virtual
+// drive's transport library.
+class TransportPlaces : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    root_ = std::filesystem::temp_directory_path() /
+            ("svodb_places_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+    std::filesystem::remove_all(root_);
+    std::filesystem::create_directories(root_ / "empty");
+    std::filesystem::create_directories(root_ / "plugin");
+  }
+  void TearDown() override { std::filesystem::remove_all(root_); }
+  std::string Folder(const char* name) const { return (root_ / name).string() + "/"; }
+  void PutTransportIn(const char* name) const {
+    std::filesystem::copy_file(SVODB_TEST_TRANSPORT, root_ / name / kTransportLibraryName);
+  }
+
+  std::filesystem::path root_;
+};
+
+TEST_F(TransportPlaces, TheFirstPlaceThatHasTheLibraryWins) {
+  PutTransportIn("plugin");
+  const LibraryLookup lookup =
+      LoadFromPlaces(kTransportLibraryName, {{Folder("empty"), "first"}, {Folder("plugin"), "second"}});
+  ASSERT_NE(lookup.library, nullptr) << lookup.problem;
+  EXPECT_EQ(lookup.library->Path(), Folder("plugin") + kTransportLibraryName);
+  EXPECT_NE(lookup.library->FindFunction("GetVarFromFPGA"), nullptr);
+}
+
+TEST_F(TransportPlaces, NoPlaceHasItAndTheReportNamesEachPlace) {
+  const LibraryLookup lookup =
+      LoadFromPlaces(kTransportLibraryName, {{Folder("empty"), "first"}, {Folder("plugin"), "second"}});
+  EXPECT_EQ(lookup.library, nullptr);
+  const std::string first = Folder("empty") + kTransportLibraryName + " (first): ";
+  const std::string second = "; " + Folder("plugin") + kTransportLibraryName + " (second): ";
+  EXPECT_EQ(lookup.problem.rfind(first, 0), 0u) << lookup.problem;
+  EXPECT_NE(lookup.problem.find(second), std::string::npos) << lookup.problem;
+  EXPECT_EQ(LoadFromPlaces(kTransportLibraryName, {}).problem, "libCommSVODB.so: no place to look for it");
 }
 
 }  // namespace

@@ -1,0 +1,88 @@
+// A client that keeps the library and the transport together in a plugin
+// folder, away from its own executable: the library binds the transport
+// beside itself, and without one says where it looked. Each test runs in a
+// process of its own, so that no transport loaded by one is seen by the
+// other.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <string>
+
+#include "interface/loaded_library.h"
+#include "svodb/svodb.h"
+#include "svodb/svodb_ext.h"
+
+namespace svodb::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+using StatusFunction = int32_t(SVODB_CALL*)(char*, int32_t);
+using VersionFunction = void(SVODB_CALL*)(char*);
+
+const fs::path kLibrary = SVODB_LIBRARY_FILE;
+const fs::path kTransport = SVODB_TRANSPORT_FILE;
+
+// A fresh folder under the build tree holding copies of the given files.
+fs::path PluginFolder(const char* name, std::initializer_list<fs::path> files) {
+  const fs::path folder = fs::path(SVODB_TEST_WORK_DIR) / name;
+  fs::remove_all(folder);
+  fs::create_directories(folder);
+  for (const fs::path& file : files) fs::copy_file(file, folder / file.filename());
+  return folder;
+}
+
+TEST(PluginFolder, TheTransportBesideTheLibraryIsFound) {
+  const fs::path folder = PluginFolder("plugins_with_transport", {kLibrary, kTransport});
+  LoadedLibrary library((folder / kLibrary.filename()).string());
+  ASSERT_TRUE(library.Loaded());
+  const auto status = library.Find<StatusFunction>("svodb_transport_status");
+  const auto version = library.Find<VersionFunction>("DLLVersion_SVODB");
+  ASSERT_TRUE(status && version);
+
+  char text[SVODB_TRANSPORT_TEXT_SIZE] = "";
+  ASSERT_EQ(status(text, sizeof text), SVODB_TRANSPORT_LOADED) << text;
+  EXPECT_TRUE(fs::equivalent(text, folder / kTransport.filename())) << text;
+  char versions[SVODB_VERSION_SIZE] = "";
+  version(versions);
+  EXPECT_STREQ(versions, "SVODB virtual drive 1.0 and 1.60.0000");
+}
+
+TEST(PluginFolder, WithoutATransportTheStatusNamesEveryPlaceLookedAt) {
+  const fs::path folder = PluginFolder("plugins_without_transport", {kLibrary});
+  LoadedLibrary library((folder / kLibrary.filename()).string());
+  ASSERT_TRUE(library.Loaded());
+  const auto status = library.Find<StatusFunction>("svodb_transport_status");
+  ASSERT_TRUE(status);
+
+  char text[SVODB_TRANSPORT_TEXT_SIZE] = "";
+  ASSERT_EQ(status(text, sizeof text), SVODB_TRANSPORT_NOT_FOUND) << text;
+  const std::string report = text;
+  const std::string name = kTransport.filename().string();
+  EXPECT_EQ(report.rfind(name + " not found: ", 0), 0u) << report;
+  // The plugin folder first, as the system spells it.
+  const std::string beside = name + " (beside " + kLibrary.filename().string() + "): ";
+  const std::size_t first = report.find(beside);
+  ASSERT_NE(first, std::string::npos) << report;
+  const std::size_t start = (name + " not found: ").size();
+  const std::string firstPath = report.substr(start, first + name.size() - start);
+  EXPECT_TRUE(fs::equivalent(fs::path(firstPath).parent_path(), folder)) << firstPath;
+  EXPECT_LT(first, report.find(name + " (the application's folder): ")) << report;
+#ifdef _WIN32
+  EXPECT_LT(report.find(name + " (the application's folder): "), report.find(name + " (the system folder): "))
+      << report;
+#endif
+
+  // A short buffer gets the start of the text and its terminator, no more.
+  char shortText[8];
+  std::memset(shortText, 'X', sizeof shortText);
+  EXPECT_EQ(status(shortText, 5), SVODB_TRANSPORT_NOT_FOUND);
+  EXPECT_EQ(std::string(shortText, 5), report.substr(0, 4) + '\0');
+  EXPECT_EQ(shortText[5], 'X');
+  EXPECT_EQ(status(nullptr, 100), SVODB_TRANSPORT_NOT_FOUND);
+}
+
+}  // namespace
+}  // namespace svodb::testing
