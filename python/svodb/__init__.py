@@ -39,9 +39,22 @@ def version() -> str:
     return _core.text_of(_core.lib().DLLVersion_SVODB, _core.VERSION_SIZE)
 
 
+def transport_status() -> tuple:
+    """Whether the transport library loaded, and why not: (state, text), where
+    state is 0 (not found; the text names every place looked at), 1 (loaded;
+    the text is its path) or 2 (loaded, some functions missing)."""
+    import ctypes
+
+    from . import _core
+
+    text = ctypes.create_string_buffer(1024)
+    state = _core.lib().svodb_transport_status(text, len(text))
+    return state, text.value.decode("latin-1")
+
+
 __all__ = [
     "Base", "Context", "Drive", "DriveConnectionError", "DriveError", "EXPORTS", "FaultRecord", "Info",
     "LibraryNotFound", "LineResult", "MotorData", "Node", "OutOfRangeError", "ParameterFile",
     "ParameterFileError", "Properties", "Recording", "Sample", "SvodbError", "UnknownParameterError",
-    "Variable", "catalogue", "defaults", "find_library", "load", "message", "version",
+    "Variable", "catalogue", "defaults", "find_library", "load", "message", "transport_status", "version",
 ]

@@ -177,6 +177,10 @@ LINUX_EXPORTS: tuple = (
     _e("svodb_set_message_handlers", "void", "pump handler", "post handler", "void*"),
     _e("svodb_file_label", "int32", "text", "int32", "buffer"),
 )
+# Beyond the 98, on Linux and Windows alike (svodb_ext.h).
+EXTENSION_EXPORTS: tuple = (
+    _e("svodb_transport_status", "int32", "buffer", "int32"),
+)
 _TYPES.update({"pump handler": PUMP_HANDLER, "post handler": POST_HANDLER, "void*": ctypes.c_void_p})
 
 
@@ -237,7 +241,7 @@ class Library:
         loader = ctypes.WinDLL if _IS_WIN32 else ctypes.CDLL
         self.path = path
         self.handle = loader(path)
-        for export in EXPORTS + (() if _IS_WINDOWS else LINUX_EXPORTS):
+        for export in EXPORTS + EXTENSION_EXPORTS + (() if _IS_WINDOWS else LINUX_EXPORTS):
             setattr(self, export.name, self._bind(export))
 
     def _bind(self, export: Export) -> Callable:

@@ -9,6 +9,7 @@ import subprocess
 import pytest
 
 from conftest import source_file
+import svodb
 from svodb import _library
 
 # C types of the headers as the table names them.
@@ -40,7 +41,8 @@ def declarations(header: str):
 
 @pytest.mark.parametrize(
     "header, table",
-    [("svodb.h", _library.EXPORTS), ("svodb_linux.h", _library.LINUX_EXPORTS)],
+    [("svodb.h", _library.EXPORTS), ("svodb_linux.h", _library.LINUX_EXPORTS),
+     ("svodb_ext.h", _library.EXTENSION_EXPORTS)],
 )
 def test_table_matches_header(header, table):
     declared = list(declarations(os.path.join(source_file("SVODB_HEADER_DIR"), header)))
@@ -55,8 +57,8 @@ def test_table_has_the_98_exports_with_the_nine_decorated_windows_names():
     assert sorted(e.windows_name for e in _library.EXPORTS if e.windows_name) == decorated
     assert len(decorated) == 9
     plain = {e.windows_name or e.name for e in _library.EXPORTS}
-    linux_only = {e.name for e in _library.LINUX_EXPORTS}
-    assert plain | linux_only == set(listed)
+    beyond = {e.name for e in _library.LINUX_EXPORTS + _library.EXTENSION_EXPORTS}
+    assert plain | beyond == set(listed)
 
 
 def test_catalogue_texts_are_the_tools():
@@ -65,3 +67,9 @@ def test_catalogue_texts_are_the_tools():
     with open(os.path.join(os.path.dirname(_library.__file__), "catalogue.json"), encoding="utf-8") as file:
         # Regenerate with: svodb vars --json > python/svodb/catalogue.json
         assert json.load(file) == json.loads(shown)
+
+
+def test_transport_status_names_the_virtual_drive_it_loaded():
+    state, text = svodb.transport_status()
+    assert state == 1
+    assert os.path.samefile(text, source_file("SVODB_TRANSPORT"))
