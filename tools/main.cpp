@@ -53,6 +53,10 @@ int main(int argc, char** argv) {
   }
   const std::string name = args.front();
   args.erase(args.begin());
+  if (name == "--version") {
+    std::printf("svodb %s\n", SVODB_PROJECT_VERSION);
+    return kExitOk;
+  }
   if (name == "--help" || name == "-h" || name == "help") {
     PrintOverview();
     return kExitOk;
@@ -63,6 +67,6 @@ int main(int argc, char** argv) {
     std::printf("%s\n%s", command->usage, kGlobalOptionsHelp);
     return kExitOk;
   }
-  LoadTransport(argv[0]);
+  if (!LoadTransport(argv[0])) return kExitUsage;
   return command->run(args);
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "cli.h"
+#include "safety.h"
 #include "svodb/svodb.h"
 
 namespace svodb_tool {
@@ -133,8 +134,18 @@ int RunSet(const Args& args) {
 
 int RunSerial(const Args& args) {
   if (args.size() > 1) return UsageError("serial: expected at most one serial number");
+  if (args.size() == 1 && args[0].size() > 24)
+    return UsageError("serial: a serial number has at most 24 characters");
   if (!Connected()) return kExitFailure;
   if (args.size() == 1) {
+    if (Trim(args[0]).empty()) return UsageError("serial: an empty serial number would blank the drive's");
+    int32_t read = 0;
+    const std::string old = Text(GetStringOnline_SVODB, "SerialNum", read);
+    if (read != 1) return LibraryFailure("reading the serial number before the write", read);
+    if (!Confirmed("replace the drive's serial number " + old + " with " + args[0])) return kExitUsage;
+    const std::optional<Backup> backup = BackupText("serial.txt", old + "\n", "svodb serial '" + old + "'");
+    if (!backup) return kExitFailure;
+    ShowBackup(*backup);
     const int32_t result = PutStringOnline_SVODB("SerialNum", args[0].c_str());
     if (result == 12) return UsageError("serial: a serial number has at most 24 characters");
     if (result != 1) return LibraryFailure("writing the serial number", result);
