@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 
+#include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 
@@ -15,6 +16,11 @@
 #endif
 
 namespace svodb_tool {
+
+bool& JsonWanted() {
+  static bool wanted = false;
+  return wanted;
+}
 
 ConnectionOptions& Connection() {
   static ConnectionOptions options;
@@ -30,6 +36,7 @@ const char* const kGlobalOptionsHelp =
     "                     (a bare --network is a command's own option, see svodb defaults)\n"
     "  --yes              go ahead with a command that changes the drive without asking\n"
     "  --force            replace an existing output file\n"
+    "  --json             print the command's data as JSON\n"
     "  --opt=value is the same as --opt value\n";
 
 std::optional<int32_t> ParseInt32(const std::string& text) {
@@ -127,8 +134,8 @@ bool TakeGlobalOptions(Args& args) {
     const bool bareNetwork = arg == "--network" && (i + 1 >= args.size() || args[i + 1].rfind("--", 0) == 0);
     if (bareNetwork) {
       ++i;
-    } else if (arg == "--yes" || arg == "--force") {
-      (arg == "--yes" ? Safety().yes : Safety().force) = true;
+    } else if (arg == "--yes" || arg == "--force" || arg == "--json") {
+      (arg == "--yes" ? Safety().yes : arg == "--force" ? Safety().force : JsonWanted()) = true;
       args.erase(args.begin() + static_cast<std::ptrdiff_t>(i));
     } else if (arg == "--transport" || arg == "--port" || arg == "--baud" || arg == "--network") {
       if (!TakeOption(args, i)) return false;

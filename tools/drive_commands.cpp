@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli.h"
+#include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 
@@ -26,6 +27,14 @@ int RunVersion(const Args& args) {
   const std::size_t split = text.rfind(" and ");
   const std::string transport = split == std::string::npos ? "" : Trim(text.substr(0, split));
   const std::string library = split == std::string::npos ? text : Trim(text.substr(split + 5));
+  if (JsonWanted()) {
+    PrintJson(Json{{"tool", SVODB_PROJECT_VERSION},
+                   {"library", library},
+                   {"library_built", built},
+                   {"transport_library", transport.empty() ? Json() : Json(transport)},
+                   {"network_library", network[0] != '\0' ? Json(network) : Json()}});
+    return kExitOk;
+  }
   std::printf("tool:               svodb %s\n", SVODB_PROJECT_VERSION);
   std::printf("library:            %s\n", library.c_str());
   std::printf("library built:      %s\n", built);
@@ -48,6 +57,10 @@ int RunPeek(const Args& args) {
   int32_t data = 0;
   const int32_t result = ReadUnitFPGA_SVODB(*address, &data);
   if (result != 1) return LibraryFailure("peek " + args[0], result);
+  if (JsonWanted()) {
+    PrintJson(Json{{"address", *address}, {"data", data & 0xFF}});
+    return kExitOk;
+  }
   std::printf("FPGA %d = 0x%02X (%d)\n", static_cast<int>(*address), static_cast<unsigned>(data & 0xFF),
               static_cast<int>(data & 0xFF));
   return kExitOk;
@@ -82,6 +95,10 @@ int RunNv(const Args& args) {
   int32_t fpgaRegister = 0, data = 0;
   const int32_t result = ReadUnitEEPROM_SVODB(*entry, &fpgaRegister, &data);
   if (result != 1) return LibraryFailure("nv " + args[0], result);
+  if (JsonWanted()) {
+    PrintJson(Json{{"entry", *entry}, {"register", fpgaRegister}, {"data", data & 0xFF}});
+    return kExitOk;
+  }
   std::printf("NV %d = register %d, data 0x%02X (%d)\n", static_cast<int>(*entry), static_cast<int>(fpgaRegister),
               static_cast<unsigned>(data & 0xFF), static_cast<int>(data & 0xFF));
   return kExitOk;
