@@ -8,6 +8,8 @@
 //   SVODB_SIM_TRX          generation of the motor's feedback device, 1 or 2 (default 1)
 //   SVODB_SIM_STATE        path of a state file (default: none)
 //   SVODB_SIM_POWER_CYCLE  "1": switch the drive off and on before the first call
+//   SVODB_SIM_VIRTUAL_CLOCK  "1": read by the svodb tool, which then runs the
+//                          library's waits on a virtual clock (the drive answers at once)
 // A value the virtual drive does not model is refused: the library prints
 // why on standard error once and every call answers "No Response from
 // drive", so a client never runs against a drive it did not ask for.
@@ -79,6 +81,7 @@ DriveConfig ConfigFromEnvironment() {
   if (const auto generation = IntegerFromEnvironment("SVODB_SIM_TRX", 1, 2, "feedback device generations 1 and 2"))
     config.feedbackGeneration = *generation;
   IntegerFromEnvironment("SVODB_SIM_POWER_CYCLE", 0, 1, "0 or 1 (switch the drive off and on first)");
+  IntegerFromEnvironment("SVODB_SIM_VIRTUAL_CLOCK", 0, 1, "0 or 1 (the client's waits on a virtual clock)");
   return config;
 }
 

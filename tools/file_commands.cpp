@@ -598,14 +598,15 @@ void PrintRestorePlan(const RestorePlan& plan) {
     return;
   }
   std::printf("%-16s  %-24s  %s\n", "Parameter", "now (NV)", "after");
-  for (const PlanRow& row : plan.changes) {
+  for (const PlanRow& row : plan.changes)
     std::printf("%-16s  %-24s  %s\n", row.name.c_str(), row.now.text.c_str(), row.after.text.c_str());
+  std::printf("%zu of %zu parameters change\n", plan.changes.size(), plan.parameterCount);
+  std::fflush(stdout);  // the table before its warnings
+  for (const PlanRow& row : plan.changes) {
     if (!row.asked.empty())
       std::fprintf(stderr, "svodb: warning: %s: the file asks for %s; the drive will store %s\n", row.name.c_str(),
                    row.asked.c_str(), row.after.text.c_str());
   }
-  std::printf("%zu of %zu parameters change\n", plan.changes.size(), plan.parameterCount);
-  std::fflush(stdout);
 }
 
 int RunRestore(const Args& args) {
