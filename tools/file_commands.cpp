@@ -20,6 +20,7 @@
 #include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "safety.h"
+#include "values.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
 
@@ -313,35 +314,9 @@ struct ShownValue {
 ShownValue ShowValue(const std::string& name) {
   ShownValue shown;
   shown.result = GetVariable_SVODB(name.c_str(), &shown.value);
-  if (shown.result != kOk) {
-    shown.text = "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
-    return shown;
-  }
-  int32_t conversionCode = -1;
-  double minimum = 0, maximum = 0, defaultValue = 0;
-  char unit[SVODB_UNIT_SIZE] = "";
-  const int32_t props = GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit);
-  char label[SVODB_COMPOSED_LABEL_SIZE] = "";
-  if (conversionCode >= 0 && conversionCode <= 3 &&
-      GetValStr_SVODB(name.c_str(), static_cast<int32_t>(shown.value), label)) {
-    shown.text = label;
-    return shown;
-  }
-  char number[32];
-  std::snprintf(number, sizeof number, "%.10g", shown.value);
-  shown.text = number;
-  const std::string trimmed = props == kOk ? Trim(unit) : "";
-  if (!trimmed.empty()) shown.text += " " + trimmed;
+  shown.text = shown.result == kOk ? FormatValue(name, shown.value)
+                                   : "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
   return shown;
-}
-
-std::string UnitOfVariable(const std::string& name) {
-  int32_t conversionCode = -1;
-  double minimum = 0, maximum = 0, defaultValue = 0;
-  char unit[SVODB_UNIT_SIZE] = "";
-  if (GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit) != kOk) return "";
-  if (conversionCode >= 0 && conversionCode <= 3) return "";  // enumerated: a label, no unit
-  return Trim(unit);
 }
 
 // ---- svodb backup ---------------------------------------------------------------
@@ -420,9 +395,9 @@ void WarnAboutLines(const std::string& file, const ParameterText& text) {
     fields >> value >> unit;
     const bool numeric = !value.empty() && (std::isdigit(static_cast<unsigned char>(value[0])) ||
                                             value[0] == '-' || value[0] == '.');
-    if (numeric && unit.empty() && !UnitOfVariable(name).empty()) {
+    if (numeric && unit.empty() && !UnitText(name).empty()) {
       std::fprintf(stderr, "svodb: warning: %s:%d: %s = %s has no unit column (%s); is the line cut short?\n",
-                   file.c_str(), line->number, name, value.c_str(), UnitOfVariable(name).c_str());
+                   file.c_str(), line->number, name, value.c_str(), UnitText(name).c_str());
     }
   }
 }
@@ -579,7 +554,7 @@ std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
     const std::optional<double> asked = FileNumber(*text, name);
     // The file's six decimals against the stored value: a difference
     // beyond the file's own rounding is the drive's step.
-    const bool enumerated = UnitOfVariable(name).empty();
+    const bool enumerated = UnitText(name).empty();
     if (asked && !enumerated && row.after.result == kOk && std::fabs(*asked - row.after.value) > 1e-6 * (1 + std::fabs(*asked))) {
       char number[32];
       std::snprintf(number, sizeof number, "%.10g", *asked);
