@@ -1,5 +1,7 @@
 // Commands that read and write the drive's values in engineering units:
 // info, get, set, serial, faults and sample.
+#include <unistd.h>
+
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -12,6 +14,7 @@
 #include "values.h"
 #include "safety.h"
 #include "svodb/svodb.h"
+#include "svodb/svodb_linux.h"
 
 namespace svodb_tool {
 namespace {
@@ -267,6 +270,28 @@ int RunFaults(const Args& args) {
   return kExitOk;
 }
 
+// Runs of this many samples or more take over a second on a serial link.
+constexpr int32_t kSamplesWorthProgress = 200;
+
+struct SampleProgress {
+  int32_t total = 0;
+  int32_t taken = 0;
+  int shownTenth = -1;
+  bool terminal = isatty(fileno(stderr)) != 0;
+};
+
+int ShowSampleProgress(void* context) {
+  SampleProgress& progress = *static_cast<SampleProgress*>(context);
+  ++progress.taken;
+  const int tenth = static_cast<int>(int64_t{progress.taken} * 10 / progress.total);
+  if (progress.total >= kSamplesWorthProgress && tenth != progress.shownTenth) {
+    progress.shownTenth = tenth;
+    // A terminal sees one line that counts up; a log a line per tenth.
+    std::fprintf(stderr, progress.terminal ? "\rsampling: %d%%" : "sampling: %d%%\n", tenth * 10);
+  }
+  return 0;  // no message was waiting
+}
+
 int RunSample(const Args& args) {
   if (args.size() != 2) return UsageError("sample: expected a variable name and a sample count");
   const auto count = ParseArgument("sample", "the sample count", args[1], 1, 1000000);
@@ -274,7 +299,13 @@ int RunSample(const Args& args) {
   if (!Connected()) return kExitFailure;
   double mean = 0, spread = 0;
   char unit[SVODB_UNIT_SIZE] = "";
+  // The library offers to handle a message once per sample: that is the
+  // count the progress on standard error follows.
+  SampleProgress progress{*count};
+  svodb_set_message_handlers(ShowSampleProgress, nullptr, &progress);
   const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
+  svodb_set_message_handlers(nullptr, nullptr, nullptr);
+  if (progress.terminal && progress.shownTenth >= 0) std::fprintf(stderr, "\n");
   if (result != 1) return LibraryFailure("sampling " + args[0], result);
   std::printf("%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(), static_cast<int>(*count), mean,
               spread, unit);

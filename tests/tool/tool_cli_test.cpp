@@ -340,6 +340,15 @@ TEST_F(Tool, JsonOnTheCommandsThatPrintData) {
   }
 }
 
+TEST_F(Tool, LongSamplingShowsProgressOnStandardError) {
+  const Outcome run = Run({"sample", "VBus", "200"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.out, "VBus over 200 samples: mean 325.32, spread 0 Volts\n");
+  EXPECT_CONTAINS(run.err, "sampling: 50%\n");
+  EXPECT_EQ(run.err.substr(run.err.size() - 15), "sampling: 100%\n");
+  EXPECT_EQ(Run({"sample", "VBus", "5"}).err, "");
+}
+
 // ---- the command line ---------------------------------------------------------------
 
 TEST_F(Tool, CommandLineOptionsAreValidated) {
