@@ -185,8 +185,8 @@ TEST_F(Tool, DryRunShowsThePlanWithRoundingDuplicatesAndCutLines) {
 // ---- nothing destructive without a way back ---------------------------------------
 
 TEST_F(Tool, DestructiveCommandsRefuseWithoutATerminalOrYes) {
-  WriteFile("motor.txt", "");
   const std::vector<std::vector<std::string>> commands = {
+      {"mdb", "write", SVODB_MDB_DATA "/motor_block.txt"},
       {"restore", SVODB_TOOL_FILES "/edited_user.par"},
       {"flash", "--erase"},
       {"poke", "100", "7"},
@@ -194,7 +194,7 @@ TEST_F(Tool, DestructiveCommandsRefuseWithoutATerminalOrYes) {
       {"save"},
   };
   for (const auto& command : commands) {
-    const Outcome run = Run(command);
+    const Outcome run = Run(command, {"SVODB_SIM_VIRTUAL_CLOCK=1"});
     EXPECT_EQ(run.exitCode, 2) << command[0];
     EXPECT_CONTAINS(run.err, "refused without --yes (there is no terminal to ask on)");
   }
@@ -364,6 +364,9 @@ TEST_F(Tool, CommandLineOptionsAreValidated) {
       {{"peek", "30", "--transport", SVODB_LIBRARY_PATH}, 2, "is not a transport library"},
       {{"version"}, 0, "transport library:  SVODB virtual drive 1.0\n"},
       {{"serial", "1234567890123456789012345"}, 2, "a serial number has at most 24 characters"},
+      {{"trx", "set", "SINGain", "2000"}, 2, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
+      {{"peek", "30", "--transport", "/no/such/lib.so"}, 2, "cannot load the transport library /no/such/lib.so"},
+      {{"sim", "power-cycle"}, 0, "the virtual drive was switched off and on"},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args);
