@@ -30,8 +30,8 @@ ConnectionOptions& Connection() {
 const char* const kGlobalOptionsHelp =
     "global options (anywhere on the line):\n"
     "  --transport PATH   the transport library (default: the virtual drive next to svodb)\n"
-    "  --port N           serial port number (default 1)\n"
-    "  --baud B           serial baud rate (default 19200)\n"
+    "  --port N           serial port number, 1-255 (default 1)\n"
+    "  --baud B           serial baud rate: 9600, 19200, 38400, 57600 or 115200 (default 19200)\n"
     "  --network A,B[,C,D[,E,F,G]]  use the network connection with these arguments\n"
     "                     (a bare --network is a command's own option, see svodb defaults)\n"
     "  --yes              go ahead with a command that changes the drive without asking\n"

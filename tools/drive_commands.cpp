@@ -140,7 +140,7 @@ int RunSim(const Args& args) {
 
 // clang-format off
 const Command kCommands[] = {
-    {"version", "show the library's, the transport's and the network's versions",
+    {"version", "show the tool's, the library's, the transport's and the network library's versions",
      "usage: svodb version\n"
      "Prints the tool's, the library's, the transport library's and the network library's versions, one\n"
      "per line, and when the library was built.\n",
@@ -151,7 +151,8 @@ const Command kCommands[] = {
      RunPeek},
     {"poke", "write a byte of the drive's FPGA registers",
      "usage: svodb poke ADDR VALUE\n"
-     "Writes VALUE (0-255) to FPGA register ADDR (0-255) of the connected drive, with no checks.\n",
+     "Writes VALUE (0-255) to FPGA register ADDR (0-255) of the connected drive, with no checks. It asks\n"
+     "first on a terminal (--yes: no question) and prints the byte it replaced.\n",
      RunPoke},
     {"nv", "read an entry of the drive's NV memory",
      "usage: svodb nv ENTRY\n"

@@ -238,7 +238,8 @@ const Command kCommands[] = {
      "  read FILE   the drive's copy of the block into FILE (384 values, one per line)\n"
      "  check FILE  compare the drive's copy with the block in FILE\n"
      "  write FILE  write the block in FILE to the motor's feedback device (either generation)\n"
-     "              after saving the present block to FILE.bak; the device keeps its own bytes\n",
+     "              after asking (--yes: no question) and saving the present block to the backups\n"
+     "              folder; the device keeps its own bytes\n",
      RunMdb},
     {"trx", "read or write a parameter of a generation-1 feedback device",
      "usage: svodb trx get NAME | set NAME VALUE\n"

@@ -23,7 +23,8 @@ void ForEachCommand(Visit visit) {
 }
 
 void PrintOverview() {
-  std::printf("usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n\ncommands:\n");
+  std::printf("usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n       svodb --version\n\n"
+              "Exit status: 0 ok, 1 the drive or the library failed, 2 a usage or input error.\n\ncommands:\n");
   ForEachCommand([](const Command& command) { std::printf("  %-10s %s\n", command.name, command.summary); });
   std::printf("\n%s", kGlobalOptionsHelp);
 }
