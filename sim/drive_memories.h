@@ -84,4 +84,14 @@ struct PersistentState {
   bool operator==(const PersistentState&) const = default;
 };
 
+// What a powered drive holds besides that: its FPGA registers and the
+// biquad memory behind register 108. Kept between processes so that
+// successive clients see one drive that stays switched on.
+struct WorkingRegisters {
+  std::array<uint8_t, 256> registers{};
+  std::array<uint8_t, BiquadMemory::kSize> biquads{};
+
+  bool operator==(const WorkingRegisters&) const = default;
+};
+
 }  // namespace svodb::sim

@@ -1,5 +1,6 @@
 #include "drive_state_file.h"
 
+#include <array>
 #include <bitset>
 #include <cstdio>
 #include <fstream>
@@ -11,15 +12,23 @@ namespace svodb::sim {
 namespace {
 
 constexpr std::string_view kHeader = "svodb-virtual-drive-state 1";
-constexpr std::size_t kBytesPerMotorRow = 16;
-constexpr std::size_t kMotorRowCount = MotorDataMemory::kSize / kBytesPerMotorRow;
+constexpr std::size_t kBytesPerRow = 16;
+constexpr std::size_t kMotorRowCount = MotorDataMemory::kSize / kBytesPerRow;
+constexpr std::size_t kRegisterRowCount = std::tuple_size_v<decltype(WorkingRegisters::registers)> / kBytesPerRow;
+constexpr std::size_t kBiquadRowCount = BiquadMemory::kSize / kBytesPerRow;
 
 // Which items a file has supplied so far.
 struct Coverage {
   std::bitset<kNvEntryCount> nv;
   std::bitset<kMotorRowCount> motor;
+  std::bitset<kRegisterRowCount> registers;
+  std::bitset<kBiquadRowCount> biquads;
 
-  bool IsComplete() const noexcept { return nv.all() && motor.all(); }
+  bool IsComplete() const noexcept { return nv.all() && motor.all() && WorkingIsWholeOrAbsent(); }
+  bool HasWorking() const noexcept { return registers.any() || biquads.any(); }
+  bool WorkingIsWholeOrAbsent() const noexcept {
+    return (registers.all() && biquads.all()) || (registers.none() && biquads.none());
+  }
 };
 
 bool ReadByte(std::istringstream& in, int base, uint8_t& out) {
@@ -40,24 +49,35 @@ bool ParseNvLine(std::istringstream& in, PersistentState& state, Coverage& seen)
   return true;
 }
 
-bool ParseMotorLine(std::istringstream& in, PersistentState& state, Coverage& seen) {
+// "<address> <16 hex bytes>" into bytes, each row once.
+template <std::size_t N, std::size_t Rows>
+bool ParseHexRow(std::istringstream& in, std::array<uint8_t, N>& bytes, std::bitset<Rows>& seen) {
+  static_assert(N == Rows * kBytesPerRow);
   unsigned address = 0;
-  if (!(in >> std::dec >> address) || address % kBytesPerMotorRow != 0) return false;
-  const std::size_t row = address / kBytesPerMotorRow;
-  if (row >= kMotorRowCount || seen.motor.test(row)) return false;
-  for (std::size_t i = 0; i < kBytesPerMotorRow; ++i) {
-    if (!ReadByte(in, 16, state.motorData[address + i])) return false;
+  if (!(in >> std::dec >> address) || address % kBytesPerRow != 0) return false;
+  const std::size_t row = address / kBytesPerRow;
+  if (row >= Rows || seen.test(row)) return false;
+  for (std::size_t i = 0; i < kBytesPerRow; ++i) {
+    if (!ReadByte(in, 16, bytes[address + i])) return false;
   }
-  seen.motor.set(row);
+  seen.set(row);
   return true;
 }
 
-bool ParseLine(const std::string& line, PersistentState& state, Coverage& seen) {
+bool ParseKeywordLine(const std::string& keyword, std::istringstream& in, SavedDrive& saved, Coverage& seen) {
+  WorkingRegisters& working = *saved.working;
+  if (keyword == "nv") return ParseNvLine(in, saved.persistent, seen);
+  if (keyword == "motor") return ParseHexRow(in, saved.persistent.motorData, seen.motor);
+  if (keyword == "register") return ParseHexRow(in, working.registers, seen.registers);
+  if (keyword == "biquad") return ParseHexRow(in, working.biquads, seen.biquads);
+  return false;
+}
+
+bool ParseLine(const std::string& line, SavedDrive& saved, Coverage& seen) {
   std::istringstream in(line);
   std::string keyword;
   if (!(in >> keyword) || keyword[0] == '#') return true;
-  const bool parsed =
-      keyword == "nv" ? ParseNvLine(in, state, seen) : keyword == "motor" && ParseMotorLine(in, state, seen);
+  const bool parsed = ParseKeywordLine(keyword, in, saved, seen);
   std::string rest;
   return parsed && !(in >> rest);
 }
@@ -74,9 +94,22 @@ void AppendHexByte(std::string& out, uint8_t value) {
   out += kDigits[value & 0x0F];
 }
 
+template <std::size_t N>
+void AppendHexRows(std::string& out, const char* keyword, const std::array<uint8_t, N>& bytes) {
+  for (std::size_t address = 0; address < N; address += kBytesPerRow) {
+    out += keyword;
+    out += ' ' + std::to_string(address);
+    for (std::size_t i = 0; i < kBytesPerRow; ++i) {
+      out += ' ';
+      AppendHexByte(out, bytes[address + i]);
+    }
+    out += '\n';
+  }
+}
+
 }  // namespace
 
-std::string FormatState(const PersistentState& state) {
+std::string FormatState(const PersistentState& state, const WorkingRegisters* working) {
   std::string out(kHeader);
   out += '\n';
   for (std::size_t entry = 0; entry < kNvEntryCount; ++entry) {
@@ -84,28 +117,33 @@ std::string FormatState(const PersistentState& state) {
     out += "nv " + std::to_string(entry) + ' ' + std::to_string(e.fpgaRegister) + ' ' +
            std::to_string(e.data) + '\n';
   }
-  for (std::size_t address = 0; address < MotorDataMemory::kSize; address += kBytesPerMotorRow) {
-    out += "motor " + std::to_string(address);
-    for (std::size_t i = 0; i < kBytesPerMotorRow; ++i) {
-      out += ' ';
-      AppendHexByte(out, state.motorData[address + i]);
-    }
-    out += '\n';
+  AppendHexRows(out, "motor", state.motorData);
+  if (working != nullptr) {
+    AppendHexRows(out, "register", working->registers);
+    AppendHexRows(out, "biquad", working->biquads);
   }
   return out;
 }
 
-std::optional<PersistentState> ParseState(std::string_view text) {
+std::optional<SavedDrive> ParseSavedDrive(std::string_view text) {
   std::istringstream in{std::string(text)};
   std::string line;
   if (!std::getline(in, line) || WithoutCarriageReturn(line) != kHeader) return std::nullopt;
-  PersistentState state;
+  SavedDrive saved;
+  saved.working.emplace();
   Coverage seen;
   while (std::getline(in, line)) {
-    if (!ParseLine(WithoutCarriageReturn(line), state, seen)) return std::nullopt;
+    if (!ParseLine(WithoutCarriageReturn(line), saved, seen)) return std::nullopt;
   }
   if (!seen.IsComplete()) return std::nullopt;
-  return state;
+  if (!seen.HasWorking()) saved.working.reset();
+  return saved;
+}
+
+std::optional<PersistentState> ParseState(std::string_view text) {
+  const std::optional<SavedDrive> saved = ParseSavedDrive(text);
+  if (!saved) return std::nullopt;
+  return saved->persistent;
 }
 
 bool ReplaceFileContent(const std::filesystem::path& path, std::string_view content) {
@@ -128,16 +166,23 @@ bool ReplaceFileContent(const std::filesystem::path& path, std::string_view cont
   return false;
 }
 
-bool WriteStateFile(const std::filesystem::path& path, const PersistentState& state) {
-  return ReplaceFileContent(path, FormatState(state));
+bool WriteStateFile(const std::filesystem::path& path, const PersistentState& state,
+                    const WorkingRegisters* working) {
+  return ReplaceFileContent(path, FormatState(state, working));
 }
 
-std::optional<PersistentState> ReadStateFile(const std::filesystem::path& path) {
+std::optional<SavedDrive> ReadSavedDrive(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return std::nullopt;
   std::ostringstream text;
   text << in.rdbuf();
-  return ParseState(text.str());
+  return ParseSavedDrive(text.str());
+}
+
+std::optional<PersistentState> ReadStateFile(const std::filesystem::path& path) {
+  const std::optional<SavedDrive> saved = ReadSavedDrive(path);
+  if (!saved) return std::nullopt;
+  return saved->persistent;
 }
 
 }  // namespace svodb::sim

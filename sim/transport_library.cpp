@@ -2,23 +2,36 @@
 // of the transport's interface runs without hardware.
 //
 // The drive is built on first use from environment variables of its own:
-//   SVODB_SIM_MODEL    model code (default 31)
-//   SVODB_SIM_LOGIC    logic version (default 4)
-//   SVODB_SIM_VERSION  version text of the logic (default "4.0A")
-//   SVODB_SIM_TRX      generation of the motor's feedback device, 1 or 2 (default 1)
-//   SVODB_SIM_STATE    path of a state file (default: none)
-// A value the drive cannot have is ignored in favour of the default drive.
-// With a state file, NV memory and the motor data copy carry over from one
-// process to the next: an existing file is loaded at start (then the drive
-// powers up from it), and the file is rewritten after every call that
-// changed either (the motor's feedback device is kept beside it, in the
-// state file's name with ".trx" appended). The configuration flash is kept
-// beside it, in the state file's name with ".flash" appended, rewritten when
-// an ISP function that may have changed it ends.
+//   SVODB_SIM_MODEL        model code, 0-31 (default 31)
+//   SVODB_SIM_LOGIC        logic version, 2, 3 or 4 (default 4)
+//   SVODB_SIM_VERSION      version text of the logic, e.g. "3.2A" (default "4.0A")
+//   SVODB_SIM_TRX          generation of the motor's feedback device, 1 or 2 (default 1)
+//   SVODB_SIM_STATE        path of a state file (default: none)
+//   SVODB_SIM_POWER_CYCLE  "1": switch the drive off and on before the first call
+//   SVODB_SIM_VIRTUAL_CLOCK  "1": read by the svodb tool, which then runs the
+//                          library's waits on a virtual clock (the drive answers at once)
+// A value the virtual drive does not model is refused: the library prints
+// why on standard error once and every call answers "No Response from
+// drive", so a client never runs against a drive it did not ask for.
+//
+// With a state file the drive stays switched on from one process to the
+// next: NV memory, the motor data copy and the working registers (the whole
+// FPGA space and the biquad memory) are loaded at start and the file is
+// rewritten after every call that changed any of them (the motor's feedback
+// device is kept beside it, in the state file's name with ".trx" appended).
+// The drive powers up from NV only when the state file is new or has no
+// working registers, or when SVODB_SIM_POWER_CYCLE says so. A state file
+// that cannot be written fails the call that changed the drive (after a
+// message on standard error): a write that would be lost is no success.
+// The configuration flash is kept beside it, in the state file's name with
+// ".flash" appended, rewritten when an ISP function that may have changed it
+// ends.
 #define COMMSVODB_BUILDING_LIBRARY
 #include <cerrno>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <optional>
 #include <stdexcept>
@@ -39,40 +52,59 @@ std::optional<std::string> Environment(const char* name) {
   return std::string(value);
 }
 
-std::optional<int32_t> IntegerFromEnvironment(const char* name) {
+// The variable's integer when it lies in [min, max]; throws
+// std::invalid_argument naming the variable and what it may be otherwise.
+std::optional<int32_t> IntegerFromEnvironment(const char* name, int32_t min, int32_t max, const char* what) {
   const std::optional<std::string> text = Environment(name);
   if (!text) return std::nullopt;
   char* end = nullptr;
   errno = 0;
   const long value = std::strtol(text->c_str(), &end, 10);
-  if (errno != 0 || *end != '\0' || value < INT32_MIN || value > INT32_MAX) return std::nullopt;
+  if (errno != 0 || *end != '\0' || value < min || value > max) {
+    throw std::invalid_argument(std::string(name) + " is '" + *text + "'; the virtual drive models " + what);
+  }
   return static_cast<int32_t>(value);
 }
 
 DriveConfig ConfigFromEnvironment() {
   DriveConfig config;
-  if (const auto model = IntegerFromEnvironment("SVODB_SIM_MODEL")) config.modelCode = *model;
-  if (const auto logic = IntegerFromEnvironment("SVODB_SIM_LOGIC")) config.logicVersion = *logic;
-  if (const auto version = Environment("SVODB_SIM_VERSION")) config.versionText = *version;
-  if (const auto generation = IntegerFromEnvironment("SVODB_SIM_TRX")) config.feedbackGeneration = *generation;
+  if (const auto model = IntegerFromEnvironment("SVODB_SIM_MODEL", 0, 31, "model codes 0-31"))
+    config.modelCode = *model;
+  if (const auto logic = IntegerFromEnvironment("SVODB_SIM_LOGIC", 2, 4, "logic versions 2, 3 and 4"))
+    config.logicVersion = *logic;
+  if (const auto version = Environment("SVODB_SIM_VERSION")) {
+    if (!svodb::sim::VersionTextBytes(*version))
+      throw std::invalid_argument("SVODB_SIM_VERSION is '" + *version +
+                                  "'; the virtual drive models version texts such as 3.2A, S1.0B or 102.1A");
+    config.versionText = *version;
+  }
+  if (const auto generation = IntegerFromEnvironment("SVODB_SIM_TRX", 1, 2, "feedback device generations 1 and 2"))
+    config.feedbackGeneration = *generation;
+  IntegerFromEnvironment("SVODB_SIM_POWER_CYCLE", 0, 1, "0 or 1 (switch the drive off and on first)");
+  IntegerFromEnvironment("SVODB_SIM_VIRTUAL_CLOCK", 0, 1, "0 or 1 (the client's waits on a virtual clock)");
   return config;
 }
 
-VirtualDrive MakeDrive() {
+void Complain(const std::string& message) { std::fprintf(stderr, "svodb virtual drive: %s\n", message.c_str()); }
+
+// The drive the environment asks for, or none after saying why not.
+std::optional<VirtualDrive> MakeDrive() {
   try {
     return VirtualDrive(ConfigFromEnvironment());
-  } catch (const std::invalid_argument&) {
-    return VirtualDrive();
+  } catch (const std::invalid_argument& refused) {
+    Complain(refused.what());
+    return std::nullopt;
   }
 }
 
 class SharedDrive {
  public:
   SharedDrive() : drive_(MakeDrive()), statePath_(Environment("SVODB_SIM_STATE")) {
+    if (!drive_) return;
     if (statePath_) flashPath_ = std::filesystem::path(*statePath_) += ".flash";
     if (statePath_) devicePath_ = std::filesystem::path(*statePath_) += ".trx";
     // A long-running client would otherwise grow the log without end.
-    drive_.Log().SetRecording(false);
+    drive_->Log().SetRecording(false);
     LoadState();
   }
 
@@ -80,43 +112,61 @@ class SharedDrive {
   // Clients call the transport from one thread at a time, as they do the
   // library, so there is no lock.
   template <typename Call>
-  auto Run(Call&& call) {
-    const uint64_t before = drive_.PersistentRevision();
-    auto result = call(drive_);
-    if (drive_.PersistentRevision() != before) SaveState();
-    if (drive_.Flash().Revision() != savedFlashRevision_) SaveFlash();
+  auto Run(Call&& call) -> decltype(call(std::declval<VirtualDrive&>())) {
+    if (!drive_) return {};
+    const uint64_t before = drive_->PersistentRevision();
+    const svodb::sim::WorkingRegisters working = drive_->SaveWorkingRegisters();
+    auto result = call(*drive_);
+    unsaved_ = unsaved_ || drive_->PersistentRevision() != before || drive_->SaveWorkingRegisters() != working;
+    if (unsaved_ && !SaveState()) return {};
+    if (drive_->Flash().Revision() != savedFlashRevision_) SaveFlash();
     return result;
   }
 
  private:
   void LoadState() {
-    if (flashPath_) svodb::sim::ReadFlashFile(*flashPath_, drive_.Flash());
-    savedFlashRevision_ = drive_.Flash().Revision();
+    if (flashPath_) svodb::sim::ReadFlashFile(*flashPath_, drive_->Flash());
+    savedFlashRevision_ = drive_->Flash().Revision();
     if (!statePath_) return;
-    const auto state = svodb::sim::ReadStateFile(*statePath_);
-    if (!state) return;
-    drive_.RestoreState(*state);
+    // A new drive is saved with its first call, powered or not.
+    unsaved_ = true;
+    const auto saved = svodb::sim::ReadSavedDrive(*statePath_);
+    if (!saved) return;
+    drive_->RestoreState(saved->persistent);
     // The motor's feedback device, when a file of its generation is there;
     // else it holds the block the drive's copy was saved with.
-    if (devicePath_) svodb::sim::ReadDeviceFile(*devicePath_, drive_.Trx());
-    drive_.PowerCycle();
+    if (devicePath_) svodb::sim::ReadDeviceFile(*devicePath_, drive_->Trx());
+    if (saved->working && Environment("SVODB_SIM_POWER_CYCLE") != "1") {
+      drive_->ResumeWorkingRegisters(*saved->working);
+    } else {
+      drive_->PowerCycle();
+    }
   }
 
-  void SaveState() const {
-    if (statePath_) svodb::sim::WriteStateFile(*statePath_, drive_.SaveState());
-    if (devicePath_) svodb::sim::WriteDeviceFile(*devicePath_, drive_.Trx());
+  bool SaveState() {
+    if (!statePath_) return true;
+    const svodb::sim::WorkingRegisters working = drive_->SaveWorkingRegisters();
+    if (!svodb::sim::WriteStateFile(*statePath_, drive_->SaveState(), &working) ||
+        (devicePath_ && !svodb::sim::WriteDeviceFile(*devicePath_, drive_->Trx()))) {
+      Complain("cannot write the state file " + statePath_->string() + " (" + std::strerror(errno) +
+               "); the drive's last change is not kept");
+      return false;
+    }
+    unsaved_ = false;
+    return true;
   }
 
   void SaveFlash() {
-    savedFlashRevision_ = drive_.Flash().Revision();
-    if (flashPath_) svodb::sim::WriteFlashFile(*flashPath_, drive_.Flash());
+    savedFlashRevision_ = drive_->Flash().Revision();
+    if (flashPath_) svodb::sim::WriteFlashFile(*flashPath_, drive_->Flash());
   }
 
-  VirtualDrive drive_;
+  std::optional<VirtualDrive> drive_;
   std::optional<std::filesystem::path> statePath_;
   std::optional<std::filesystem::path> flashPath_;
   std::optional<std::filesystem::path> devicePath_;
   uint64_t savedFlashRevision_ = 0;
+  bool unsaved_ = false;
 };
 
 SharedDrive& Shared() {

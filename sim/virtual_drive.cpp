@@ -309,6 +309,22 @@ void VirtualDrive::SetMotorByte(std::size_t address, uint8_t value) {
 
 PersistentState VirtualDrive::SaveState() const { return PersistentState{nv_, fpga_.MotorData().Bytes()}; }
 
+WorkingRegisters VirtualDrive::SaveWorkingRegisters() const {
+  WorkingRegisters working;
+  for (std::size_t address = 0; address < working.registers.size(); ++address)
+    working.registers[address] = fpga_.Byte(static_cast<uint8_t>(address));
+  working.biquads = fpga_.Biquads().Bytes();
+  return working;
+}
+
+void VirtualDrive::ResumeWorkingRegisters(const WorkingRegisters& working) {
+  PowerCycle();
+  for (std::size_t address = 0; address < working.registers.size(); ++address)
+    fpga_.SetByte(static_cast<uint8_t>(address), working.registers[address]);
+  fpga_.Biquads().Bytes() = working.biquads;
+  ApplyHardwareState(fpga_, config_);
+}
+
 void VirtualDrive::RestoreState(const PersistentState& state) {
   nv_ = state.nv;
   auto& motorData = fpga_.MotorData().Bytes();

@@ -99,6 +99,12 @@ class VirtualDrive final : public Transport {
   // registers to follow NV. Bytes 509-511 are the logic's own version and
   // stay as configured.
   void RestoreState(const PersistentState& state);
+  WorkingRegisters SaveWorkingRegisters() const;
+  // Powers up from NV and then puts the registers back as they were, as if
+  // the drive had never been switched off; what the hardware itself drives
+  // (model and logic strapping, measurements, the setup switches) reads as
+  // the hardware has it now.
+  void ResumeWorkingRegisters(const WorkingRegisters& working);
   // Rises whenever NV or motor data change, so a holder knows when to save.
   uint64_t PersistentRevision() const noexcept { return persistentRevision_; }
 

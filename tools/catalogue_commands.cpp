@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli.h"
+#include "json_output.h"
 
 #include "catalog/catalogue_table.h"
 #include "svodb/svodb.h"
@@ -89,39 +90,20 @@ std::vector<VariableRow> CatalogueRows(bool withDrive) {
   return rows;
 }
 
-std::string JsonString(const std::string& text) {
-  std::string out = "\"";
-  for (char c : text) {
-    if (c == '"' || c == '\\') {
-      out += '\\';
-      out += c;
-    } else if (c == '\t') {
-      out += "\\t";
-    } else if (static_cast<unsigned char>(c) < 0x20) {
-      char escaped[8];
-      std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
-      out += escaped;
-    } else {
-      out += c;
-    }
+// The flag letters as booleans under stable names.
+void PrintVarsJson(const std::vector<VariableRow>& rows) {
+  constexpr const char* kFlagNames[] = {"read_only", "status", "from_feedback_device", "fixed_while_enabled",
+                                        "user_parameter", "kept_in_nv"};
+  Json document = Json::array();
+  for (const VariableRow& row : rows) {
+    Json flags = Json::object();
+    for (std::size_t i = 0; i < std::size(kFlagNames); ++i) flags[kFlagNames[i]] = row.flags[i] != '-';
+    Json item{{"position", row.position}, {"name", row.name}, {"units", row.units}, {"flags", flags},
+              {"description", row.description}};
+    if (!row.availability.empty()) item["availability"] = row.availability, item["change"] = row.change;
+    document.push_back(item);
   }
-  return out + "\"";
-}
-
-void PrintJson(const std::vector<VariableRow>& rows) {
-  std::printf("[\n");
-  for (std::size_t i = 0; i < rows.size(); ++i) {
-    const VariableRow& row = rows[i];
-    std::string drive;
-    if (!row.availability.empty()) {
-      drive = ", \"availability\": " + JsonString(row.availability) + ", \"change\": " + JsonString(row.change);
-    }
-    std::printf("  {\"position\": %d, \"name\": %s, \"units\": %s, \"flags\": %s, \"description\": %s%s}%s\n",
-                static_cast<int>(row.position), JsonString(row.name).c_str(), JsonString(row.units).c_str(),
-                JsonString(row.flags).c_str(), JsonString(row.description).c_str(), drive.c_str(),
-                i + 1 < rows.size() ? "," : "");
-  }
-  std::printf("]\n");
+  PrintJson(document);
 }
 
 void PrintTable(const std::vector<VariableRow>& rows) {
@@ -146,11 +128,9 @@ void PrintTable(const std::vector<VariableRow>& rows) {
 }
 
 int RunVars(const Args& args) {
-  bool json = false, drive = false;
+  bool drive = false;
   for (const std::string& arg : args) {
-    if (arg == "--json") {
-      json = true;
-    } else if (arg == "--drive") {
+    if (arg == "--drive") {
       drive = true;
     } else {
       return UsageError("vars: unexpected argument '" + arg + "'");
@@ -158,8 +138,8 @@ int RunVars(const Args& args) {
   }
   if (drive && !ConnectToDrive()) return kExitFailure;
   const std::vector<VariableRow> rows = CatalogueRows(drive);
-  if (json) {
-    PrintJson(rows);
+  if (JsonWanted()) {
+    PrintVarsJson(rows);
   } else {
     PrintTable(rows);
   }
@@ -184,7 +164,8 @@ const Command kCommands[] = {
     {"vars", "list the variable catalogue",
      "usage: svodb vars [--json] [--drive]\n"
      "Lists every variable: position, name, units, flags and description.\n"
-     "  --json   print a JSON array instead of a table\n"
+     "  --json   a JSON array of {position, name, units, flags: {read_only, status, from_feedback_device,\n"
+     "           fixed_while_enabled, user_parameter, kept_in_nv}, description [, availability, change]}\n"
      "  --drive  add, for the connected drive, whether each variable is enabled, disabled or not\n"
      "           applicable (n/a) and whether it changes by itself (dynamic) or only when written\n",
      RunVars},

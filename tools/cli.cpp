@@ -1,11 +1,14 @@
 #include "cli.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 
+#include "json_output.h"
+#include "safety.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_ext.h"
 
@@ -15,6 +18,11 @@
 
 namespace svodb_tool {
 
+bool& JsonWanted() {
+  static bool wanted = false;
+  return wanted;
+}
+
 ConnectionOptions& Connection() {
   static ConnectionOptions options;
   return options;
@@ -23,10 +31,14 @@ ConnectionOptions& Connection() {
 const char* const kGlobalOptionsHelp =
     "global options (anywhere on the line):\n"
     "  --transport PATH   the transport library (default: the virtual drive next to svodb)\n"
-    "  --port N           serial port number (default 1)\n"
-    "  --baud B           serial baud rate (default 19200)\n"
+    "  --port N           serial port number, 1-255 (default 1)\n"
+    "  --baud B           serial baud rate: 9600, 19200, 38400, 57600 or 115200 (default 19200)\n"
     "  --network A,B[,C,D[,E,F,G]]  use the network connection with these arguments\n"
-    "                     (a bare --network is a command's own option, see svodb defaults)\n";
+    "                     (a bare --network is a command's own option, see svodb defaults)\n"
+    "  --yes              go ahead with a command that changes the drive without asking\n"
+    "  --force            replace an existing output file\n"
+    "  --json             print the command's data as JSON\n"
+    "  --opt=value is the same as --opt value\n";
 
 std::optional<int32_t> ParseInt32(const std::string& text) {
   if (text.empty()) return std::nullopt;
@@ -85,11 +97,19 @@ bool TakeOption(Args& args, std::size_t i) {
     return list.has_value();
   }
   const std::optional<int32_t> number = ParseInt32(value);
-  if (!number) {
-    UsageError(option + " takes an integer, not '" + value + "'");
-    return false;
+  if (option == "--port") {
+    if (!number || *number < 1 || *number > 255)
+      return UsageError("--port takes a serial port number from 1 to 255, not '" + value + "'") == kExitOk;
+    options.port = *number;
+    options.portGiven = true;
+    return true;
   }
-  (option == "--port" ? options.port : options.baudRate) = *number;
+  // The rates a serial transport opens a port at.
+  constexpr int32_t kBaudRates[] = {9600, 19200, 38400, 57600, 115200};
+  if (!number || std::find(std::begin(kBaudRates), std::end(kBaudRates), *number) == std::end(kBaudRates))
+    return UsageError("--baud takes 9600, 19200, 38400, 57600 or 115200, not '" + value + "'") == kExitOk;
+  options.baudRate = *number;
+  options.portGiven = true;
   return true;
 }
 
@@ -109,9 +129,21 @@ std::filesystem::path DefaultTransport(const std::filesystem::path& toolFolder) 
 }
 #endif
 
+// "--opt=value" as two arguments, "--opt" and "value".
+void SplitOptionValues(Args& args) {
+  for (std::size_t i = 0; i < args.size(); ++i) {
+    const std::size_t equals = args[i].find('=');
+    if (!args[i].starts_with("--") || equals == std::string::npos) continue;
+    std::string value = args[i].substr(equals + 1);
+    args[i].resize(equals);
+    args.insert(args.begin() + static_cast<std::ptrdiff_t>(i) + 1, std::move(value));
+  }
+}
+
 }  // namespace
 
 bool TakeGlobalOptions(Args& args) {
+  SplitOptionValues(args);
   for (std::size_t i = 0; i < args.size();) {
     const std::string& arg = args[i];
     // A bare --network (last, or before another option) is a command's own
@@ -119,16 +151,22 @@ bool TakeGlobalOptions(Args& args) {
     const bool bareNetwork = arg == "--network" && (i + 1 >= args.size() || args[i + 1].rfind("--", 0) == 0);
     if (bareNetwork) {
       ++i;
+    } else if (arg == "--yes" || arg == "--force" || arg == "--json") {
+      (arg == "--yes" ? Safety().yes : arg == "--force" ? Safety().force : JsonWanted()) = true;
+      args.erase(args.begin() + static_cast<std::ptrdiff_t>(i));
     } else if (arg == "--transport" || arg == "--port" || arg == "--baud" || arg == "--network") {
       if (!TakeOption(args, i)) return false;
     } else {
       ++i;
     }
   }
+  const ConnectionOptions& options = Connection();
+  if (!options.network.empty() && options.portGiven)
+    return UsageError("give either --port/--baud (a serial port) or --network (a network), not both") == kExitOk;
   return true;
 }
 
-void LoadTransport(const char* argv0) {
+bool LoadTransport(const char* argv0) {
 #ifndef _WIN32
   std::string path = Connection().transportPath;
   const bool named = !path.empty();
@@ -141,14 +179,22 @@ void LoadTransport(const char* argv0) {
   // The library binds its transport by the name libCommSVODB.so; a library
   // already loaded under that name (its soname) is the one it gets.
   // Without a named transport the tool works offline quietly; commands that
-  // need the drive then say that it does not respond.
-  if (dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL) == nullptr && named) {
-    std::fprintf(stderr, "svodb: warning: cannot load the transport %s (%s); working offline\n", path.c_str(),
-                 dlerror());
+  // need the drive then say that it does not respond. A transport the user
+  // named must load and be one.
+  void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
+  if (!named) return true;
+  if (handle == nullptr) {
+    UsageError("cannot load the transport library " + path + " (" + dlerror() + ")");
+    return false;
+  }
+  if (dlsym(handle, "InitComPort") == nullptr || dlsym(handle, "GetVarFromFPGA") == nullptr) {
+    UsageError(path + " is not a transport library (it has no InitComPort or GetVarFromFPGA)");
+    return false;
   }
 #else
   (void)argv0;
 #endif
+  return true;
 }
 
 std::string TransportStatus() {

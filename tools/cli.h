@@ -37,6 +37,7 @@ struct ConnectionOptions {
   std::string transportPath;  // empty: the virtual drive next to the tool
   int32_t port = 1;
   int32_t baudRate = 19200;
+  bool portGiven = false;  // --port or --baud given: a serial connection asked for
   std::vector<int32_t> network;  // A, B [, C, D [, E, F, G]]: use the network
 };
 ConnectionOptions& Connection();
@@ -47,8 +48,10 @@ bool TakeGlobalOptions(Args& args);
 extern const char* const kGlobalOptionsHelp;
 
 // Loads the transport library the options name, so that the library binds
-// it; prints a warning and carries on offline when it cannot be loaded.
-void LoadTransport(const char* argv0);
+// it. Without --transport the virtual drive beside the tool, or offline when
+// there is none; a named library that does not load or is no transport is
+// a usage error (false after saying why).
+bool LoadTransport(const char* argv0);
 
 // Opens the connection the options describe; the library's code.
 int32_t Connect();

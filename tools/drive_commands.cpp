@@ -1,23 +1,47 @@
 // Commands that talk to the drive through the raw exports: version, peek,
-// poke and nv.
+// poke and nv; save, which makes the working registers the drive's NV; and
+// sim, which switches the virtual drive off and on.
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "cli.h"
+#include "json_output.h"
+#include "safety.h"
 #include "svodb/svodb.h"
 
 namespace svodb_tool {
 namespace {
 
+// The library's version text is "<transport's version> and <library's
+// version>", the first part empty when no transport library is loaded.
 int RunVersion(const Args& args) {
   if (!args.empty()) return UsageError("version: unexpected argument '" + args[0] + "'");
-  char library[SVODB_VERSION_SIZE], network[SVODB_VERSION_SIZE], built[SVODB_COMPILE_TIME_SIZE];
-  DLLVersion_SVODB(library);
+  char combined[SVODB_VERSION_SIZE], network[SVODB_VERSION_SIZE], built[SVODB_COMPILE_TIME_SIZE];
+  DLLVersion_SVODB(combined);
   NCLVersion_SVODB(network);
   DLLCompileTime_SVODB(built);
-  std::printf("library:  %s\nnetwork:  %s\nbuilt:    %s\ntransport: %s\n", library, network[0] ? network : "(none)",
-              built, TransportStatus().c_str());
+  const std::string text = combined;
+  const std::size_t split = text.rfind(" and ");
+  const std::string transport = split == std::string::npos ? "" : Trim(text.substr(0, split));
+  const std::string library = split == std::string::npos ? text : Trim(text.substr(split + 5));
+  if (JsonWanted()) {
+    PrintJson(Json{{"tool", SVODB_PROJECT_VERSION},
+                   {"library", library},
+                   {"library_built", built},
+                   {"transport_library", transport.empty() ? Json() : Json(transport)},
+                   {"network_library", network[0] != '\0' ? Json(network) : Json()},
+                   {"transport_status", TransportStatus()}});
+    return kExitOk;
+  }
+  std::printf("tool:               svodb %s\n", SVODB_PROJECT_VERSION);
+  std::printf("library:            %s\n", library.c_str());
+  std::printf("library built:      %s\n", built);
+  std::printf("transport library:  %s\n", transport.empty() ? "no transport library" : transport.c_str());
+  std::printf("network library:    %s\n", network[0] != '\0' ? network : "no network library");
+  std::printf("transport file:     %s\n", TransportStatus().c_str());
   return kExitOk;
 }
 
@@ -38,6 +62,10 @@ int RunPeek(const Args& args) {
   int32_t data = 0;
   const int32_t result = ReadUnitFPGA_SVODB(*address, &data);
   if (result != 1) return LibraryFailure("peek " + args[0], result);
+  if (JsonWanted()) {
+    PrintJson(Json{{"address", *address}, {"data", data & 0xFF}});
+    return kExitOk;
+  }
   std::printf("FPGA %d = 0x%02X (%d)\n", static_cast<int>(*address), static_cast<unsigned>(data & 0xFF),
               static_cast<int>(data & 0xFF));
   return kExitOk;
@@ -50,8 +78,16 @@ int RunPoke(const Args& args) {
   const auto value = ParseArgument("poke", "the byte", args[1], 0, 255);
   if (!value) return kExitUsage;
   if (!Connected()) return kExitFailure;
-  const int32_t result = WriteUnitFPGA_SVODB(*address, *value);
+  int32_t before = 0;
+  int32_t result = ReadUnitFPGA_SVODB(*address, &before);
+  if (result != 1) return LibraryFailure("reading FPGA " + args[0] + " before the write", result);
+  if (!Confirmed("write " + std::to_string(*value) + " to FPGA register " + args[0] + " (it holds " +
+                 std::to_string(before & 0xFF) + ")"))
+    return kExitUsage;
+  result = WriteUnitFPGA_SVODB(*address, *value);
   if (result != 1) return LibraryFailure("poke " + args[0], result);
+  std::fprintf(stderr, "svodb: it held %d; put it back with: svodb poke %d %d\n", static_cast<int>(before & 0xFF),
+               static_cast<int>(*address), static_cast<int>(before & 0xFF));
   std::printf("FPGA %d <- 0x%02X\n", static_cast<int>(*address), static_cast<unsigned>(*value));
   return kExitOk;
 }
@@ -64,16 +100,55 @@ int RunNv(const Args& args) {
   int32_t fpgaRegister = 0, data = 0;
   const int32_t result = ReadUnitEEPROM_SVODB(*entry, &fpgaRegister, &data);
   if (result != 1) return LibraryFailure("nv " + args[0], result);
+  if (JsonWanted()) {
+    PrintJson(Json{{"entry", *entry}, {"register", fpgaRegister}, {"data", data & 0xFF}});
+    return kExitOk;
+  }
   std::printf("NV %d = register %d, data 0x%02X (%d)\n", static_cast<int>(*entry), static_cast<int>(fpgaRegister),
               static_cast<unsigned>(data & 0xFF), static_cast<int>(data & 0xFF));
   return kExitOk;
 }
 
+// Copies the working registers of a set into NV, after a backup of NV.
+int RunSave(const Args& args) {
+  bool mfg = false;
+  for (const std::string& arg : args) {
+    if (arg != "--mfg") return UsageError("save: unexpected argument '" + arg + "' (see svodb save --help)");
+    mfg = true;
+  }
+  if (!ConnectToDrive()) return kExitFailure;
+  const std::string set = mfg ? "manufacturing" : "user";
+  if (!Confirmed("save the drive's working " + set + " parameters to its NV memory")) return kExitUsage;
+  const std::optional<Backup> backup = BackupDriveParameters();
+  if (!backup) return kExitFailure;
+  int32_t result = SetNode_SVODB(0);
+  if (result == 1) result = mfg ? RDFromDriveMfg_SVODB() : RDFromDriveUser_SVODB();
+  if (result != 1) return LibraryFailure("reading the drive's working " + set + " parameters", result);
+  result = mfg ? WRToNVMfg_SVODB() : WRToNVUser_SVODB();
+  if (result != 1) return LibraryFailure("writing the " + set + " parameters to the drive's NV memory", result);
+  ShowBackup(*backup);
+  std::printf("saved the drive's working %s parameters to its NV memory\n", set.c_str());
+  return kExitOk;
+}
+
+// The virtual drive takes SVODB_SIM_POWER_CYCLE when it starts, so the
+// variable must be set before the transport's first call.
+int RunSim(const Args& args) {
+  if (args.size() != 1 || args[0] != "power-cycle")
+    return UsageError("sim: expected power-cycle (see svodb sim --help)");
+  setenv("SVODB_SIM_POWER_CYCLE", "1", 1);
+  const int32_t result = Connect();
+  if (result != 1) return LibraryFailure("cannot open the connection", result);
+  std::printf("the virtual drive was switched off and on: it runs with what its NV memory holds\n");
+  return kExitOk;
+}
+
 // clang-format off
 const Command kCommands[] = {
-    {"version", "show the library's, the transport's and the network's versions",
+    {"version", "show the tool's, the library's, the transport's and the network library's versions",
      "usage: svodb version\n"
-     "Prints the transport's and the library's version, the network library's version and the build time.\n",
+     "Prints the tool's, the library's, the transport library's and the network library's versions, one\n"
+     "per line, and when the library was built.\n",
      RunVersion},
     {"peek", "read a byte of the drive's FPGA registers",
      "usage: svodb peek ADDR\n"
@@ -81,12 +156,25 @@ const Command kCommands[] = {
      RunPeek},
     {"poke", "write a byte of the drive's FPGA registers",
      "usage: svodb poke ADDR VALUE\n"
-     "Writes VALUE (0-255) to FPGA register ADDR (0-255) of the connected drive, with no checks.\n",
+     "Writes VALUE (0-255) to FPGA register ADDR (0-255) of the connected drive, with no checks. It asks\n"
+     "first on a terminal (--yes: no question) and prints the byte it replaced.\n",
      RunPoke},
     {"nv", "read an entry of the drive's NV memory",
      "usage: svodb nv ENTRY\n"
      "Reads NV entry ENTRY (0-255) of the connected drive: the FPGA register it belongs to and its data.\n",
      RunNv},
+    {"save", "copy the drive's working parameters to its NV memory",
+     "usage: svodb save [--mfg]\n"
+     "Reads the user parameters (with --mfg the manufacturing parameters) from the drive's working\n"
+     "registers and writes them to its NV memory, so that the drive starts with them after its next\n"
+     "power-up. The NV memory is saved to the backups folder first.\n",
+     RunSave},
+    {"sim", "switch the virtual drive off and on",
+     "usage: svodb sim power-cycle\n"
+     "The virtual drive stays switched on from one command to the next (its state file keeps its\n"
+     "working registers); power-cycle switches it off and on, so that it runs with what its NV memory\n"
+     "holds. Setting SVODB_SIM_POWER_CYCLE=1 for any command does the same before that command.\n",
+     RunSim},
 };
 // clang-format on
 

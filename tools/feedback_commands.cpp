@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <sstream>
@@ -11,6 +12,7 @@
 
 #include "cli.h"
 #include "feedback/motor_data_block.h"
+#include "safety.h"
 #include "svodb/svodb.h"
 
 namespace svodb_tool {
@@ -150,11 +152,15 @@ int RunMdbWrite(const std::string& path) {
                  generation);
     return kExitFailure;
   }
+  if (!Confirmed("write " + path + " to the motor's feedback device")) return kExitUsage;
   Block backup(SVODB_TRX_BLOCK_SIZE);
   result = Read_TRXMDB(backup.data());
-  if (result != 1) return LibraryFailure("reading the present block", result);
-  const std::string backupPath = path + ".bak";
+  if (result != 1) return LibraryFailure("reading the present block; nothing was written", result);
+  const std::string backupPath = BackupPath("motor-block.txt").string();
+  std::error_code error;
+  std::filesystem::create_directories(BackupFolder(), error);
   if (!WriteBlockFile(backupPath, backup)) return kExitFailure;
+  ShowBackup(Backup{{backupPath}, {"svodb mdb write " + backupPath}});
   uint32_t a = 0, b = 0;
   if (!PresentDeviceBytes(generation, a, b)) return kExitFailure;
   result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
@@ -208,6 +214,12 @@ int RunTrx(const Args& args) {
     char* end = nullptr;
     const double value = std::strtod(args[2].c_str(), &end);
     if (args[2].empty() || *end != '\0') return UsageError("trx set: '" + args[2] + "' is not a number");
+    // The device's own ranges, checked before the slow link is opened.
+    const double maximum = name == "RDSINOffset" ? 255 : name == "SINGain" ? 1023 : -1;
+    if (maximum < 0) return UsageError("trx set: NAME is RDSINOffset or SINGain, not '" + name + "'");
+    if (value < 0 || value >= maximum + 1)
+      return UsageError("trx set: " + name + " takes 0-" + std::to_string(static_cast<int>(maximum)) + ", not " +
+                        args[2]);
     if (!ConnectedToGeneration1()) return kExitFailure;
     const int32_t result = Write_TRX(name.c_str(), value);
     if (result != 1) return LibraryFailure("trx set " + name, result);
@@ -226,7 +238,8 @@ const Command kCommands[] = {
      "  read FILE   the drive's copy of the block into FILE (384 values, one per line)\n"
      "  check FILE  compare the drive's copy with the block in FILE\n"
      "  write FILE  write the block in FILE to the motor's feedback device (either generation)\n"
-     "              after saving the present block to FILE.bak; the device keeps its own bytes\n",
+     "              after asking (--yes: no question) and saving the present block to the backups\n"
+     "              folder; the device keeps its own bytes\n",
      RunMdb},
     {"trx", "read or write a parameter of a generation-1 feedback device",
      "usage: svodb trx get NAME | set NAME VALUE\n"

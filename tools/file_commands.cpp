@@ -11,12 +11,16 @@
 #include <fstream>
 #include <optional>
 #include <set>
+#include <sstream>
+#include <cctype>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "catalog/catalogue_table.h"
 #include "cli.h"
+#include "safety.h"
+#include "values.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
 
@@ -310,25 +314,8 @@ struct ShownValue {
 ShownValue ShowValue(const std::string& name) {
   ShownValue shown;
   shown.result = GetVariable_SVODB(name.c_str(), &shown.value);
-  if (shown.result != kOk) {
-    shown.text = "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
-    return shown;
-  }
-  int32_t conversionCode = -1;
-  double minimum = 0, maximum = 0, defaultValue = 0;
-  char unit[SVODB_UNIT_SIZE] = "";
-  const int32_t props = GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit);
-  char label[SVODB_COMPOSED_LABEL_SIZE] = "";
-  if (conversionCode >= 0 && conversionCode <= 3 &&
-      GetValStr_SVODB(name.c_str(), static_cast<int32_t>(shown.value), label)) {
-    shown.text = label;
-    return shown;
-  }
-  char number[32];
-  std::snprintf(number, sizeof number, "%.10g", shown.value);
-  shown.text = number;
-  const std::string trimmed = props == kOk ? Trim(unit) : "";
-  if (!trimmed.empty()) shown.text += " " + trimmed;
+  shown.text = shown.result == kOk ? FormatValue(name, shown.value)
+                                   : "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
   return shown;
 }
 
@@ -347,8 +334,9 @@ int RunBackup(const Args& args) {
     }
   }
   if (files.size() != 1) return UsageError("backup: expected one file name (see svodb backup --help)");
-  if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
   const std::string& file = files[0];
+  if (!MayWriteOutput("backup", file)) return kExitUsage;
+  if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
   const int32_t result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
   if (result != kOk) return LibraryFailure("backing up the drive's NV memory to " + file, result);
   const std::optional<ParameterText> written = ReadParameterText(file);
@@ -382,6 +370,36 @@ int32_t LoadForCheck(const char* path, bool mfg) {
   SetupOfflineNode_SVODB(kCheckNode);
   SetNode_SVODB(kCheckNode);
   return mfg ? RDFromFileMfg_SVODB(path) : RDFromFileUser_SVODB(path);
+}
+
+// Lines that load but may not say what the writer meant: a name listed
+// twice (the later line wins) and a number without the unit column its
+// variable has (a line cut short looks just like that).
+void WarnAboutLines(const std::string& file, const ParameterText& text) {
+  std::vector<std::pair<std::string, int>> seen;
+  char name[SVODB_NAME_SIZE];
+  for (const FileLine* line : Significant(text.body)) {
+    const std::string word = FirstWord(line->text);
+    if (word.size() >= SVODB_NAME_SIZE || !GetStdVarName_SVODB(word.c_str(), name)) continue;
+    const auto first = std::ranges::find(seen, std::string(name), &std::pair<std::string, int>::first);
+    if (first != seen.end()) {
+      std::fprintf(stderr, "svodb: warning: %s:%d: %s is listed again (first on line %d); the later line wins\n",
+                   file.c_str(), line->number, name, first->second);
+    } else {
+      seen.emplace_back(name, line->number);
+    }
+    std::istringstream fields(line->text.substr(line->text.find('=') == std::string::npos
+                                                    ? line->text.size()
+                                                    : line->text.find('=') + 1));
+    std::string value, unit;
+    fields >> value >> unit;
+    const bool numeric = !value.empty() && (std::isdigit(static_cast<unsigned char>(value[0])) ||
+                                            value[0] == '-' || value[0] == '.');
+    if (numeric && unit.empty() && !UnitText(name).empty()) {
+      std::fprintf(stderr, "svodb: warning: %s:%d: %s = %s has no unit column (%s); is the line cut short?\n",
+                   file.c_str(), line->number, name, value.c_str(), UnitText(name).c_str());
+    }
+  }
 }
 
 // Checks a parameter file without the drive and reports every line that
@@ -435,12 +453,135 @@ bool CheckParameterFile(const std::string& file, bool mfg) {
     return false;
   }
   if (!mfg && !HasCommandScaling(file, ParameterNames(*text))) return false;
+  WarnAboutLines(file, *text);
   int32_t model = 0;
   GetModel_SVODB(&model);
   std::printf("%s: every line loads (%s file for %s, %zu parameters)\n", file.c_str(),
               mfg ? "manufacturing" : "user", ModelName(model).c_str(), ParameterNames(*text).size());
   std::fflush(stdout);  // before any complaint of the drive's
   return true;
+}
+
+// ---- the restore plan -------------------------------------------------------------
+
+// The images a plan compares: the drive's NV as it is, and as it will be
+// with the file loaded on top (as the restore itself loads it).
+constexpr int32_t kNowNode = 4;
+constexpr int32_t kAfterNode = 5;
+
+struct PlanRow {
+  std::string name;
+  ShownValue now;
+  ShownValue after;
+  std::string asked;  // the file's text where the stored value differs from it
+};
+
+// What a restore of a file would do to the connected drive, found without
+// writing anything; a dry run and the real restore both print it.
+struct RestorePlan {
+  std::string fileModel, driveModel;
+  std::vector<PlanRow> changes;
+  std::size_t parameterCount = 0;
+};
+
+int32_t ReadNvInto(int32_t node, bool mfg) {
+  SetupOfflineNode_SVODB(node);
+  const int32_t result = SetNode_SVODB(node);
+  if (result != kOk) return result;
+  return mfg ? RDFromNVMfg_SVODB() : RDFromNVUser_SVODB();
+}
+
+std::optional<double> FileNumber(const ParameterText& text, const std::string& name) {
+  std::optional<double> number;
+  char standard[SVODB_NAME_SIZE];
+  for (const FileLine* line : Significant(text.body)) {
+    const std::string word = FirstWord(line->text);
+    if (word.size() >= SVODB_NAME_SIZE || !GetStdVarName_SVODB(word.c_str(), standard) || name != standard)
+      continue;
+    const std::size_t equals = line->text.find('=');
+    std::istringstream fields(line->text.substr(equals == std::string::npos ? line->text.size() : equals + 1));
+    double value = 0;
+    number = fields >> value ? std::optional<double>(value) : std::nullopt;
+  }
+  return number;
+}
+
+// The model and drive type the file names (from the check image) against
+// the connected drive's; none after saying why they differ.
+bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
+  int32_t fileModel = 0, driveModel = 0, fileType = 0;
+  SetNode_SVODB(kCheckNode);
+  GetModel_SVODB(&fileModel);
+  GetDriveType_SVODB(&fileType);
+  int32_t result = GetModelOnline_SVODB(&driveModel);
+  if (result != kOk) return LibraryFailure("reading the drive's model", result) == kExitOk;
+  plan.fileModel = ModelName(fileModel);
+  plan.driveModel = ModelName(driveModel);
+  if (fileModel != driveModel) {
+    std::fprintf(stderr, "svodb: restore: %s is for %s; the drive is %s\n", file.c_str(), plan.fileModel.c_str(),
+                 plan.driveModel.c_str());
+    return false;
+  }
+  if (fileType != 0 && fileType != DriveTypeOfConnection()) {
+    std::fprintf(stderr, "svodb: restore: %s is for a %s drive; this one is on a %s connection\n", file.c_str(),
+                 DriveTypeName(fileType), DriveTypeName(DriveTypeOfConnection()));
+    return false;
+  }
+  return true;
+}
+
+std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
+  RestorePlan plan;
+  if (!FileFitsDrive(file, plan)) return std::nullopt;
+  int32_t result = ReadNvInto(kNowNode, mfg);
+  if (result == kOk) result = ReadNvInto(kAfterNode, mfg);
+  if (result != kOk) {
+    LibraryFailure("reading the drive's NV memory", result);
+    return std::nullopt;
+  }
+  result = mfg ? RDFromFileMfg_SVODB(file.c_str()) : RDFromFileUser_SVODB(file.c_str());
+  if (result != kOk) {
+    LibraryFailure("loading " + file + " over the drive's NV", result);
+    return std::nullopt;
+  }
+  const std::optional<ParameterText> text = ReadParameterText(file);
+  const std::vector<std::string> names = text ? ParameterNames(*text) : std::vector<std::string>{};
+  plan.parameterCount = std::set<std::string>(names.begin(), names.end()).size();
+  for (const std::string& name : std::set<std::string>(names.begin(), names.end())) {
+    PlanRow row{name, {}, {}, ""};
+    SetNode_SVODB(kAfterNode);
+    row.after = ShowValue(name);
+    const std::optional<double> asked = FileNumber(*text, name);
+    // The file's six decimals against the stored value: a difference
+    // beyond the file's own rounding is the drive's step.
+    const bool enumerated = UnitText(name).empty();
+    if (asked && !enumerated && row.after.result == kOk && std::fabs(*asked - row.after.value) > 1e-6 * (1 + std::fabs(*asked))) {
+      char number[32];
+      std::snprintf(number, sizeof number, "%.10g", *asked);
+      row.asked = number;
+    }
+    SetNode_SVODB(kNowNode);
+    row.now = ShowValue(name);
+    if (!row.now.SameAs(row.after) || !row.asked.empty()) plan.changes.push_back(row);
+  }
+  return plan;
+}
+
+void PrintRestorePlan(const RestorePlan& plan) {
+  if (plan.changes.empty()) {
+    std::printf("the drive's NV memory already holds these %zu parameters\n", plan.parameterCount);
+    return;
+  }
+  std::printf("%-16s  %-24s  %s\n", "Parameter", "now (NV)", "after");
+  for (const PlanRow& row : plan.changes)
+    std::printf("%-16s  %-24s  %s\n", row.name.c_str(), row.now.text.c_str(), row.after.text.c_str());
+  std::printf("%zu of %zu parameters change\n", plan.changes.size(), plan.parameterCount);
+  std::fflush(stdout);  // the table before its warnings
+  for (const PlanRow& row : plan.changes) {
+    if (!row.asked.empty())
+      std::fprintf(stderr, "svodb: warning: %s: the file asks for %s; the drive will store %s\n", row.name.c_str(),
+                   row.asked.c_str(), row.after.text.c_str());
+  }
 }
 
 int RunRestore(const Args& args) {
@@ -461,13 +602,23 @@ int RunRestore(const Args& args) {
   const std::string& file = files[0];
   if (!CheckParameterFile(file, mfg)) {
     std::fprintf(stderr, "svodb: restore: nothing was written to the drive\n");
-    return kExitFailure;
+    return kExitUsage;
   }
+  if (!ConnectAndIdentify()) return kExitFailure;
+  const std::optional<RestorePlan> plan = MakeRestorePlan(file, mfg);
+  if (!plan) {
+    std::fprintf(stderr, "svodb: restore: nothing was written to the drive\n");
+    return kExitUsage;
+  }
+  PrintRestorePlan(*plan);
   if (dryRun) {
     std::printf("--dry-run: nothing was written to the drive\n");
     return kExitOk;
   }
-  if (!ConnectAndIdentify()) return kExitFailure;
+  if (!Confirmed("write " + file + " to the drive's NV memory")) return kExitUsage;
+  const std::optional<Backup> backup = BackupDriveParameters();
+  if (!backup) return kExitFailure;
+  ShowBackup(*backup);
   // The library loads a user file into node 1 and a manufacturing file into
   // the current node and writes the whole set from there: with the drive's
   // NV read into that image first, parameters the file does not list keep
@@ -531,6 +682,7 @@ int RunDefaults(const Args& args) {
   std::optional<int32_t> logic = kOfflineLogic;
   if (*logicText) logic = ParseArgument("defaults", "the logic version", **logicText, 2, 4);
   if (!logic) return kExitUsage;
+  if (*out && !MayWriteOutput("defaults", **out)) return kExitUsage;
   bool network = !Connection().network.empty();
   for (const std::string& arg : rest) {
     if (arg != "--network") return UsageError("defaults: unexpected argument '" + arg + "'");
@@ -768,8 +920,12 @@ const Command kCommands[] = {
      "against the drive's). The drive runs with it after its next power-up. Parameters the file does\n"
      "not list keep the drive's values; a user file must list CmdGain, CmdOffset and CmdSrc, from\n"
      "which the drive's command scaling is set.\n"
+     "Before writing, the file's model and drive type are checked against the drive's and the plan is\n"
+     "shown: each parameter that changes, as the drive's NV holds it now and after the restore, with\n"
+     "warnings for names listed twice, numbers without their unit column and values the drive will\n"
+     "store rounded. Then it asks (--yes: no question) and saves the drive's NV to the backups folder.\n"
      "  --mfg      FILE is a manufacturing file: only its factory settings are written\n"
-     "  --dry-run  stop after the check\n",
+     "  --dry-run  stop after the plan; it makes every check the restore makes\n",
      RunRestore},
     {"defaults", "show the factory defaults of a model, or write them to a file",
      "usage: svodb defaults [--model M] [--node N] [--out FILE] [--network] [--logic L]\n"

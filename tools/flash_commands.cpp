@@ -7,6 +7,8 @@
 #include <string>
 
 #include "cli.h"
+#include "flash_file_check.h"
+#include "safety.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
 
@@ -14,7 +16,6 @@ namespace svodb_tool {
 namespace {
 
 constexpr int kBarWidth = 40;
-constexpr int32_t kNoVersionText = 11;  // "Wrong logic version": logic older than 3.0
 
 // What the progress messages have shown so far.
 struct ProgressView {
@@ -55,30 +56,54 @@ bool EndsWithIgnoringCase(const std::string& text, const std::string& lowerTail)
   return true;
 }
 
-// The drive's user and manufacturing parameters, from its NV memory, as
-// parameter files beside the configuration file: a new configuration may
-// read the NV memory differently, and the files put it right again.
-int SaveParameters(const std::string& configFile) {
-  // The version text decides which parameters the drive's version has; a
-  // logic older than 3.0 has none and keeps them all.
-  char version[SVODB_ONLINE_TEXT_SIZE] = "";
-  const int32_t read = GetStringOnline_SVODB("VerLW", 0, version);
-  if (read != 1 && read != kNoVersionText) return LibraryFailure("reading the drive's version text", read);
-  const std::string user = configFile + ".user.par";
-  const std::string mfg = configFile + ".mfg.par";
-  int32_t result = GetUserParamsNV_SVODBT(user.c_str());
-  if (result != 1) return LibraryFailure("saving the drive's user parameters to " + user, result);
-  result = GetMfgParamsNV_SVODBT(mfg.c_str());
-  if (result != 1) return LibraryFailure("saving the drive's manufacturing parameters to " + mfg, result);
-  std::printf("saved the drive's parameters to %s and %s\n", user.c_str(), mfg.c_str());
-  std::printf("  restore them with: svodb restore %s; svodb restore %s --mfg\n", user.c_str(), mfg.c_str());
-  return kExitOk;
+// The flash's own words for the library's codes, with the code in brackets.
+std::string FlashFailure(int32_t code, bool isc, bool verify) {
+  std::string meaning;
+  switch (code) {
+    case 16: meaning = "the drive did not become ready for programming"; break;
+    case 31: meaning = "the file cannot be opened"; break;
+    case 32: meaning = "the file is not in the configuration file format"; break;
+    case 33: meaning = "the file is for another logic version than the drive's"; break;
+    case 41: meaning = "the ISC file fails its file checksum"; break;
+    case 42:
+      meaning = isc ? "the ISC file's data rows fail their checksum"
+                    : "the drive's status could not be read while it finished";
+      break;
+    case 43: meaning = "the file holds more data than the flash"; break;
+    case 4:
+      meaning = verify ? "the flash differs from the file" : "the drive did not finish programming the flash";
+      break;
+    default: {
+      char message[SVODB_MESSAGE_SIZE];
+      ErrorMessage_SVODB(code, message);
+      meaning = message;
+    }
+  }
+  return meaning + " (code " + std::to_string(code) + ")";
+}
+
+int32_t DriveLogicVersion() {
+  double logic = 0;
+  const int32_t result = GetVariableOnline_SVODB("LogicVer", &logic);
+  if (result != 1) {
+    LibraryFailure("reading the drive's logic version", result);
+    return -1;
+  }
+  return static_cast<int32_t>(logic);
+}
+
+// Asks, then saves the drive's parameters to the backups folder: a new
+// configuration may read the NV memory differently, and the files put it
+// right again.
+bool ReadyToChangeFlash(const std::string& action) {
+  if (!Confirmed(action)) return false;
+  const std::optional<Backup> backup = BackupDriveParameters();
+  if (backup) ShowBackup(*backup);
+  return backup.has_value();
 }
 
 int ProgramFile(const std::string& file, bool isc, bool verify) {
-  if (!verify) {
-    if (const int saved = SaveParameters(file); saved != kExitOk) return saved;
-  }
+  if (!verify && !ReadyToChangeFlash("program the drive's flash from " + file)) return kExitUsage;
   ProgressView view;
   view.terminal = isatty(fileno(stdout)) != 0;
   svodb_set_message_handlers(nullptr, ShowProgress, &view);
@@ -89,8 +114,7 @@ int ProgramFile(const std::string& file, bool isc, bool verify) {
   if (view.terminal && view.shown >= 0) std::printf("\n");
   const std::string what = (verify ? "verifying the flash against " : "programming the flash from ") + file;
   if (result != 1) {
-    LibraryFailure(what, result);
-    if (verify && result == 4) std::fprintf(stderr, "svodb: the flash differs from %s\n", file.c_str());
+    std::fprintf(stderr, "svodb: %s: %s\n", what.c_str(), FlashFailure(result, isc, verify).c_str());
     return kExitFailure;
   }
   // A refused byte still reports success when the closing byte gets
@@ -127,12 +151,21 @@ int RunFlash(const Args& args) {
     const bool isc = EndsWithIgnoringCase(file, ".isc");
     if (!isc && !EndsWithIgnoringCase(file, ".i00"))
       return UsageError("flash: FILE must end in .isc or .i00");
+    const FlashFileVerdict verdict = CheckFlashFile(file, isc ? FlashFileKind::kIsc : FlashFileKind::kI00);
+    if (!verdict.ok) return UsageError("flash: " + verdict.problem + "; nothing was sent to the drive");
     // Saving the parameters needs the drive's model and mode.
-    return ConnectToDrive() ? ProgramFile(file, isc, verify) : kExitFailure;
+    if (!ConnectToDrive()) return kExitFailure;
+    const int32_t logic = DriveLogicVersion();
+    if (logic < 0) return kExitFailure;
+    if (verdict.logicVersion != logic) {
+      return UsageError("flash: " + file + " is for logic " + std::to_string(verdict.logicVersion) +
+                        "; the drive has logic " + std::to_string(logic) + "; nothing was sent to the drive");
+    }
+    return ProgramFile(file, isc, verify);
   }
-  const int32_t connected = Connect();
-  if (connected != 1) return LibraryFailure("cannot open the connection", connected);
+  if (!ConnectToDrive()) return kExitFailure;
   if (erase) {
+    if (!ReadyToChangeFlash("erase the drive's flash")) return kExitUsage;
     const int32_t result = EraseFlash_SVODB();
     if (result != 1) return LibraryFailure("erasing the flash", result);
     std::printf("erased the flash\n");
@@ -148,11 +181,12 @@ int RunFlash(const Args& args) {
 const Command kCommands[] = {
     {"flash", "program, verify, erase or reload the drive's FPGA configuration flash",
      "usage: svodb flash FILE [--verify] | --erase | --configure\n"
-     "FILE            program the flash from an ISC (.isc) or I00 (.i00) file; the drive's\n"
-     "                parameters are saved first, to FILE.user.par and FILE.mfg.par\n"
-     "                (svodb restore puts them back)\n"
+     "FILE            program the flash from an ISC (.isc) or I00 (.i00) file, after checking the\n"
+     "                whole file (records, rows, checksums) and its logic version against the\n"
+     "                drive's; the drive's parameters are saved to the backups folder first\n"
      "FILE --verify   compare the flash with the file instead\n"
-     "--erase         erase the flash\n"
+     "--erase         erase the flash (the parameters are saved first as well)\n"
+     "Programming and erasing ask first on a terminal; --yes goes ahead without asking.\n"
      "--configure     make the drive reload its FPGA from the flash\n"
      "Progress shows as a bar on a terminal, else as a line per tenth.\n",
      RunFlash},

@@ -1,9 +1,12 @@
 // svodb: the parameter database of the servo drive family from the command
 // line. It uses the library only through its public C interface.
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "cli.h"
+#include "svodb/svodb_linux.h"
 
 namespace svodb_tool {
 namespace {
@@ -20,7 +23,8 @@ void ForEachCommand(Visit visit) {
 }
 
 void PrintOverview() {
-  std::printf("usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n\ncommands:\n");
+  std::printf("usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n       svodb --version\n\n"
+              "Exit status: 0 ok, 1 the drive or the library failed, 2 a usage or input error.\n\ncommands:\n");
   ForEachCommand([](const Command& command) { std::printf("  %-10s %s\n", command.name, command.summary); });
   std::printf("\n%s", kGlobalOptionsHelp);
 }
@@ -31,6 +35,24 @@ const Command* FindCommand(const std::string& name) {
     if (name == command.name) found = &command;
   });
   return found;
+}
+
+// With SVODB_SIM_VIRTUAL_CLOCK=1 the library's timed waits run on a
+// virtual clock: a pause returns at once and moves the clock on by its
+// length, and each reading moves it on by a millisecond so that a busy
+// wait ends. Only the virtual drive, which answers at once, can be driven
+// so; the tool's tests of the slow motor-data commands use it.
+struct VirtualClock {
+  uint32_t now_ms = 0;
+};
+
+uint32_t VirtualNow(void* context) { return ++static_cast<VirtualClock*>(context)->now_ms; }
+void VirtualSleep(void* context, uint32_t duration_ms) { static_cast<VirtualClock*>(context)->now_ms += duration_ms; }
+
+void UseVirtualClockWhenAsked() {
+  static VirtualClock clock;
+  const char* asked = std::getenv("SVODB_SIM_VIRTUAL_CLOCK");
+  if (asked != nullptr && std::string(asked) == "1") svodb_set_clock_handlers(VirtualNow, VirtualSleep, &clock);
 }
 
 bool WantsHelp(const Args& args) {
@@ -53,6 +75,10 @@ int main(int argc, char** argv) {
   }
   const std::string name = args.front();
   args.erase(args.begin());
+  if (name == "--version") {
+    std::printf("svodb %s\n", SVODB_PROJECT_VERSION);
+    return kExitOk;
+  }
   if (name == "--help" || name == "-h" || name == "help") {
     PrintOverview();
     return kExitOk;
@@ -63,6 +89,7 @@ int main(int argc, char** argv) {
     std::printf("%s\n%s", command->usage, kGlobalOptionsHelp);
     return kExitOk;
   }
-  LoadTransport(argv[0]);
+  if (!LoadTransport(argv[0])) return kExitUsage;
+  UseVirtualClockWhenAsked();
   return command->run(args);
 }

@@ -3,9 +3,12 @@
 // the connected drive or an offline image.
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 
 #include "cli.h"
+#include "json_output.h"
+#include "values.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
 
@@ -21,13 +24,17 @@ int RunEnum(const Args& args) {
   const auto node = TakeNodeOption("enum", rest);
   if (!node) return kExitUsage;
   if (rest.size() != 1) return UsageError("enum: expected one variable name (see svodb enum --help)");
-  if (!SelectNode(*node)) return kExitFailure;
-  const char* name = rest[0].c_str();
-  int32_t value = 0;
-  if (GetIdxVal_SVODB(name, 0, &value) == -1) {
-    return UsageError("enum: " + rest[0] + " has no enumeration (names are case-sensitive here)");
+  const std::optional<std::string> known = CatalogueName(rest[0]);
+  if (!known) {
+    const std::string hint = DidYouMean(rest[0]);
+    return UsageError("enum: no variable is named '" + rest[0] + "'" + (hint.empty() ? "" : "; " + hint));
   }
-  std::printf("%5s  %6s  %-44s  %s\n", "Index", "Value", "Display label", "File label");
+  if (!SelectNode(*node)) return kExitFailure;
+  const char* name = known->c_str();
+  int32_t value = 0;
+  if (GetIdxVal_SVODB(name, 0, &value) == -1) return UsageError("enum: " + *known + " has no enumeration");
+  Json entries = Json::array();
+  if (!JsonWanted()) std::printf("%5s  %6s  %-44s  %s\n", "Index", "Value", "Display label", "File label");
   for (int32_t index = 0; index < kMaxEnumEntries; ++index) {
     // The answer 2 means both "value 2" and "no such index": an entry
     // whose value is 2 finds its own index again.
@@ -42,9 +49,15 @@ int RunEnum(const Args& args) {
     char display[SVODB_COMPOSED_LABEL_SIZE] = "", file[SVODB_LABEL_SIZE] = "";
     const bool shown = GetIdxStr_SVODB(name, index, display);
     const bool filed = svodb_file_label(name, value, file) == 1;
+    if (JsonWanted()) {
+      entries.push_back(Json{{"index", index}, {"value", value}, {"label", shown ? Json(display) : Json()},
+                             {"file_label", filed ? Json(file) : Json()}});
+      continue;
+    }
     std::printf("%5d  %6d  %-44s  %s\n", static_cast<int>(index), static_cast<int>(value),
                 shown ? display : "(not offered)", filed ? file : "-");
   }
+  if (JsonWanted()) PrintJson(entries);
   return kExitOk;
 }
 
@@ -59,6 +72,15 @@ int RunProps(const Args& args) {
   char unit[SVODB_UNIT_SIZE] = "";
   const int32_t result = GetProp_SVODB(rest[0].c_str(), &code, &minimum, &maximum, &defaultValue, unit);
   if (result != 1 && result != 99) return LibraryFailure("props " + rest[0], result);
+  if (JsonWanted()) {
+    PrintJson(Json{{"name", CatalogueName(rest[0]).value_or(rest[0])},
+                   {"conversion_code", code},
+                   {"minimum", minimum},
+                   {"maximum", maximum},
+                   {"default", defaultValue},
+                   {"unit", result == 1 ? Json(Trim(unit)) : Json()}});
+    return kExitOk;
+  }
   std::printf("name:             %s\nconversion code:  %d\nminimum:          %.10g\nmaximum:          %.10g\n"
               "default:          %.10g\nunit:             %s\n",
               rest[0].c_str(), static_cast<int>(code), minimum, maximum, defaultValue,

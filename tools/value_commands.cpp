@@ -1,13 +1,20 @@
 // Commands that read and write the drive's values in engineering units:
 // info, get, set, serial, faults and sample.
+#include <unistd.h>
+
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli.h"
+#include "json_output.h"
+#include "values.h"
+#include "safety.h"
 #include "svodb/svodb.h"
+#include "svodb/svodb_linux.h"
 
 namespace svodb_tool {
 namespace {
@@ -15,15 +22,6 @@ namespace {
 constexpr std::size_t kTextSize = 25;  // serial number and version texts
 
 bool Connected() { return ConnectToDrive(); }
-
-// The unit of a variable in the current node's present unit column.
-std::string UnitOf(const std::string& name) {
-  int32_t code = 0;
-  double minimum = 0, maximum = 0, defaultValue = 0;
-  char unit[SVODB_UNIT_SIZE] = "";
-  if (GetProp_SVODB(name.c_str(), &code, &minimum, &maximum, &defaultValue, unit) != 1) return "";
-  return Trim(unit);
-}
 
 bool HasNodeOption(const Args& args) {
   for (const std::string& arg : args) {
@@ -76,6 +74,19 @@ int RunInfo(const Args& args) {
   char message[SVODB_MESSAGE_SIZE];
   char label[SVODB_LABEL_SIZE] = "";
   const bool labelled = GetValStr_SVODB("Model", model, label);
+  const ConnectionOptions& o = Connection();
+  if (JsonWanted()) {
+    Json info{{"model", model},
+              {"model_label", labelled ? label : ""},
+              {"mode", mode == 0 ? "torque" : "velocity"},
+              {"logic_version", logicVersion},
+              {"version_text", versionResult == 1 ? version : ""},
+              {"serial_number", serialResult == 1 ? serial : ""},
+              {"connection", driveType == 2 ? "network" : "serial"}};
+    if (driveType != 2) info["port"] = o.port, info["baud"] = o.baudRate;
+    PrintJson(info);
+    return kExitOk;
+  }
   std::printf("model:          %d (%s)\n", static_cast<int>(model), labelled ? label : "unknown model");
   std::printf("mode:           %d (%s)\n", static_cast<int>(mode), mode == 0 ? "torque" : "velocity");
   std::printf("logic version:  %g\n", logicVersion);
@@ -83,7 +94,6 @@ int RunInfo(const Args& args) {
   std::printf("version text:   %s\n", versionResult == 1 ? version.c_str() : message);
   ErrorMessage_SVODB(serialResult, message);
   std::printf("serial number:  %s\n", serialResult == 1 ? serial.c_str() : message);
-  const ConnectionOptions& o = Connection();
   if (driveType == 2) {
     std::printf("connection:     network\n");
   } else {
@@ -92,22 +102,79 @@ int RunInfo(const Args& args) {
   return kExitOk;
 }
 
+// Text variables (the version text, the serial number) have no number:
+// the text exports read them.
+struct ReadOutcome {
+  int32_t result = 0;
+  double value = 0;
+  std::optional<std::string> text;
+};
+
+ReadOutcome ReadVariable(const Target& target, const std::string& name) {
+  ReadOutcome read;
+  read.result = target.read(name.c_str(), &read.value);
+  if (read.result == 1 || target.offline) return read;
+  int32_t textResult = 0;
+  const std::string text = Text(GetStringOnline_SVODB, name.c_str(), textResult);
+  if (textResult == 1) read = ReadOutcome{1, 0, text};
+  return read;
+}
+
+Json ValueJson(const std::string& name, const ReadOutcome& read) {
+  Json item{{"name", name}};
+  if (read.text) {
+    item["text"] = *read.text;
+    return item;
+  }
+  item["value"] = read.value;
+  if (IsEnumerated(name)) {
+    item["label"] = LabelOf(name, static_cast<int32_t>(read.value)).value_or("");
+  } else {
+    item["unit"] = UnitText(name);
+  }
+  return item;
+}
+
+// Every variable the drive answers, in the catalogue's order (which groups
+// them as the catalogue does).
+std::vector<std::string> NamesToGet(const Args& names, bool all) {
+  return all ? CatalogueNames() : std::vector<std::string>(names.begin(), names.end());
+}
+
+int UnknownName(const std::string& command, const std::string& typed) {
+  const std::string hint = DidYouMean(typed);
+  return UsageError(command + ": no variable is named '" + typed + "'" + (hint.empty() ? "" : "; " + hint));
+}
+
 int RunGet(const Args& args) {
   Args names = args;
+  const bool all = std::erase(names, std::string("--all")) > 0;
+  for (const std::string& typed : names) {
+    if (typed.starts_with("--") && typed != "--node") return UsageError("get: unknown option '" + typed + "'");
+  }
   const auto target = ChooseTarget("get", names);
   if (!target) return kExitUsage;
-  if (names.empty()) return UsageError("get: expected one or more variable names (see svodb get --help)");
+  if (names.empty() == !all) return UsageError("get: expected variable names or --all (see svodb get --help)");
+  for (const std::string& typed : names) {
+    if (!CatalogueName(typed)) return UnknownName("get", typed);
+  }
   if (target->read == nullptr) return kExitFailure;
   int status = kExitOk;
-  for (const std::string& name : names) {
-    double value = 0;
-    const int32_t result = target->read(name.c_str(), &value);
-    if (result != 1) {
-      status = LibraryFailure("get " + name, result);
+  Json document = Json::array();
+  for (const std::string& typed : NamesToGet(names, all)) {
+    const std::string name = CatalogueName(typed).value_or(typed);
+    const ReadOutcome read = ReadVariable(*target, name);
+    if (read.result != 1) {
+      if (!all) status = LibraryFailure("get " + name, read.result);
       continue;
     }
-    std::printf("%-18s %.10g %s\n", name.c_str(), value, UnitOf(name).c_str());
+    if (JsonWanted()) {
+      document.push_back(ValueJson(name, read));
+    } else {
+      std::printf("%-18s %s\n", name.c_str(), read.text ? read.text->c_str() : FormatValue(name, read.value).c_str());
+    }
   }
+  if (JsonWanted()) PrintJson(document);
   return status;
 }
 
@@ -116,25 +183,49 @@ int RunSet(const Args& args) {
   const auto target = ChooseTarget("set", rest);
   if (!target) return kExitUsage;
   if (rest.size() != 2) return UsageError("set: expected a variable name and a value (see svodb set --help)");
-  char* end = nullptr;
-  const double value = std::strtod(rest[1].c_str(), &end);
-  if (rest[1].empty() || *end != '\0' || !std::isfinite(value)) {
-    return UsageError("set: '" + rest[1] + "' is not a number");
-  }
+  const std::optional<std::string> name = CatalogueName(rest[0]);
+  if (!name) return UnknownName("set", rest[0]);
+  std::string problem;
+  const std::optional<double> value = ParseValue(*name, rest[1], problem);
+  if (!value) return UsageError("set: " + problem);
   if (target->write == nullptr) return kExitFailure;
-  int32_t result = target->write(rest[0].c_str(), value);
-  if (result != 1) return LibraryFailure("set " + rest[0], result);
+  int32_t result = target->write(name->c_str(), *value);
+  if (result != 1) return LibraryFailure("set " + *name, result);
   double back = 0;
-  result = target->read(rest[0].c_str(), &back);
-  if (result != 1) return LibraryFailure("reading " + rest[0] + " back", result);
-  std::printf("%-18s %.10g %s\n", rest[0].c_str(), back, UnitOf(rest[0]).c_str());
+  result = target->read(name->c_str(), &back);
+  if (result != 1) return LibraryFailure("reading " + *name + " back", result);
+  // The drive keeps values in its own steps: say so when the stored value
+  // is not the one asked for (beyond the printed precision).
+  const bool rounded = std::fabs(back - *value) > 1e-9 * (1 + std::fabs(*value));
+  if (rounded) {
+    std::fprintf(stderr, "svodb: set %s: asked for %s; the drive stores %s\n", name->c_str(), rest[1].c_str(),
+                 FormatValue(*name, back).c_str());
+  }
+  if (JsonWanted()) {
+    Json item = ValueJson(*name, ReadOutcome{1, back, std::nullopt});
+    item["asked"] = *value;
+    item["rounded"] = rounded;
+    PrintJson(item);
+  } else {
+    std::printf("%-18s %s\n", name->c_str(), FormatValue(*name, back).c_str());
+  }
   return kExitOk;
 }
 
 int RunSerial(const Args& args) {
   if (args.size() > 1) return UsageError("serial: expected at most one serial number");
+  if (args.size() == 1 && args[0].size() > 24)
+    return UsageError("serial: a serial number has at most 24 characters");
   if (!Connected()) return kExitFailure;
   if (args.size() == 1) {
+    if (Trim(args[0]).empty()) return UsageError("serial: an empty serial number would blank the drive's");
+    int32_t read = 0;
+    const std::string old = Text(GetStringOnline_SVODB, "SerialNum", read);
+    if (read != 1) return LibraryFailure("reading the serial number before the write", read);
+    if (!Confirmed("replace the drive's serial number " + old + " with " + args[0])) return kExitUsage;
+    const std::optional<Backup> backup = BackupText("serial.txt", old + "\n", "svodb serial '" + old + "'");
+    if (!backup) return kExitFailure;
+    ShowBackup(*backup);
     const int32_t result = PutStringOnline_SVODB("SerialNum", args[0].c_str());
     if (result == 12) return UsageError("serial: a serial number has at most 24 characters");
     if (result != 1) return LibraryFailure("writing the serial number", result);
@@ -142,7 +233,11 @@ int RunSerial(const Args& args) {
   int32_t result = 0;
   const std::string serial = Text(GetStringOnline_SVODB, "SerialNum", result);
   if (result != 1) return LibraryFailure("reading the serial number", result);
-  std::printf("%s\n", serial.c_str());
+  if (JsonWanted()) {
+    PrintJson(Json{{"serial_number", serial}});
+  } else {
+    std::printf("%s\n", serial.c_str());
+  }
   return kExitOk;
 }
 
@@ -175,6 +270,28 @@ int RunFaults(const Args& args) {
   return kExitOk;
 }
 
+// Runs of this many samples or more take over a second on a serial link.
+constexpr int32_t kSamplesWorthProgress = 200;
+
+struct SampleProgress {
+  int32_t total = 0;
+  int32_t taken = 0;
+  int shownTenth = -1;
+  bool terminal = isatty(fileno(stderr)) != 0;
+};
+
+int ShowSampleProgress(void* context) {
+  SampleProgress& progress = *static_cast<SampleProgress*>(context);
+  ++progress.taken;
+  const int tenth = static_cast<int>(int64_t{progress.taken} * 10 / progress.total);
+  if (progress.total >= kSamplesWorthProgress && tenth != progress.shownTenth) {
+    progress.shownTenth = tenth;
+    // A terminal sees one line that counts up; a log a line per tenth.
+    std::fprintf(stderr, progress.terminal ? "\rsampling: %d%%" : "sampling: %d%%\n", tenth * 10);
+  }
+  return 0;  // no message was waiting
+}
+
 int RunSample(const Args& args) {
   if (args.size() != 2) return UsageError("sample: expected a variable name and a sample count");
   const auto count = ParseArgument("sample", "the sample count", args[1], 1, 1000000);
@@ -182,7 +299,13 @@ int RunSample(const Args& args) {
   if (!Connected()) return kExitFailure;
   double mean = 0, spread = 0;
   char unit[SVODB_UNIT_SIZE] = "";
+  // The library offers to handle a message once per sample: that is the
+  // count the progress on standard error follows.
+  SampleProgress progress{*count};
+  svodb_set_message_handlers(ShowSampleProgress, nullptr, &progress);
   const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
+  svodb_set_message_handlers(nullptr, nullptr, nullptr);
+  if (progress.terminal && progress.shownTenth >= 0) std::fprintf(stderr, "\n");
   if (result != 1) return LibraryFailure("sampling " + args[0], result);
   std::printf("%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(), static_cast<int>(*count), mean,
               spread, unit);
@@ -196,14 +319,20 @@ const Command kCommands[] = {
      "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n",
      RunInfo},
     {"get", "read variables of the drive in engineering units",
-     "usage: svodb get NAME... [--node N]\n"
-     "Reads each variable from the connected drive and prints its engineering value and unit; with\n"
-     "--node N reads the image of node N instead (0 the drive's image, 1-6 offline images).\n",
+     "usage: svodb get NAME... | --all [--node N] [--json]\n"
+     "Reads each variable from the connected drive and prints its engineering value and unit, an\n"
+     "enumerated value as its label and a text variable (VerLW, SerialNum) as its text; with --node N\n"
+     "reads the image of node N instead (0 the drive's image, 1-6 offline images). Names in any case.\n"
+     "  --all   every variable the drive answers, in the catalogue's order\n"
+     "  --json  an array of {name, value, unit} ({name, value, label} when enumerated, {name, text})\n",
      RunGet},
     {"set", "write a variable of the drive in engineering units",
-     "usage: svodb set NAME VALUE [--node N]\n"
-     "Writes VALUE (engineering units) to the variable on the connected drive and reads it back; with\n"
-     "--node N writes the image of node N instead.\n",
+     "usage: svodb set NAME VALUE [--node N] [--json]\n"
+     "Writes VALUE (engineering units, or a label of an enumerated variable in any case, blanks or\n"
+     "underscores alike) to the variable on the connected drive and reads it back, saying so when the\n"
+     "drive stores another value; with --node N writes the image of node N instead. The working\n"
+     "registers change; svodb save makes them the drive's NV.\n"
+     "  --json  {name, value, unit or label, asked, rounded}\n",
      RunSet},
     {"serial", "read or write the drive's serial number",
      "usage: svodb serial [TEXT]\n"

@@ -1,6 +1,7 @@
 /*
- * svodb on Linux: the message handlers a client lends the library, and the
- * file label of an enumerated value.
+ * svodb on Linux: the message handlers a client lends the library, the clock
+ * it may lend in place of the system's, and the file label of an enumerated
+ * value.
  *
  * On Windows the library itself keeps the caller's window alive during long
  * operations (it handles one waiting message of the calling thread per
@@ -44,6 +45,20 @@ typedef int (*svodb_post_handler)(void* context, uintptr_t window, uint32_t mess
  * handler may be null, and null for both removes them. A later call replaces
  * the earlier registration as a whole. */
 SVODB_API void svodb_set_message_handlers(svodb_pump_handler pump, svodb_post_handler post, void* context);
+
+/* Milliseconds from an arbitrary start, wrapping at 2^32 like the Windows
+ * multimedia timer. */
+typedef uint32_t (*svodb_now_handler)(void* context);
+/* Pauses the calling thread for duration_ms milliseconds. */
+typedef void (*svodb_sleep_handler)(void* context, uint32_t duration_ms);
+
+/* Replaces the clock and the pause that the library's timed waits use (the
+ * feedback device's write cycles and settle times, the flash's status
+ * waits), e.g. with a virtual clock on which a pause returns at once and
+ * time moves on by the amount paused, for a client that runs against a
+ * virtual drive. Both handlers are needed; null for both restores the
+ * system's clock and pauses. A later call replaces the earlier one. */
+SVODB_API void svodb_set_clock_handlers(svodb_now_handler now, svodb_sleep_handler sleep, void* context);
 
 /* The label a parameter file writes for `value` of the enumerated variable
  * `name` on the current node (as a rule the display label with underscores

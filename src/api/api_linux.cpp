@@ -16,6 +16,10 @@ SVODB_API void svodb_set_message_handlers(svodb_pump_handler pump, svodb_post_ha
   svodb::SetMessageHandlers(svodb::MessageHandlers{pump, post, context});
 }
 
+SVODB_API void svodb_set_clock_handlers(svodb_now_handler now, svodb_sleep_handler sleep, void* context) {
+  svodb::SetClockHandlers(svodb::ClockHandlers{now, sleep, context});
+}
+
 SVODB_API int32_t svodb_file_label(const char* name, int32_t value, char* label) {
   if (name == nullptr || label == nullptr) return 0;
   return svodb::api::Guarded(0, [&] {

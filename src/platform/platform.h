@@ -40,6 +40,14 @@ struct MessageHandlers {
   void* context = nullptr;
 };
 void SetMessageHandlers(const MessageHandlers& handlers) noexcept;
+
+// A client's clock in place of the system's (both null: the system's).
+struct ClockHandlers {
+  svodb_now_handler now = nullptr;
+  svodb_sleep_handler sleep = nullptr;
+  void* context = nullptr;
+};
+void SetClockHandlers(const ClockHandlers& handlers) noexcept;
 #endif
 
 }  // namespace svodb

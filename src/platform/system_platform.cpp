@@ -30,14 +30,19 @@ class WindowsPlatform final : public Platform {
 };
 #else
 MessageHandlers g_handlers;
+ClockHandlers g_clock;
 
 class PosixPlatform final : public Platform {
  public:
   uint32_t NowMs() override {
+    const ClockHandlers clock = g_clock;
+    if (clock.now != nullptr) return clock.now(clock.context);
     const auto now = std::chrono::steady_clock::now().time_since_epoch();
     return static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::milliseconds>(now).count());
   }
   void SleepMs(uint32_t duration_ms) override {
+    const ClockHandlers clock = g_clock;
+    if (clock.sleep != nullptr) return clock.sleep(clock.context, duration_ms);
     std::this_thread::sleep_for(std::chrono::milliseconds(duration_ms));
   }
   bool PumpOneMessage() override {
@@ -55,6 +60,10 @@ class PosixPlatform final : public Platform {
 
 #ifndef _WIN32
 void SetMessageHandlers(const MessageHandlers& handlers) noexcept { g_handlers = handlers; }
+// Half a registration would mix the two clocks: it counts as none.
+void SetClockHandlers(const ClockHandlers& handlers) noexcept {
+  g_clock = handlers.now != nullptr && handlers.sleep != nullptr ? handlers : ClockHandlers{};
+}
 #endif
 
 Platform& SystemPlatform() {

@@ -1,23 +1,47 @@
-// Empties the folder given and writes a configuration file of each kind
-// into it, for the tool's end-to-end flash tests: sample.isc (any logic
-// version 3 drive) and ABC-DEF004-GH.i00 (logic version 4, by its name).
+// Writes a configuration file of each kind into a new or empty folder, for
+// the tool's end-to-end flash tests: sample.isc (any logic version 3 drive)
+// and ABC-DEF004-GH.i00 (logic version 4, by its name). It never deletes
+// anything: a folder that holds files is refused.
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
 #include "isp/flash_files.h"
 
+namespace {
+
+constexpr const char* kUsage =
+    "usage: svodb_flash_samples FOLDER\n"
+    "Writes sample.isc and ABC-DEF004-GH.i00 into FOLDER, which must be new or empty.\n";
+
+bool Write(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream out(path, std::ios::binary);
+  return static_cast<bool>(out << text) && static_cast<bool>(out.flush());
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-  if (argc != 2) {
-    std::fprintf(stderr, "usage: %s FOLDER\n", argv[0]);
+  if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+    std::printf("%s", kUsage);
+    return 0;
+  }
+  if (argc != 2 || argv[1][0] == '-') {
+    std::fprintf(stderr, "%s", kUsage);
     return 2;
   }
   using namespace svodb::testing;
   const std::filesystem::path folder(argv[1]);
-  std::filesystem::remove_all(folder);
-  std::filesystem::create_directories(folder);
-  std::ofstream(folder / "sample.isc", std::ios::binary) << MakeIscFile(RandomBytes(kIscImageBytes, 21));
-  std::ofstream(folder / "ABC-DEF004-GH.i00", std::ios::binary)
-      << MakeI00File(RandomBytes(kI00ImageBytes, 22), -1);
-  return std::ofstream(folder / "sample.isc", std::ios::app) ? 0 : 1;
+  std::error_code error;
+  if (std::filesystem::exists(folder, error) &&
+      (!std::filesystem::is_directory(folder, error) || !std::filesystem::is_empty(folder, error))) {
+    std::fprintf(stderr, "svodb_flash_samples: %s is not a new or empty folder\n", argv[1]);
+    return 2;
+  }
+  std::filesystem::create_directories(folder, error);
+  const bool written = Write(folder / "sample.isc", MakeIscFile(RandomBytes(kIscImageBytes, 21))) &&
+                       Write(folder / "ABC-DEF004-GH.i00", MakeI00File(RandomBytes(kI00ImageBytes, 22), -1));
+  if (!written) std::fprintf(stderr, "svodb_flash_samples: cannot write into %s\n", argv[1]);
+  return written ? 0 : 1;
 }

@@ -97,7 +97,8 @@ inline std::string MakeIscFile(std::span<const uint8_t> image, std::size_t resta
 inline std::string MakeI00File(std::span<const uint8_t> data, int logicVersion, uint16_t segment = 0) {
   std::string text = "#IT: svodb test image\n# made by the tests\n";
   text += logicVersion >= 0 ? "#LogicVer:" + std::to_string(logicVersion) + "\n" : "# no version line\n";
-  text += ":02000004" + Hex(segment, 4) + "00\n";
+  const uint32_t addressSum = 2 + 4 + (segment >> 8) + (segment & 0xFF);
+  text += ":02000004" + Hex(segment, 4) + Hex((0x100 - (addressSum & 0xFF)) & 0xFF, 2) + "\n";
   for (std::size_t at = 0; at < data.size(); at += 32) {
     const std::size_t count = data.size() - at < 32 ? data.size() - at : 32;
     std::string record =

@@ -525,6 +525,33 @@ TEST_F(StateFile, DriveStateSurvivesAFileRoundTrip) {
   EXPECT_EQ(second.MotorByte(511), 3);
 }
 
+TEST_F(StateFile, WorkingRegistersResumeInsteadOfPoweringUp) {
+  VirtualDrive first;
+  first.SetFpgaByte(100, 0x5A);
+  first.SetBiquadByte(31, 0xC3);
+  const WorkingRegisters working = first.SaveWorkingRegisters();
+  const std::string text = FormatState(first.SaveState(), &working);
+  EXPECT_NE(text.find("\nregister 96 00 00 00 00 5a "), std::string::npos);
+  EXPECT_NE(text.find("\nbiquad 16 "), std::string::npos);
+  const auto saved = ParseSavedDrive(text);
+  ASSERT_TRUE(saved && saved->working);
+  EXPECT_EQ(*saved->working, working);
+
+  VirtualDrive second;
+  second.RestoreState(saved->persistent);
+  second.ResumeWorkingRegisters(*saved->working);
+  EXPECT_EQ(second.FpgaByte(100), 0x5A);
+  EXPECT_EQ(second.BiquadByte(31), 0xC3);
+  second.PowerCycle();  // a register no NV entry sets is 0 after power-up
+  EXPECT_EQ(second.FpgaByte(100), 0);
+
+  // The working registers come whole or not at all.
+  std::string cut = text;
+  cut.erase(cut.find("biquad 16 "));
+  EXPECT_FALSE(ParseSavedDrive(cut));
+  EXPECT_FALSE(ParseSavedDrive(FormatState(first.SaveState()))->working);
+}
+
 TEST_F(StateFile, TextFormIsLineByLine) {
   const std::string text = FormatState(VirtualDrive().SaveState());
   EXPECT_EQ(text.rfind("svodb-virtual-drive-state 1\n", 0), 0u);

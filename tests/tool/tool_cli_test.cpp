@@ -1,0 +1,378 @@
+// The svodb tool as a user runs it: a command line in, the exit code,
+// standard output and standard error out, against the virtual drive beside
+// the tool. Each test gets a drive of its own (a state file in a fresh
+// folder under the build tree) and its own backups folder.
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+extern char** environ;
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Outcome {
+  int exitCode = -1;
+  std::string out;
+  std::string err;
+};
+
+std::string Slurp(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+class Tool : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
+    folder_ = fs::path(SVODB_TOOL_TEST_DIR) / (std::string(info->test_suite_name()) + "." + info->name());
+    fs::remove_all(folder_);
+    fs::create_directories(folder_);
+  }
+
+  fs::path Path(const std::string& name) const { return folder_ / name; }
+  fs::path Backups() const { return folder_ / "xdg" / "svodb" / "backups"; }
+
+  // Runs the tool with stdin from /dev/null (no terminal) and the extra
+  // environment entries NAME=VALUE.
+  Outcome Run(const std::vector<std::string>& args, const std::vector<std::string>& environment = {}) const {
+    std::vector<std::string> env;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+      const std::string text = *entry;
+      if (!text.starts_with("SVODB_SIM_") && !text.starts_with("XDG_STATE_HOME=")) env.push_back(text);
+    }
+    env.push_back("SVODB_SIM_STATE=" + Path("drive.state").string());
+    env.push_back("XDG_STATE_HOME=" + (folder_ / "xdg").string());
+    for (const std::string& extra : environment) {
+      const std::string name = extra.substr(0, extra.find('=') + 1);
+      std::erase_if(env, [&](const std::string& entry) { return entry.starts_with(name); });
+      env.push_back(extra);
+    }
+    std::vector<std::string> argv{SVODB_TOOL_PATH};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::vector<char*> argp, envp;
+    for (std::string& a : argv) argp.push_back(a.data());
+    for (std::string& e : env) envp.push_back(e.data());
+    argp.push_back(nullptr);
+    envp.push_back(nullptr);
+    const std::string outPath = Path("stdout").string(), errPath = Path("stderr").string();
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    pid_t pid = 0;
+    Outcome outcome;
+    if (posix_spawn(&pid, argp[0], &actions, nullptr, argp.data(), envp.data()) == 0) {
+      int status = 0;
+      waitpid(pid, &status, 0);
+      outcome.exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    outcome.out = Slurp(outPath);
+    outcome.err = Slurp(errPath);
+    return outcome;
+  }
+
+  void WriteFile(const std::string& name, const std::string& text) const {
+    std::ofstream(Path(name), std::ios::binary) << text;
+  }
+
+  std::size_t BackupCount() const {
+    std::error_code error;
+    if (!fs::exists(Backups(), error)) return 0;
+    return static_cast<std::size_t>(std::distance(fs::directory_iterator(Backups()), fs::directory_iterator()));
+  }
+
+  fs::path folder_;
+};
+
+#define EXPECT_CONTAINS(text, part) EXPECT_NE((text).find(part), std::string::npos) << (text)
+
+// ---- a drive that stays powered ----------------------------------------------
+
+TEST_F(Tool, SetThenGetAgreesAcrossProcesses) {
+  ASSERT_EQ(Run({"set", "KVP", "0.05"}).exitCode, 0);
+  EXPECT_EQ(Run({"get", "KVP"}).out, "KVP                0.05 Arms/rad/sec\n");
+  ASSERT_EQ(Run({"poke", "100", "7", "--yes"}).exitCode, 0);
+  EXPECT_EQ(Run({"peek", "100"}).out, "FPGA 100 = 0x07 (7)\n");
+}
+
+TEST_F(Tool, PowerCycleLosesWhatWasNotSaved) {
+  ASSERT_EQ(Run({"set", "KVP", "0.05"}).exitCode, 0);
+  ASSERT_EQ(Run({"sim", "power-cycle"}).exitCode, 0);
+  EXPECT_EQ(Run({"get", "KVP"}).out, "KVP                0.032 Arms/rad/sec\n");
+}
+
+TEST_F(Tool, SaveKeepsTheWorkingRegistersOverAPowerCycle) {
+  ASSERT_EQ(Run({"set", "KVP", "0.05"}).exitCode, 0);
+  const Outcome saved = Run({"save", "--yes"});
+  EXPECT_EQ(saved.exitCode, 0) << saved.err;
+  EXPECT_EQ(saved.out, "saved the drive's working user parameters to its NV memory\n");
+  EXPECT_EQ(BackupCount(), 2u);
+  ASSERT_EQ(Run({"sim", "power-cycle"}).exitCode, 0);
+  EXPECT_EQ(Run({"get", "KVP"}).out, "KVP                0.05 Arms/rad/sec\n");
+}
+
+TEST_F(Tool, RefusesVirtualDriveSettingsItDoesNotModel) {
+  const struct {
+    const char* setting;
+    const char* message;
+  } cases[] = {
+      {"SVODB_SIM_MODEL=99", "SVODB_SIM_MODEL is '99'; the virtual drive models model codes 0-31"},
+      {"SVODB_SIM_LOGIC=9", "SVODB_SIM_LOGIC is '9'; the virtual drive models logic versions 2, 3 and 4"},
+      {"SVODB_SIM_TRX=x", "SVODB_SIM_TRX is 'x'"},
+      {"SVODB_SIM_VERSION=4.0", "SVODB_SIM_VERSION is '4.0'"},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run({"get", "KVP"}, {c.setting});
+    EXPECT_EQ(run.exitCode, 1) << c.setting;
+    EXPECT_CONTAINS(run.err, std::string("svodb virtual drive: ") + c.message);
+    EXPECT_EQ(run.out, "");
+  }
+}
+
+TEST_F(Tool, AStateFileThatCannotBeWrittenIsAnError) {
+  const Outcome run = Run({"set", "KVP", "0.05"}, {"SVODB_SIM_STATE=" + Path("missing/drive.state").string()});
+  EXPECT_EQ(run.exitCode, 1);
+  EXPECT_CONTAINS(run.err, "cannot write the state file " + Path("missing/drive.state").string());
+}
+
+// ---- previews that tell the truth ----------------------------------------------
+
+TEST_F(Tool, DryRunAndRestoreBothRefuseAnotherModel) {
+  ASSERT_EQ(Run({"defaults", "--model", "X7103", "--out", Path("d.par").string()}).exitCode, 0);
+  const std::string expected = "svodb: restore: " + Path("d.par").string() +
+                               " is for X7103_240Vac_6/18Arms; the drive is X7102_240Vac_3/9Arms\n";
+  for (const std::vector<std::string>& extra : {std::vector<std::string>{"--dry-run"}, {"--yes"}}) {
+    std::vector<std::string> args{"restore", Path("d.par").string()};
+    args.insert(args.end(), extra.begin(), extra.end());
+    const Outcome run = Run(args);
+    EXPECT_EQ(run.exitCode, 2) << extra[0];
+    EXPECT_CONTAINS(run.err, expected);
+    EXPECT_CONTAINS(run.err, "nothing was written to the drive");
+  }
+  EXPECT_EQ(BackupCount(), 0u);
+}
+
+TEST_F(Tool, DryRunShowsThePlanWithRoundingDuplicatesAndCutLines) {
+  std::string text = Slurp(SVODB_TOOL_FILES "/edited_user.par");
+  text += "ARF1             = 9\nDPoles           = 6                                                 Poles\n";
+  WriteFile("p.par", text);
+  const Outcome run = Run({"restore", Path("p.par").string(), "--dry-run"});
+  EXPECT_EQ(run.exitCode, 0) << run.err;
+  EXPECT_CONTAINS(run.out, "ARF0              194.304 Hz                303.6 Hz\n");
+  EXPECT_CONTAINS(run.out, "--dry-run: nothing was written to the drive\n");
+  EXPECT_CONTAINS(run.err, "warning: ARF0: the file asks for 300; the drive will store 303.6 Hz");
+  EXPECT_CONTAINS(run.err, ":14: DPoles is listed again (first on line 12); the later line wins");
+  EXPECT_CONTAINS(run.err, ":13: ARF1 = 9 has no unit column (Hz); is the line cut short?");
+}
+
+// ---- nothing destructive without a way back ---------------------------------------
+
+TEST_F(Tool, DestructiveCommandsRefuseWithoutATerminalOrYes) {
+  const std::vector<std::vector<std::string>> commands = {
+      {"mdb", "write", SVODB_MDB_DATA "/motor_block.txt"},
+      {"restore", SVODB_TOOL_FILES "/edited_user.par"},
+      {"flash", "--erase"},
+      {"poke", "100", "7"},
+      {"serial", "NEW-1"},
+      {"save"},
+  };
+  for (const auto& command : commands) {
+    const Outcome run = Run(command, {"SVODB_SIM_VIRTUAL_CLOCK=1"});
+    EXPECT_EQ(run.exitCode, 2) << command[0];
+    EXPECT_CONTAINS(run.err, "refused without --yes (there is no terminal to ask on)");
+  }
+  EXPECT_EQ(BackupCount(), 0u);
+  EXPECT_EQ(Run({"serial"}).out, "VD22010001\n");
+}
+
+TEST_F(Tool, SerialSavesTheOldNumberAndRefusesABlankOne) {
+  const Outcome blank = Run({"serial", "", "--yes"});
+  EXPECT_EQ(blank.exitCode, 2);
+  EXPECT_EQ(blank.err, "svodb: serial: an empty serial number would blank the drive's\n");
+  const Outcome run = Run({"serial", "SN-2", "--yes"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.out, "SN-2\n");
+  EXPECT_CONTAINS(run.err, "put it back with: svodb serial 'VD22010001'");
+  ASSERT_EQ(BackupCount(), 1u);
+  EXPECT_EQ(Slurp(fs::directory_iterator(Backups())->path()), "VD22010001\n");
+}
+
+TEST_F(Tool, OutputFilesAreNotReplacedWithoutForce) {
+  WriteFile("old.par", "keep me\n");
+  for (const std::vector<std::string>& command :
+       {std::vector<std::string>{"backup", Path("old.par").string()},
+        {"defaults", "--out", Path("old.par").string()}}) {
+    const Outcome run = Run(command);
+    EXPECT_EQ(run.exitCode, 2) << command[0];
+    EXPECT_CONTAINS(run.err, Path("old.par").string() + " exists; give --force to replace it");
+  }
+  EXPECT_EQ(Slurp(Path("old.par")), "keep me\n");
+  EXPECT_EQ(Run({"backup", Path("old.par").string(), "--force"}).exitCode, 0);
+  EXPECT_NE(Slurp(Path("old.par")), "keep me\n");
+}
+
+// ---- flash checks the whole file first ------------------------------------------
+
+TEST_F(Tool, FlashRefusesBadFilesBeforeTouchingAnything) {
+  ASSERT_EQ(Run({}).exitCode, 2);  // makes the drive's state file
+  const std::string header = "#IT: test\n# two\n#LogicVer:4\n";
+  const std::string data = ":0400000001020304F2\n";
+  const std::string end = ":00000001FF\n";
+  WriteFile("good.i00", header + ":020000040000FA\n" + data + end);
+  WriteFile("sum.i00", header + ":020000040000FA\n:0400000001020305F2\n" + end);
+  WriteFile("v3.i00", "#IT: test\n# two\n#LogicVer:3\n:020000040000FA\n" + data + end);
+  WriteFile("noend.i00", header + ":020000040000FA\n" + data);
+  const struct {
+    const char* file;
+    const char* message;
+  } cases[] = {
+      {"sum.i00", "line 5 of the I00 file fails its checksum; nothing was sent to the drive"},
+      {"noend.i00", "the I00 file has no end record"},
+      {"v3.i00", "v3.i00 is for logic 3; the drive has logic 4; nothing was sent to the drive"},
+      {"missing.i00", "cannot open "},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run({"flash", Path(c.file).string(), "--yes"});
+    EXPECT_EQ(run.exitCode, 2) << c.file;
+    EXPECT_CONTAINS(run.err, c.message);
+    EXPECT_FALSE(fs::exists(Path(std::string(c.file) + ".user.par")));
+  }
+  EXPECT_EQ(BackupCount(), 0u);
+}
+
+TEST_F(Tool, FlashExplainsAnIscFileOnALogic4Drive) {
+  ASSERT_EQ(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + Path("samples").string()).c_str()), 0);
+  const Outcome run = Run({"flash", Path("samples/sample.isc").string(), "--yes"});
+  EXPECT_EQ(run.exitCode, 2);
+  EXPECT_CONTAINS(run.err, "sample.isc is for logic 3; the drive has logic 4");
+  std::string isc = Slurp(Path("samples/sample.isc"));
+  isc[isc.find("SDR 4096 TDI (") + 20] ^= 1;  // one hex digit of row 2
+  WriteFile("bad.isc", isc);
+  const Outcome bad = Run({"flash", Path("bad.isc").string(), "--yes"}, {"SVODB_SIM_LOGIC=3"});
+  EXPECT_EQ(bad.exitCode, 2);
+  EXPECT_CONTAINS(bad.err, "the data rows fail their checksum");
+}
+
+TEST_F(Tool, FlashSamplesAreValidAndTheGeneratorNeverDeletes) {
+  const std::string samples = Path("samples").string();
+  ASSERT_EQ(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + samples).c_str()), 0);
+  const Outcome run = Run({"flash", samples + "/ABC-DEF004-GH.i00", "--verify"});
+  EXPECT_CONTAINS(run.err, "the flash differs from the file (code 4)");  // checked, sent, compared
+  EXPECT_NE(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + samples + " 2>/dev/null").c_str()), 0);
+  EXPECT_TRUE(fs::exists(samples + "/sample.isc"));
+  const std::string help = "cd " + folder_.string() + " && " + SVODB_FLASH_SAMPLES + " --help >/dev/null";
+  EXPECT_EQ(std::system(help.c_str()), 0);
+  EXPECT_FALSE(fs::exists(Path("--help")));
+}
+
+// ---- values as people write them ------------------------------------------------------
+
+TEST_F(Tool, ValuesReadAndWriteAsLabelsAndSayWhenRounded) {
+  const struct {
+    std::vector<std::string> args;
+    int exitCode;
+    std::string out;
+    std::string err;
+  } cases[] = {
+      {{"get", "CmdSrc", "VerLW", "SerialNum"}, 0,
+       "CmdSrc             Analog Input\nVerLW              4.0A\nSerialNum          VD22010001\n", ""},
+      {{"set", "cmdsrc", "pwm_INPUT"}, 0, "CmdSrc             PWM Input\n", ""},
+      {{"set", "CmdSrc", "Analog Input"}, 0, "CmdSrc             Analog Input\n", ""},
+      {{"set", "FilterType", "1.5"}, 2, "", "svodb: set: '1.5' is no value of FilterType (one of: ARfx, BiQuad)\n"},
+      {{"set", "ARF0", "300"}, 0, "ARF0               303.6 Hz\n",
+       "svodb: set ARF0: asked for 300; the drive stores 303.6 Hz\n"},
+      {{"get", "Kvpp"}, 2, "", "svodb: get: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
+      {{"get", "kvp", "--json"}, 0, "[\n  {\n    \"name\": \"KVP\",\n    \"value\": 0.032,\n    \"unit\": \"Arms/rad/sec\"\n  }\n]\n",
+       ""},
+      {{"get", "CmdSrc", "--json"}, 0,
+       "[\n  {\n    \"name\": \"CmdSrc\",\n    \"value\": 0.0,\n    \"label\": \"Analog Input\"\n  }\n]\n", ""},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run(c.args);
+    EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << " " << c.args[1];
+    EXPECT_EQ(run.out, c.out) << c.args[1];
+    EXPECT_EQ(run.err, c.err) << c.args[1];
+  }
+}
+
+TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswers) {
+  const Outcome run = Run({"get", "--all"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_CONTAINS(run.out, "\nKVP                0.032 Arms/rad/sec\n");
+  EXPECT_CONTAINS(run.out, "\nVerLW              4.0A\n");
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 159);
+}
+
+TEST_F(Tool, JsonOnTheCommandsThatPrintData) {
+  const struct {
+    std::vector<std::string> args;
+    const char* part;
+  } cases[] = {
+      {{"info", "--json"}, "\"model\": 31,\n  \"model_label\": \"X7102 240Vac 3/9Arms\""},
+      {{"version", "--json"}, "\"transport_library\": \"SVODB virtual drive 1.0\""},
+      {{"peek", "30", "--json"}, "{\n  \"address\": 30,\n  \"data\": 4\n}"},
+      {{"serial", "--json"}, "{\n  \"serial_number\": \"VD22010001\"\n}"},
+      {{"vars", "--json"}, "\"flags\": {\n      \"read_only\": false,"},
+      {{"enum", "cmdsrc", "--json"}, "\"label\": \"Analog Input\",\n    \"file_label\": \"Analog_Input\""},
+      {{"props", "KVP", "--json"}, "\"unit\": \"Arms/rad/sec\""},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run(c.args);
+    EXPECT_EQ(run.exitCode, 0) << c.args[0];
+    EXPECT_CONTAINS(run.out, c.part);
+  }
+}
+
+TEST_F(Tool, LongSamplingShowsProgressOnStandardError) {
+  const Outcome run = Run({"sample", "VBus", "200"});
+  EXPECT_EQ(run.exitCode, 0);
+  EXPECT_EQ(run.out, "VBus over 200 samples: mean 325.32, spread 0 Volts\n");
+  EXPECT_CONTAINS(run.err, "sampling: 50%\n");
+  EXPECT_EQ(run.err.substr(run.err.size() - 15), "sampling: 100%\n");
+  EXPECT_EQ(Run({"sample", "VBus", "5"}).err, "");
+}
+
+// ---- the command line ---------------------------------------------------------------
+
+TEST_F(Tool, CommandLineOptionsAreValidated) {
+  const struct {
+    std::vector<std::string> args;
+    int exitCode;
+    const char* text;
+  } cases[] = {
+      {{"--version"}, 0, "svodb 1."},
+      {{"peek", "30", "--port=1"}, 0, "FPGA 30 = 0x04 (4)"},
+      {{"peek", "30", "--baud", "7"}, 2, "--baud takes 9600, 19200, 38400, 57600 or 115200, not '7'"},
+      {{"peek", "30", "--network", "1,2", "--port", "3"}, 2, "not both"},
+      {{"peek", "30", "--transport", SVODB_LIBRARY_PATH}, 2, "is not a transport library"},
+      {{"version"}, 0, "transport library:  SVODB virtual drive 1.0\n"},
+      {{"serial", "1234567890123456789012345"}, 2, "a serial number has at most 24 characters"},
+      {{"trx", "set", "SINGain", "2000"}, 2, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
+      {{"peek", "30", "--transport", "/no/such/lib.so"}, 2, "cannot load the transport library /no/such/lib.so"},
+      {{"sim", "power-cycle"}, 0, "the virtual drive was switched off and on"},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run(c.args);
+    EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << " " << c.args.back();
+    EXPECT_CONTAINS(run.out + run.err, c.text);
+  }
+}
+
+}  // namespace
