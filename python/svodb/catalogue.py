@@ -54,7 +54,7 @@ def _flag(query, name: bytes) -> bool:
 
 def _variable(position: int, name: str) -> Variable:
     lib, raw = _core.lib(), _core.encode(name)
-    text = _texts().get(name, {"units": "", "flags": "------", "description": ""})
+    text = _texts().get(name, {"units": "", "flags": {}, "description": ""})
     return Variable(
         position=position,
         name=name,
@@ -64,8 +64,8 @@ def _variable(position: int, name: str) -> Variable:
         status=_flag(lib.StatVar_SVODB, raw),
         from_feedback_device=_flag(lib.TRXSelect_SVODB, raw),
         fixed_while_enabled=_flag(lib.EnabledUnchange_SVODB, raw),
-        user_parameter=text["flags"][4] == "U",
-        kept_in_nv=text["flags"][5] == "N",
+        user_parameter=bool(text["flags"].get("user_parameter")),
+        kept_in_nv=bool(text["flags"].get("kept_in_nv")),
         labels=tuple(_core.labels(name)),
     )
 

@@ -19,6 +19,7 @@ _C_TYPES = {
     "int32_t*": "int32*", "uint8_t*": "uint8*", "uint32_t*": "uint32*", "double*": "double*",
     "const uint8_t*": "const uint8*", "const uint32_t*": "const uint32*", "void*": "void*",
     "svodb_pump_handler": "pump handler", "svodb_post_handler": "post handler",
+    "svodb_now_handler": "now handler", "svodb_sleep_handler": "sleep handler",
 }
 _DECLARATION = re.compile(r"SVODB_API\s+([\w ]+?\**)\s*(?:SVODB_CALL\s+)?(\w+)\s*\(([^)]*)\)\s*;", re.S)
 
