@@ -5,6 +5,7 @@
 #include "catalog/catalogue.h"
 #include "catalog/drive_identity.h"
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_transfers.h"
 #include "paramset/param_file.h"
 #include "paramset/parameter_sets.h"
@@ -75,30 +76,55 @@ Result ReadNvIntoNode(LibraryContext& ctx, uint32_t node) {
   return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, DriveReadSet(ctx.db.catalogue), node));
 }
 
+// What a file operation reads of the drive before anything else: node 0's
+// values follow the drive's logic (formats, the current limits' label or
+// number, the version the file states); manufacturing files hold DeadBand,
+// whose width follows the drive's power board for every node. A failed read
+// fails the operation in `context` before a file or a store is touched.
+Result ReadFileFacts(OperationFacts& facts, Context context, bool driveLogic, bool manufacturing) {
+  return facts.Read({.logicVersion = driveLogic, .powerBoard = manufacturing}, context);
+}
+
 }  // namespace
 
 Result WriteUserFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kWriteFile, node == 0, false);
+  if (known != code::kOk) return known;
   return WriteFile(ctx, node, fileName, UserFileList(ctx, node == 0), false);
 }
 
 Result WriteMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kWriteFile, node == 0, true);
+  if (known != code::kOk) return known;
   return WriteFile(ctx, node, fileName, MfgFileList(ctx, node == 0), true);
 }
 
 Result ReadUserFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kReadFile, node == 0, false);
+  if (known != code::kOk) return known;
   return LoadFile(ctx, node, fileName, false);
 }
 
 Result ReadMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kReadFile, node == 0, true);
+  if (known != code::kOk) return known;
   return LoadFile(ctx, node, fileName, true);
 }
 
 Result CopyUserFileToNv(LibraryContext& ctx, uint32_t& currentNode, const std::string& fileName) {
   constexpr uint32_t kStagingNode = 1;
+  // The facts serve the NV write; they are read before the file.
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kSendToNv, true, false);
+  if (known != code::kOk) return known;
   currentNode = kStagingNode;
   Result result = LoadFile(ctx, kStagingNode, fileName, false);
   if (result == code::kOk) result = CheckModelAgainstDrive(ctx, kStagingNode);
@@ -109,7 +135,10 @@ Result CopyUserFileToNv(LibraryContext& ctx, uint32_t& currentNode, const std::s
 
 Result CopyMfgFileToNv(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  Result result = LoadFile(ctx, node, fileName, true);
+  OperationFacts facts(ctx);
+  Result result = ReadFileFacts(facts, Context::kSendToNv, true, true);
+  if (result != code::kOk) return result;
+  result = LoadFile(ctx, node, fileName, true);
   if (result == code::kOk) result = CheckModelAgainstDrive(ctx, node);
   if (result != code::kOk) return result;
   result = ComposeSetResult(Context::kSendToNv,
@@ -121,6 +150,9 @@ Result CopyMfgFileToNv(LibraryContext& ctx, uint32_t node, const std::string& fi
 
 Result SaveNvAsUserFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kLoadFromNv, true, false);
+  if (known != code::kOk) return known;
   const Result read = ReadNvIntoNode(ctx, node);
   if (read != code::kOk) return read;
   return WriteFile(ctx, node, fileName, UserFileList(ctx, true), false);
@@ -128,6 +160,9 @@ Result SaveNvAsUserFile(LibraryContext& ctx, uint32_t node, const std::string& f
 
 Result SaveNvAsMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kLoadFromNv, true, true);
+  if (known != code::kOk) return known;
   const Result read = ReadNvIntoNode(ctx, node);
   if (read != code::kOk) return read;
   return WriteFile(ctx, node, fileName, ManufacturingSet(ctx.db.catalogue), true);
@@ -135,6 +170,9 @@ Result SaveNvAsMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fi
 
 Result LoadDefaultsIntoImage(LibraryContext& ctx, uint32_t node) {
   if (node > kMaxNode) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = ReadFileFacts(facts, Context::kLoadDefault, node == 0, true);
+  if (known != code::kOk) return known;
   std::vector<std::string>& names = ctx.db.parameterFileNames[node];
   names.clear();
   for (const VariableRecord* record : UserFileList(ctx, node == 0)) names.emplace_back(record->name);
