@@ -142,6 +142,11 @@ struct VersionCase {
   uint8_t bytes[3];  // at 509, 510, 511
   uint32_t deadBandWidth;
 };
+
+// GoogleTest prints a parameter it has no printer for as raw bytes, the
+// struct's padding included, which memory checkers report as uninitialised.
+void PrintTo(const VersionCase& c, std::ostream* os) { *os << c.text; }
+
 class OnlineVersionText : public ::testing::TestWithParam<VersionCase> {};
 
 TEST_P(OnlineVersionText, ReadsTheDrivesBytesAndPicksTheDeadBandLayout) {

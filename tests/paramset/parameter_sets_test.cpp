@@ -478,6 +478,12 @@ struct DriveCase {
   bool network;
 };
 
+// GoogleTest prints a parameter it has no printer for as raw bytes, the
+// struct's padding included, which memory checkers report as uninitialised.
+void PrintTo(const DriveCase& c, std::ostream* os) {
+  *os << "logic " << c.logic << " " << c.versionText << (c.network ? " network" : " serial");
+}
+
 class RoundTrips : public SetExports, public ::testing::WithParamInterface<DriveCase> {
  protected:
   RoundTrips()
@@ -641,6 +647,8 @@ struct TableCase {
   uint32_t driveType;
   int32_t logic;
 };
+
+void PrintTo(const TableCase& c, std::ostream* os) { *os << "drive type " << c.driveType << " logic " << c.logic; }
 
 class OfflineDefaults : public ::testing::TestWithParam<TableCase> {};
 
