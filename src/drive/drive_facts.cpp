@@ -3,12 +3,18 @@
 #include "catalog/catalogue.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_transfers.h"
+#include "drive/transport.h"
 
 namespace svodb {
 namespace {
 
 Result InContext(Context context, Result codeWithDetail) {
   return context == Context::kNone ? codeWithDetail : WithContext(context, codeWithDetail);
+}
+
+bool NoDriveConnected(Transport& transport) {
+  const int32_t type = transport.GetCommType();
+  return type != kSerialConnection && type != kNetworkConnection;
 }
 
 }  // namespace
@@ -26,14 +32,20 @@ Result OperationFacts::Read(FactNeeds needs, Context context) {
   if (needs.logicVersion && !facts.logicVersion) {
     int32_t raw = 0;
     const Result result = ReadRegisterOnline(ctx_, "LogicVer", raw);
-    if (result != code::kOk) return InContext(context == Context::kNone ? context : Context::kLogicVersionCheck, result);
-    facts.logicVersion = raw;
+    if (result == code::kOk) {
+      facts.logicVersion = raw;
+    } else if (!needs.driveOptional || !NoDriveConnected(ctx_.transport)) {
+      return InContext(context == Context::kNone ? context : Context::kLogicVersionCheck, result);
+    }
   }
   if (needs.powerBoard && !facts.powerBoard) {
     uint8_t board = 0;
     const Result result = ReadMotorMemoryByte(ctx_, kPowerBoardByte, board);
-    if (result != code::kOk) return InContext(context, WithDetail(result, PositionOf(ctx_.db.catalogue, "DeadBand")));
-    facts.powerBoard = board;
+    if (result == code::kOk) {
+      facts.powerBoard = board;
+    } else if (!needs.driveOptional || !NoDriveConnected(ctx_.transport)) {
+      return InContext(context, WithDetail(result, PositionOf(ctx_.db.catalogue, "DeadBand")));
+    }
   }
   return code::kOk;
 }

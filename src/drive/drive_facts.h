@@ -28,6 +28,13 @@ struct DriveFacts {
 struct FactNeeds {
   bool logicVersion = false;
   bool powerBoard = false;
+  // For work on an offline image, which needs no drive: when a read fails
+  // and the transport reports no connection at all, the fact stays unknown
+  // and the operation goes on as without a drive (DeadBand narrow). With a
+  // drive connected a failed read fails the operation as always; asking
+  // for the connection only after a failed read keeps a single fault from
+  // passing for "no drive".
+  bool driveOptional = false;
 };
 
 // Holds the facts for the length of one operation. The outermost holder
@@ -52,6 +59,15 @@ class OperationFacts {
   DriveFacts own_;
   bool owner_;
 };
+
+// Runs body() once the facts it needs are read; a failed read is the
+// operation's result (see OperationFacts::Read).
+template <typename Body>
+Result WithDriveFacts(LibraryContext& ctx, FactNeeds needs, Context context, Body&& body) {
+  OperationFacts facts(ctx);
+  const Result known = facts.Read(needs, context);
+  return known == code::kOk ? body() : known;
+}
 
 // The connected drive's raw LogicVer as the running operation read it at
 // its start; none outside an operation or when it did not read it.

@@ -104,7 +104,7 @@ enum class RowFailure { kWithRowIndex, kPlain };
 // text, which only logic 3 and later keep.
 FactNeeds DefaultsNeed(uint32_t node, DefaultSet set) {
   const bool manufacturing = set == DefaultSet::kManufacturing;
-  return {.logicVersion = node == 0 || manufacturing, .powerBoard = manufacturing};
+  return {.logicVersion = node == 0 || manufacturing, .powerBoard = manufacturing, .driveOptional = node != 0};
 }
 
 // Both default loads: the table of the node's drive type and logic
@@ -153,8 +153,10 @@ Result StoreDefaultsInNv(LibraryContext& ctx, const ParameterList& list) {
 
 // Reading VerLW keeps the drive's version text and the DeadBand layout of
 // its power board up to date. Logic before 3 has no version text (11),
-// which is no failure here; any other failure is.
+// which is no failure here, and an image worked on with no drive connected
+// (its LogicVer unknown) does without; any other failure is one.
 Result ReadVersionText(LibraryContext& ctx) {
+  if (!KnownLogicVersion(ctx)) return code::kOk;
   std::string versionText;
   const Result result = GetStringOnline(ctx, "VerLW", versionText);
   if (result == code::kOk || result == code::kWrongLogicVersion) return code::kOk;
@@ -173,14 +175,7 @@ Result LoadCurrentOffsets(LibraryContext& ctx, uint32_t node) {
 }
 
 // Every exported set operation reads the drive's facts before anything
-// else; their failure is the operation's.
-template <typename Body>
-Result WithFacts(LibraryContext& ctx, FactNeeds needs, Context context, Body body) {
-  OperationFacts facts(ctx);
-  const Result known = facts.Read(needs, context);
-  return known == code::kOk ? body() : known;
-}
-
+// else (WithDriveFacts); their failure is the operation's.
 constexpr FactNeeds kLogicOnly{.logicVersion = true};
 
 FactNeeds WriteNeeds(const ParameterList& list) {
@@ -342,7 +337,7 @@ Result ApplyMfgDefaults(LibraryContext& ctx, uint32_t node) {
 // ---- the exported operations ------------------------------------------------
 
 Result ReadUserSetFromDrive(LibraryContext& ctx, uint32_t node) {
-  return WithFacts(ctx, kLogicOnly, Context::kLoadFromFpga, [&] {
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromFpga, [&] {
     const Result model = ReadModelFirst(ctx);
     if (model != code::kOk) return model;
     const ParameterList list = DriveReadSet(ctx.db.catalogue);
@@ -351,7 +346,7 @@ Result ReadUserSetFromDrive(LibraryContext& ctx, uint32_t node) {
 }
 
 Result ReadMfgSetFromDrive(LibraryContext& ctx, uint32_t node) {
-  return WithFacts(ctx, kLogicOnly, Context::kLoadFromFpga, [&] {
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromFpga, [&] {
     const ParameterList list = ManufacturingSet(ctx.db.catalogue);
     const Result model = ReadModelFirst(ctx);
     if (model != code::kOk) return model;
@@ -361,43 +356,43 @@ Result ReadMfgSetFromDrive(LibraryContext& ctx, uint32_t node) {
 
 Result WriteUserSetToDrive(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = UserWriteSet(ctx);
-  return WithFacts(ctx, WriteNeeds(list), Context::kSendToFpga,
-                   [&] { return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node)); });
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToFpga,
+                        [&] { return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node)); });
 }
 
 Result WriteMfgSetToDrive(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  return WithFacts(ctx, WriteNeeds(list), Context::kSendToFpga,
-                   [&] { return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node)); });
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToFpga,
+                        [&] { return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node)); });
 }
 
 Result ReadUserSetFromNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = DriveReadSet(ctx.db.catalogue);
-  return WithFacts(ctx, kLogicOnly, Context::kLoadFromNv,
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromNv,
                    [&] { return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, list, node)); });
 }
 
 Result ReadMfgSetFromNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  return WithFacts(ctx, kLogicOnly, Context::kLoadFromNv,
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromNv,
                    [&] { return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, list, node)); });
 }
 
 Result WriteUserSetToNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = UserWriteSet(ctx);
-  return WithFacts(ctx, WriteNeeds(list), Context::kSendToNv,
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToNv,
                    [&] { return ComposeSetResult(Context::kSendToNv, WriteSetToNV(ctx, list, node)); });
 }
 
 Result WriteMfgSetToNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  return WithFacts(ctx, WriteNeeds(list), Context::kSendToNv,
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToNv,
                    [&] { return ComposeSetResult(Context::kSendToNv, WriteSetToNV(ctx, list, node)); });
 }
 
 // Node 0's defaults go on to NV, which needs the drive's logic as well.
 Result LoadUserDefaults(LibraryContext& ctx, uint32_t node) {
-  return WithFacts(ctx, DefaultsNeed(node, DefaultSet::kUser), Context::kLoadDefault, [&] {
+  return WithDriveFacts(ctx, DefaultsNeed(node, DefaultSet::kUser), Context::kLoadDefault, [&] {
     const Result applied = ApplyUserDefaults(ctx, node);
     if (applied != code::kOk) return WithContext(Context::kLoadDefault, applied);
     if (node != 0) return code::kOk;
@@ -407,7 +402,7 @@ Result LoadUserDefaults(LibraryContext& ctx, uint32_t node) {
 
 Result LoadMfgDefaults(LibraryContext& ctx, uint32_t node) {
   if (!IsNode(node)) return WithContext(Context::kLoadDefault, code::kOutOfRange);
-  return WithFacts(ctx, DefaultsNeed(node, DefaultSet::kManufacturing), Context::kLoadDefault, [&] {
+  return WithDriveFacts(ctx, DefaultsNeed(node, DefaultSet::kManufacturing), Context::kLoadDefault, [&] {
     const Result versionRead = ReadVersionText(ctx);
     if (versionRead != code::kOk) return WithContext(Context::kLogicVersionCheck, versionRead);
     const Result offsets = LoadCurrentOffsets(ctx, node);

@@ -8,8 +8,8 @@
 // without faults, succeeds and produces the clean result.
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <algorithm>
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <functional>
@@ -47,7 +47,10 @@ struct World {
 };
 
 std::filesystem::path SweepFile(const std::string& name) {
-  return std::filesystem::temp_directory_path() / ("svodb_fault_sweep_" + name);
+  // Named after the running test: CTest may run the tests of this file at
+  // the same time.
+  const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+  return std::filesystem::temp_directory_path() / ("svodb_fault_sweep_" + test + "_" + name);
 }
 
 std::string FileBytes(const std::filesystem::path& path) {
@@ -111,7 +114,7 @@ void EditImage(World& world, uint32_t node) {
   for (const auto& [name, value] : edits) ASSERT_EQ(PutOfflineValue(world.ctx, name, node, value), 1) << name;
 }
 
-struct Operation_ {
+struct SweptOperation {
   const char* name;
   DriveConfig config;
   std::function<void(World&)> prepare;  // runs before the traffic counts
@@ -141,7 +144,7 @@ const std::filesystem::path& RestoreSource(bool manufacturing) {
   return manufacturing ? mfg : user;
 }
 
-std::vector<Operation_> Operations() {
+std::vector<SweptOperation> Operations() {
   const auto none = [](World&) {};
   const auto out = [](const char* name) { return SweepFile(name).string(); };
   return {
@@ -264,7 +267,7 @@ struct CleanRun {
   Products products;
 };
 
-CleanRun RunClean(const Operation_& op, const std::filesystem::path& file) {
+CleanRun RunClean(const SweptOperation& op, const std::filesystem::path& file) {
   std::filesystem::remove(file);
   World world{op.config};
   op.prepare(world);
@@ -274,7 +277,7 @@ CleanRun RunClean(const Operation_& op, const std::filesystem::path& file) {
 }
 
 // One faulted run and the clean run after it; failures name the fault.
-void RunFaulted(const Operation_& op, const Fault& fault, const CleanRun& clean,
+void RunFaulted(const SweptOperation& op, const Fault& fault, const CleanRun& clean,
                 const std::filesystem::path& file) {
   std::filesystem::remove(file);
   World world{op.config};
@@ -305,7 +308,7 @@ void RunFaulted(const Operation_& op, const Fault& fault, const CleanRun& clean,
 TEST(FaultSweep, LogicVersionIsReadOncePerOperation) {
   constexpr int32_t kLogicVersionAddress = 30;
   const auto file = SweepFile("backup");
-  for (const Operation_& op : Operations()) {
+  for (const SweptOperation& op : Operations()) {
     const CleanRun clean = RunClean(op, file);
     const auto reads = std::ranges::count_if(clean.calls, [](const sim::CallRecord& call) {
       return call.operation == Operation::kGetVarFromFPGA && call.arguments[0] == kLogicVersionAddress;
@@ -319,7 +322,7 @@ TEST(FaultSweep, LogicVersionIsReadOncePerOperation) {
 TEST(FaultSweep, EverySingleFaultFailsLoudlyOrHeals) {
   const auto file = SweepFile("backup");
   std::size_t runs = 0;
-  for (const Operation_& op : Operations()) {
+  for (const SweptOperation& op : Operations()) {
     const CleanRun clean = RunClean(op, file);
     for (const Fault& fault : FaultsOf(clean.calls)) {
       RunFaulted(op, fault, clean, file);
