@@ -7,6 +7,7 @@
 // virtual time than a bound; and the same operation, run again at once
 // without faults, succeeds and produces the clean result.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -47,10 +48,12 @@ struct World {
 };
 
 std::filesystem::path SweepFile(const std::string& name) {
-  // Named after the running test: CTest may run the tests of this file at
-  // the same time.
+  // Named after the process and the running test: CTest may run the tests
+  // of this file at the same time, and other runs of the suite may share
+  // the folder.
   const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-  return std::filesystem::temp_directory_path() / ("svodb_fault_sweep_" + test + "_" + name);
+  return std::filesystem::temp_directory_path() /
+         ("svodb_fault_sweep_" + std::to_string(getpid()) + "_" + test + "_" + name);
 }
 
 std::string FileBytes(const std::filesystem::path& path) {
