@@ -173,6 +173,7 @@ std::vector<SweptOperation> Operations() {
       {"WRToFileMfg", {}, ReadDriveAndEdit, [=](World& w) { return WriteMfgFile(w.ctx, 0, out("backup")); }},
       {"RDFromFileUser", {}, none,
        [](World& w) { return ReadUserFile(w.ctx, 0, RestoreSource(false).string()); }},
+      {"RDFromFileMfg", {}, none, [](World& w) { return ReadMfgFile(w.ctx, 0, RestoreSource(true).string()); }},
       {"SetUserParamsNV", {}, none,
        [](World& w) {
          uint32_t currentNode = 0;
