@@ -2,22 +2,13 @@
 // the file's name (a fixed name when there is none), the rest the file.
 // Checks that every answer is one the reader may give and that nothing is
 // written outside the image.
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
 #include <string_view>
-#include <vector>
 
+#include "flash_front_end.h"
 #include "isp/i00_file.h"
-
-namespace {
-
-void Require(bool holds) {
-  if (!holds) std::abort();
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   using namespace svodb::isp;
@@ -28,22 +19,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
     text.remove_prefix(nul + 1);
   }
   const int32_t nameVersion = VersionFromFileName(name);
-  Require(nameVersion >= -1 && nameVersion <= 999);
+  svodb::fuzz::Require(nameVersion >= -1 && nameVersion <= 999);
 
-  // Guard bytes on both sides of the image catch a write outside it.
-  constexpr std::size_t kGuard = 64;
-  std::vector<uint8_t> buffer(kI00ImageSize + 2 * kGuard, 0xA5);
-  const std::span<uint8_t> image(buffer.data() + kGuard, kI00ImageSize);
-  std::fill(image.begin(), image.end(), uint8_t{0xFF});
-  LineReader lines(text);
   int32_t version = 0;
-  svodb::Result result = ReadI00Header(lines, name, version);
-  Require(result == 1 || result == 32);
-  if (result == 1) {
-    result = ReadI00Records(lines, image);
-    Require(result == 1 || result == 32 || result == 43);
-  }
-  for (std::size_t i = 0; i < kGuard; ++i)
-    Require(buffer[i] == 0xA5 && buffer[buffer.size() - 1 - i] == 0xA5);
+  svodb::fuzz::ReadI00Guarded(text, name, version);
   return 0;
 }

@@ -26,6 +26,11 @@ void FaultPlan::ChangeSecondRead(int32_t fpgaAddress, uint8_t xorMask, Persisten
   secondReads_.push_back(AddressRule{fpgaAddress, persistence, 0, xorMask});
 }
 
+void FaultPlan::DistortCall(Operation operation, int callNumber, uint8_t xorMask) {
+  if (callNumber < 1) return;
+  distortedCalls_.push_back(CallDistortion{operation, callNumber, 0, xorMask});
+}
+
 void FaultPlan::DropFpgaWrite(int32_t fpgaAddress, Persistence persistence) {
   droppedFpgaWrites_.push_back(AddressRule{fpgaAddress, persistence, 0, 0});
 }
@@ -44,6 +49,7 @@ void FaultPlan::EraseAnswersBusy(int32_t entry, Persistence persistence) {
 
 void FaultPlan::Clear() noexcept {
   failures_.clear();
+  distortedCalls_.clear();
   secondReads_.clear();
   droppedFpgaWrites_.clear();
   droppedNvWrites_.clear();
@@ -56,7 +62,7 @@ void FaultPlan::Clear() noexcept {
 }
 
 bool FaultPlan::IsEmpty() const noexcept {
-  return failures_.empty() && secondReads_.empty() && droppedFpgaWrites_.empty() &&
+  return failures_.empty() && distortedCalls_.empty() && secondReads_.empty() && droppedFpgaWrites_.empty() &&
          droppedNvWrites_.empty() && busyErases_.empty() && wrongRegisters_.empty() &&
          refusedTrxDiagnostics_.empty() && trxWordsNotSticking_.empty() && trxPagesProgrammedWrong_.empty() &&
          !deadTrxPort_;
@@ -74,6 +80,15 @@ std::optional<int32_t> FaultPlan::TakeFailure(Operation operation, std::optional
   std::erase_if(failures_,
                 [](const CallFailure& rule) { return rule.callNumber != 0 && rule.seen >= rule.callNumber; });
   return code;
+}
+
+uint8_t FaultPlan::TakeCallDistortion(Operation operation) {
+  uint8_t mask = 0;
+  for (CallDistortion& rule : distortedCalls_) {
+    if (rule.operation == operation && ++rule.seen == rule.callNumber) mask ^= rule.xorMask;
+  }
+  std::erase_if(distortedCalls_, [](const CallDistortion& rule) { return rule.seen >= rule.callNumber; });
+  return mask;
 }
 
 uint8_t FaultPlan::TakeReadDistortion(int32_t fpgaAddress) {

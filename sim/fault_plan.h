@@ -35,6 +35,11 @@ class FaultPlan {
   void ChangeSecondRead(int32_t fpgaAddress, uint8_t xorMask = 0x01,
                         Persistence persistence = Persistence::kOnce);
 
+  // The callNumber-th read (1-based) of the operation (GetVarFromFPGA or
+  // GetVarFromEEPROM) answers its data byte with the bits of xorMask
+  // flipped: one read that disagrees with its twin, wherever it falls.
+  void DistortCall(Operation operation, int callNumber, uint8_t xorMask = 0x01);
+
   // Writes are answered with success but leave the drive as it was.
   void DropFpgaWrite(int32_t fpgaAddress, Persistence persistence = Persistence::kOnce);
   void DropNvWrite(int32_t entry, Persistence persistence = Persistence::kOnce);
@@ -58,6 +63,8 @@ class FaultPlan {
   std::optional<int32_t> TakeFailure(Operation operation, std::optional<int32_t> firstArgument);
   // The bits to flip in this read of the address (0 = read as it is).
   uint8_t TakeReadDistortion(int32_t fpgaAddress);
+  // The bits to flip in this call's data; counts the call.
+  uint8_t TakeCallDistortion(Operation operation);
   bool TakeDroppedFpgaWrite(int32_t fpgaAddress);
   bool TakeDroppedNvWrite(int32_t entry);
   bool TakeBusyErase(int32_t entry);
@@ -81,7 +88,15 @@ class FaultPlan {
 
   static bool TakeAddressRule(std::vector<AddressRule>& rules, int32_t address);
 
+  struct CallDistortion {
+    Operation operation;
+    int callNumber;
+    int seen;
+    uint8_t xorMask;
+  };
+
   std::vector<CallFailure> failures_;
+  std::vector<CallDistortion> distortedCalls_;
   std::vector<AddressRule> secondReads_;
   std::vector<AddressRule> droppedFpgaWrites_;
   std::vector<AddressRule> droppedNvWrites_;

@@ -133,9 +133,10 @@ IspLink VirtualDrive::FlashLink() const noexcept {
 
 int32_t VirtualDrive::GetVarFromFPGA(int32_t address, int32_t* data, int32_t* second) {
   CallRecord call(Operation::kGetVarFromFPGA, {address});
+  const uint8_t distortion = faults_.TakeCallDistortion(Operation::kGetVarFromFPGA);
   const int32_t result = Serve(call, Link::kNeeded, [&] {
     if (!IsByteIndex(address)) return code::kWrongAddress;
-    call.SetOutputs({ReadFpga(static_cast<uint8_t>(address))});
+    call.SetOutputs({ReadFpga(static_cast<uint8_t>(address)) ^ distortion});
     return code::kOk;
   });
   if (result == code::kOk) {
@@ -166,10 +167,11 @@ void VirtualDrive::StoreNvEntry(int32_t entry, NvEntry value) {
 
 int32_t VirtualDrive::GetVarFromEEPROM(int32_t entry, int32_t* fpgaRegister, int32_t* data) {
   CallRecord call(Operation::kGetVarFromEEPROM, {entry});
+  const uint8_t distortion = faults_.TakeCallDistortion(Operation::kGetVarFromEEPROM);
   const int32_t result = Serve(call, Link::kNeeded, [&] {
     if (!IsByteIndex(entry)) return code::kWrongAddress;
     const NvEntry& stored = nv_[static_cast<std::size_t>(entry)];
-    call.SetOutputs({faults_.WrongRegisterFor(entry).value_or(stored.fpgaRegister), stored.data});
+    call.SetOutputs({faults_.WrongRegisterFor(entry).value_or(stored.fpgaRegister), stored.data ^ distortion});
     return code::kOk;
   });
   if (result == code::kOk) {

@@ -39,6 +39,13 @@ const char* Catalogue::NameAt(int32_t position) const {
   return record == nullptr ? nullptr : record->name;
 }
 
+int32_t PositionOf(const Catalogue& catalogue, std::string_view name) {
+  const VariableRecord* record = catalogue.Find(name);
+  if (record == nullptr) return 0;
+  const auto position = static_cast<int32_t>(record - catalogue.Records().data()) + 1;
+  return position <= 99 ? position : 0;
+}
+
 int32_t Catalogue::GetConversionCode(std::string_view name) const {
   const VariableRecord* record = Find(name);
   return record == nullptr ? 9 : record->conversionCode;

@@ -49,6 +49,11 @@ class Catalogue {
   std::unordered_map<std::string, VariableRecord*> index_;
 };
 
+// The 1-based catalogue position of a name as a result code's detail can
+// carry it: 0 for a name the catalogue does not know or whose position is
+// beyond the detail's two digits.
+int32_t PositionOf(const Catalogue& catalogue, std::string_view name);
+
 // The parameter sets that whole-set transfers and files are built from.
 enum class ParameterSet {
   kDriveRead,             // flags 2, 13

@@ -15,7 +15,7 @@ struct RegisterDescriptor {
   const char* name;      // as spelled by the drive's tools
   int32_t fpgaAddress;   // most significant byte; -1 = none
   int32_t nvEntry;       // most significant byte (biquad: first of four); -1 = none
-  uint32_t byteCount;    // 1-4; 12 = two bytes not read back; 24 = SerialNum
+  uint32_t byteCount;    // 1-4; 12 = two bytes (PWMMinus); 24 = SerialNum
   uint32_t topBit;       // 7-0 within the (lower) byte
   uint32_t bitWidth;     // see the field codec
   uint8_t live;          // 1 = read once, 0 = a setting read twice

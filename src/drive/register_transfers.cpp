@@ -6,6 +6,7 @@
 
 #include "catalog/catalogue.h"
 #include "drive/current_limits.h"
+#include "drive/drive_facts.h"
 #include "drive/one_repeat.h"
 #include "drive/register_map.h"
 #include "drive/transport.h"
@@ -246,8 +247,8 @@ Result WriteFpgaField(LibraryContext& ctx, std::string_view name, int32_t raw) {
   if (IsBiquad(*d)) return WriteBiquadBank(ctx, name, raw);
   if (FieldByteLength(d->byteCount) == 0) return code::kSystemError;
   Transport& transport = ctx.transport;
-  // PWMMinus's two bytes are not read back by the drive's tools.
-  if (d->byteCount == 12) return WriteFieldOnce(transport, *d, raw);
+  // PWMMinus's two bytes (byte count 12) are read back like every other
+  // field's: a lost byte would leave the analog command scaled wrongly.
   return WriteVerified(
       raw, [&] { return WriteFieldOnce(transport, *d, raw); },
       [&](int32_t& back) { return ReadFieldOnce(transport, *d, back); });
@@ -280,6 +281,12 @@ Result WriteNvField(LibraryContext& ctx, std::string_view name, int32_t raw) {
 
 Result ReadRegisterOnline(LibraryContext& ctx, std::string_view name, int32_t& raw) {
   if (ctx.registers.FindRegister(name) == nullptr) return code::kInvalidParameter;
+  // Inside a whole-set or file operation every question about the logic
+  // version gets the one answer read at its start.
+  if (const auto known = KnownLogicVersion(ctx); known && IsLogicVersionName(name)) {
+    raw = *known;
+    return code::kOk;
+  }
   if (IsCurrentLimit(name)) {
     const auto logicVersion = DriveLogicVersion(ctx);
     if (logicVersion && *logicVersion < 3) ctx.registers.SetCurrentLimitLayout(*logicVersion);
@@ -357,8 +364,11 @@ Result ReadMotorMemoryByte(LibraryContext& ctx, int32_t address, uint8_t& byte) 
   uint8_t kept = 0;
   if (ReadFpgaByte(ctx.transport, 43, kept) != code::kOk) return code::kSystemError;
   const Result result = ReadMotorByte(ctx, address, byte);
-  if (result != code::kOk) return result;
-  return ctx.transport.PutVarToFPGA(43, kept);
+  // Register 43 also holds other drive settings: it is put back also after a
+  // failed read, with one more try, and a restore that still fails is
+  // reported even when the byte was read.
+  const Result restored = WithOneRepeat([&] { return ctx.transport.PutVarToFPGA(43, kept); });
+  return result != code::kOk ? result : restored;
 }
 
 Result ReadMotorDataByte(LibraryContext& ctx, int32_t address, uint8_t& byte) {

@@ -1,6 +1,7 @@
 #include "drive/scaling_context.h"
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/online_values.h"
 #include "drive/register_transfers.h"
 
@@ -9,14 +10,18 @@ namespace svodb {
 namespace {
 
 constexpr int32_t kDeadBandCode = 14;
-constexpr int32_t kPowerBoardByte = 511;
 
-// The DeadBand width depends on the power board; a byte that cannot be read
-// counts as 0.
+// The DeadBand width depends on the power board. A whole-set or file
+// operation read the byte once at its start; a single conversion reads it
+// now, and a byte that cannot be read counts as 0.
 void FollowPowerBoard(LibraryContext& ctx, int32_t conversionCode, ScalingInputs& inputs) {
   if (conversionCode != kDeadBandCode) return;
   uint8_t board = 0;
-  if (ReadMotorMemoryByte(ctx, kPowerBoardByte, board) != code::kOk) board = 0;
+  if (const auto known = KnownPowerBoard(ctx)) {
+    board = *known;
+  } else if (ReadMotorMemoryByte(ctx, kPowerBoardByte, board) != code::kOk) {
+    board = 0;
+  }
   inputs.deadBandWidth = SelectDeadBandLayout(ctx.registers, board);
 }
 

@@ -5,6 +5,7 @@
 #include "catalog/catalogue.h"
 #include "catalog/drive_identity.h"
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_transfers.h"
 #include "paramset/param_file.h"
 #include "paramset/parameter_sets.h"
@@ -75,73 +76,102 @@ Result ReadNvIntoNode(LibraryContext& ctx, uint32_t node) {
   return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, DriveReadSet(ctx.db.catalogue), node));
 }
 
+// What a file operation reads of the drive before anything else: node 0's
+// values follow the drive's logic (formats, the current limits' label or
+// number, the version the file states); manufacturing files hold DeadBand,
+// whose width follows the drive's power board for every node. A failed read
+// fails the operation before a file or a store is touched.
+FactNeeds FileNeeds(bool driveLogic, bool manufacturing) {
+  return {.logicVersion = driveLogic, .powerBoard = manufacturing};
+}
+
+// An offline image's file needs a drive only for DeadBand's width.
+FactNeeds ImageFileNeeds(uint32_t node, bool manufacturing) {
+  return {.logicVersion = node == 0, .powerBoard = manufacturing, .driveOptional = node != 0};
+}
+
 }  // namespace
 
 Result WriteUserFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  return WriteFile(ctx, node, fileName, UserFileList(ctx, node == 0), false);
+  return WithDriveFacts(ctx, ImageFileNeeds(node, false), Context::kWriteFile,
+                        [&] { return WriteFile(ctx, node, fileName, UserFileList(ctx, node == 0), false); });
 }
 
 Result WriteMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  return WriteFile(ctx, node, fileName, MfgFileList(ctx, node == 0), true);
+  return WithDriveFacts(ctx, ImageFileNeeds(node, true), Context::kWriteFile,
+                        [&] { return WriteFile(ctx, node, fileName, MfgFileList(ctx, node == 0), true); });
 }
 
 Result ReadUserFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  return LoadFile(ctx, node, fileName, false);
+  return WithDriveFacts(ctx, ImageFileNeeds(node, false), Context::kReadFile,
+                        [&] { return LoadFile(ctx, node, fileName, false); });
 }
 
 Result ReadMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  return LoadFile(ctx, node, fileName, true);
+  return WithDriveFacts(ctx, ImageFileNeeds(node, true), Context::kReadFile,
+                        [&] { return LoadFile(ctx, node, fileName, true); });
 }
 
 Result CopyUserFileToNv(LibraryContext& ctx, uint32_t& currentNode, const std::string& fileName) {
   constexpr uint32_t kStagingNode = 1;
-  currentNode = kStagingNode;
-  Result result = LoadFile(ctx, kStagingNode, fileName, false);
-  if (result == code::kOk) result = CheckModelAgainstDrive(ctx, kStagingNode);
-  if (result == code::kOk) result = WriteUserSetToNV(ctx, kStagingNode);
-  if (result == code::kOk) currentNode = 0;
-  return result;
+  // The facts serve the NV write; they are read before the file.
+  return WithDriveFacts(ctx, FileNeeds(true, false), Context::kSendToNv, [&] {
+    currentNode = kStagingNode;
+    Result result = LoadFile(ctx, kStagingNode, fileName, false);
+    if (result == code::kOk) result = CheckModelAgainstDrive(ctx, kStagingNode);
+    if (result == code::kOk) result = WriteUserSetToNV(ctx, kStagingNode);
+    if (result == code::kOk) currentNode = 0;
+    return result;
+  });
 }
 
 Result CopyMfgFileToNv(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  Result result = LoadFile(ctx, node, fileName, true);
-  if (result == code::kOk) result = CheckModelAgainstDrive(ctx, node);
-  if (result != code::kOk) return result;
-  result = ComposeSetResult(Context::kSendToNv,
-                            WriteSetToNV(ctx, ManufacturingFileSet(ctx.db.catalogue), node));
-  if (result != code::kOk) return result;
-  const Result erased = EraseUnusedNv(ctx);
-  return erased == code::kOk ? erased : WithContext(Context::kEraseNv, erased);
+  return WithDriveFacts(ctx, FileNeeds(true, true), Context::kSendToNv, [&] {
+    Result result = LoadFile(ctx, node, fileName, true);
+    if (result == code::kOk) result = CheckModelAgainstDrive(ctx, node);
+    if (result != code::kOk) return result;
+    result = ComposeSetResult(Context::kSendToNv,
+                              WriteSetToNV(ctx, ManufacturingFileSet(ctx.db.catalogue), node));
+    if (result != code::kOk) return result;
+    const Result erased = EraseUnusedNv(ctx);
+    return erased == code::kOk ? erased : WithContext(Context::kEraseNv, erased);
+  });
 }
 
 Result SaveNvAsUserFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  const Result read = ReadNvIntoNode(ctx, node);
-  if (read != code::kOk) return read;
-  return WriteFile(ctx, node, fileName, UserFileList(ctx, true), false);
+  return WithDriveFacts(ctx, FileNeeds(true, false), Context::kLoadFromNv, [&] {
+    const Result read = ReadNvIntoNode(ctx, node);
+    if (read != code::kOk) return read;
+    return WriteFile(ctx, node, fileName, UserFileList(ctx, true), false);
+  });
 }
 
 Result SaveNvAsMfgFile(LibraryContext& ctx, uint32_t node, const std::string& fileName) {
   if (node > kMaxNode) return code::kOutOfRange;
-  const Result read = ReadNvIntoNode(ctx, node);
-  if (read != code::kOk) return read;
-  return WriteFile(ctx, node, fileName, ManufacturingSet(ctx.db.catalogue), true);
+  return WithDriveFacts(ctx, FileNeeds(true, true), Context::kLoadFromNv, [&] {
+    const Result read = ReadNvIntoNode(ctx, node);
+    if (read != code::kOk) return read;
+    return WriteFile(ctx, node, fileName, ManufacturingSet(ctx.db.catalogue), true);
+  });
 }
 
 Result LoadDefaultsIntoImage(LibraryContext& ctx, uint32_t node) {
   if (node > kMaxNode) return code::kOutOfRange;
-  std::vector<std::string>& names = ctx.db.parameterFileNames[node];
-  names.clear();
-  for (const VariableRecord* record : UserFileList(ctx, node == 0)) names.emplace_back(record->name);
-  // The tables' own failures are not reported: what loaded stays loaded.
-  ApplyUserDefaults(ctx, node);
-  ApplyMfgDefaults(ctx, node);
-  return code::kOk;
+  return WithDriveFacts(ctx, ImageFileNeeds(node, true), Context::kLoadDefault, [&] {
+    std::vector<std::string>& names = ctx.db.parameterFileNames[node];
+    names.clear();
+    for (const VariableRecord* record : UserFileList(ctx, node == 0)) names.emplace_back(record->name);
+    // The tables' own failures are not reported: what loaded stays loaded.
+    ApplyUserDefaults(ctx, node);
+    ApplyMfgDefaults(ctx, node);
+    return code::kOk;
+  });
 }
 
 }  // namespace svodb

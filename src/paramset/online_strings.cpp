@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "catalog/parameter_database.h"
+#include "drive/one_repeat.h"
 #include "drive/online_values.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -61,13 +62,15 @@ Result ReadLogicVersionText(LibraryContext& ctx, std::string& text) {
   if (result != code::kOk) return result;
   uint8_t bytes[3] = {};
   const int32_t addresses[3] = {kPowerBoardAddress, kMinorAddress, kRevisionAddress};
-  for (std::size_t k = 0; k < 3; ++k) {
+  for (std::size_t k = 0; k < 3 && result == code::kOk; ++k) {
     result = ReadMotorMemoryByte(ctx, addresses[k], bytes[k]);
-    if (result != code::kOk) return result;
-    if (addresses[k] == kPowerBoardAddress) NotePowerBoard(ctx, bytes[k]);
+    if (result == code::kOk && addresses[k] == kPowerBoardAddress) NotePowerBoard(ctx, bytes[k]);
   }
-  result = WriteVariableOnline(ctx, "MTRAddress", keptAddress);
+  // The address goes back also after a failed read, with one more try; the
+  // first failure is the one reported.
+  const Result restored = WithOneRepeat([&] { return WriteVariableOnline(ctx, "MTRAddress", keptAddress); });
   if (result != code::kOk) return result;
+  if (restored != code::kOk) return restored;
   text = FormatLogicVersionText(bytes[0], bytes[1], bytes[2]);
   ctx.db.driveVersion = text;
   return code::kOk;

@@ -1,9 +1,12 @@
 #include "paramset/parameter_sets.h"
 
+#include <algorithm>
+
 #include "catalog/drive_identity.h"
 #include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
+#include "drive/drive_facts.h"
 #include "drive/online_values.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -33,6 +36,11 @@ bool PassesLogicTest(const VariableRecord& record, double driveLogic) {
 // such a value that does not read back is no failure of the set.
 bool MayComeFromTrx(const VariableRecord& record) {
   return record.Has(kTrxMotorFlag) || record.Has(kSelTrxFlag);
+}
+
+// Converting DeadBand needs the drive's power board (its field's width).
+bool ConvertsDeadBand(const ParameterList& list) {
+  return std::ranges::any_of(list, [](const VariableRecord* record) { return record->conversionCode == 14; });
 }
 
 // Steps 1 and 2 of both reads: the drive's model and mode become the node's.
@@ -90,6 +98,15 @@ Result DefaultsModel(LibraryContext& ctx, uint32_t node, uint32_t& model) {
 
 enum class RowFailure { kWithRowIndex, kPlain };
 
+// Node 0's defaults follow the drive's logic (table, formats, current-limit
+// form). The manufacturing defaults hold DeadBand, whose width follows the
+// drive's power board on every node, and begin with the drive's version
+// text, which only logic 3 and later keep.
+FactNeeds DefaultsNeed(uint32_t node, DefaultSet set) {
+  const bool manufacturing = set == DefaultSet::kManufacturing;
+  return {.logicVersion = node == 0 || manufacturing, .powerBoard = manufacturing, .driveOptional = node != 0};
+}
+
 // Both default loads: the table of the node's drive type and logic
 // generation, row by row through the parameter-file setter under torque
 // units, then the setter's closing step, which turns the command gain,
@@ -98,6 +115,9 @@ enum class RowFailure { kWithRowIndex, kPlain };
 // whatever the user defaults or a parameter file last gave.
 Result ApplyDefaults(LibraryContext& ctx, uint32_t node, DefaultSet set, RowFailure failure) {
   if (!IsNode(node)) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  const Result known = facts.Read(DefaultsNeed(node, set), Context::kNone);
+  if (known != code::kOk) return known;
   const int32_t driveType =
       node == 0 ? ctx.transport.GetCommType() : static_cast<int32_t>(ctx.db.nodes[node].driveType);
   if (driveType != 1 && driveType != 2) return driveType;
@@ -129,6 +149,37 @@ Result StoreDefaultsInNv(LibraryContext& ctx, const ParameterList& list) {
   const Result erased = EraseUnusedNv(ctx);
   if (erased != code::kOk) return WithContext(Context::kEraseNv, erased);
   return code::kOk;
+}
+
+// Reading VerLW keeps the drive's version text and the DeadBand layout of
+// its power board up to date. Logic before 3 has no version text (11),
+// which is no failure here, and an image worked on with no drive connected
+// (its LogicVer unknown) does without; any other failure is one.
+Result ReadVersionText(LibraryContext& ctx) {
+  if (!KnownLogicVersion(ctx)) return code::kOk;
+  std::string versionText;
+  const Result result = GetStringOnline(ctx, "VerLW", versionText);
+  if (result == code::kOk || result == code::kWrongLogicVersion) return code::kOk;
+  return WithDetail(result, PositionOf(ctx.db.catalogue, "VerLW"));
+}
+
+// The current offsets have no defaults: node 0's NV write keeps the drive's
+// own, so on node 0 a failed read fails the load instead of letting a stale
+// value reach NV. Other nodes write no NV and read them as before.
+Result LoadCurrentOffsets(LibraryContext& ctx, uint32_t node) {
+  for (const char* name : {"IVOffset", "IUOffset"}) {
+    const Result result = LoadFromDrive(ctx, name, 0);
+    if (node == 0 && result != code::kOk) return WithDetail(result, PositionOf(ctx.db.catalogue, name));
+  }
+  return code::kOk;
+}
+
+// Every exported set operation reads the drive's facts before anything
+// else (WithDriveFacts); their failure is the operation's.
+constexpr FactNeeds kLogicOnly{.logicVersion = true};
+
+FactNeeds WriteNeeds(const ParameterList& list) {
+  return {.logicVersion = true, .powerBoard = ConvertsDeadBand(list)};
 }
 
 Result ReadModelFirst(LibraryContext& ctx) {
@@ -176,8 +227,11 @@ ParameterList UserFileSet(const Catalogue& catalogue, const std::optional<DriveV
 
 Result ReadSetFromDrive(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  Result result = facts.Read({.logicVersion = true}, Context::kNone);
+  if (result != code::kOk) return result;
   NodeState& image = ctx.db.nodes[node];
-  Result result = ReadModelAndMode(ctx, image);
+  result = ReadModelAndMode(ctx, image);
   if (result != code::kOk) return result;
   int32_t setupS21 = 0;
   result = ReadRegisterOnline(ctx, "SetupS2-1", setupS21);
@@ -191,8 +245,11 @@ Result ReadSetFromDrive(LibraryContext& ctx, const ParameterList& list, uint32_t
 
 Result ReadSetFromNV(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
+  OperationFacts facts(ctx);
+  Result result = facts.Read({.logicVersion = true}, Context::kNone);
+  if (result != code::kOk) return result;
   NodeState& image = ctx.db.nodes[node];
-  Result result = ReadModelAndMode(ctx, image);
+  result = ReadModelAndMode(ctx, image);
   if (result != code::kOk) return result;
   double logic = 0.0;
   result = ReadDriveLogic(ctx, image, logic);
@@ -206,15 +263,20 @@ Result ReadSetFromNV(LibraryContext& ctx, const ParameterList& list, uint32_t no
 // the write failed, so a stopped transfer leaves the image as it was.
 Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
-  int32_t driveRaw = 0;
-  if (ReadRegisterOnline(ctx, "LogicVer", driveRaw) != code::kOk) driveRaw = 0;
+  OperationFacts facts(ctx);
+  Result result = facts.Read({.logicVersion = true, .powerBoard = ConvertsDeadBand(list)}, Context::kNone);
+  if (result != code::kOk) return result;
+  const int32_t driveRaw = *KnownLogicVersion(ctx);
   // Logic 2 and older answers by its own support column, whatever the text.
   const std::string versionText = driveRaw > 2 ? ctx.db.driveVersion : std::string();
+  // Node 0's values scale with the drive's model: a model that cannot be
+  // read fails the write rather than leaving the last one in place.
   uint32_t model = 0;
-  ReadModelOnline(ctx, model);
+  result = ReadModelOnline(ctx, model);
+  if (result != code::kOk) return WithDetail(result, PositionOf(ctx.db.catalogue, "Model"));
   double logic = 0.0;
-  const Result logicResult = ReadVariableOnline(ctx, "LogicVer", logic);
-  if (logicResult != code::kOk) return logicResult;
+  result = ReadVariableOnline(ctx, "LogicVer", logic);
+  if (result != code::kOk) return result;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
   Result written = 0;
@@ -222,7 +284,7 @@ Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t 
     if (!PassesLogicTest(*record, logic) || !IsSupportedByVersion(record->name, versionText, driveRaw))
       continue;
     ConvertToDriveVersion(ctx, record->name, node, nodeLogic, driveRaw);
-    const Result result = StoreToDrive(ctx, record->name, static_cast<int32_t>(node));
+    result = StoreToDrive(ctx, record->name, static_cast<int32_t>(node));
     ConvertBackToNodeVersion(ctx, record->name, node, nodeLogic, driveRaw);
     const bool tolerated = result == code::kTransferError && MayComeFromTrx(*record);
     if (result != code::kOk && !tolerated) return result;
@@ -233,9 +295,10 @@ Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t 
 
 Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
-  int32_t driveRaw = 0;
-  Result result = ReadRegisterOnline(ctx, "LogicVer", driveRaw);
+  OperationFacts facts(ctx);
+  Result result = facts.Read({.logicVersion = true, .powerBoard = ConvertsDeadBand(list)}, Context::kNone);
   if (result != code::kOk) return result;
+  const int32_t driveRaw = *KnownLogicVersion(ctx);
   double logic = 0.0;
   result = ReadVariableOnline(ctx, "LogicVer", logic);
   if (result != code::kOk) return result;
@@ -255,6 +318,8 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
 // ---- factory defaults -------------------------------------------------------
 
 bool UsesLogicFourDefaults(LibraryContext& ctx, uint32_t node) {
+  // Inside a default load node 0's LogicVer was read at the start, and a
+  // failed read failed the load: no fault picks the older tables.
   double logic = 0.0;
   const Result result =
       node == 0 ? ReadVariableOnline(ctx, "LogicVer", logic) : GetOfflineValue(ctx, "LogicVer", node, logic);
@@ -272,69 +337,82 @@ Result ApplyMfgDefaults(LibraryContext& ctx, uint32_t node) {
 // ---- the exported operations ------------------------------------------------
 
 Result ReadUserSetFromDrive(LibraryContext& ctx, uint32_t node) {
-  const Result model = ReadModelFirst(ctx);
-  if (model != code::kOk) return model;
-  const ParameterList list = DriveReadSet(ctx.db.catalogue);
-  return ComposeSetResult(Context::kLoadFromFpga, ReadSetFromDrive(ctx, list, node));
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromFpga, [&] {
+    const Result model = ReadModelFirst(ctx);
+    if (model != code::kOk) return model;
+    const ParameterList list = DriveReadSet(ctx.db.catalogue);
+    return ComposeSetResult(Context::kLoadFromFpga, ReadSetFromDrive(ctx, list, node));
+  });
 }
 
 Result ReadMfgSetFromDrive(LibraryContext& ctx, uint32_t node) {
-  const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  const Result model = ReadModelFirst(ctx);
-  if (model != code::kOk) return model;
-  return ComposeSetResult(Context::kLoadFromFpga, ReadSetFromDrive(ctx, list, node));
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromFpga, [&] {
+    const ParameterList list = ManufacturingSet(ctx.db.catalogue);
+    const Result model = ReadModelFirst(ctx);
+    if (model != code::kOk) return model;
+    return ComposeSetResult(Context::kLoadFromFpga, ReadSetFromDrive(ctx, list, node));
+  });
 }
 
 Result WriteUserSetToDrive(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = UserWriteSet(ctx);
-  return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node));
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToFpga,
+                        [&] { return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node)); });
 }
 
 Result WriteMfgSetToDrive(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node));
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToFpga,
+                        [&] { return ComposeSetResult(Context::kSendToFpga, WriteSetToDrive(ctx, list, node)); });
 }
 
 Result ReadUserSetFromNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = DriveReadSet(ctx.db.catalogue);
-  return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, list, node));
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromNv,
+                   [&] { return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, list, node)); });
 }
 
 Result ReadMfgSetFromNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, list, node));
+  return WithDriveFacts(ctx, kLogicOnly, Context::kLoadFromNv,
+                   [&] { return ComposeSetResult(Context::kLoadFromNv, ReadSetFromNV(ctx, list, node)); });
 }
 
 Result WriteUserSetToNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = UserWriteSet(ctx);
-  return ComposeSetResult(Context::kSendToNv, WriteSetToNV(ctx, list, node));
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToNv,
+                   [&] { return ComposeSetResult(Context::kSendToNv, WriteSetToNV(ctx, list, node)); });
 }
 
 Result WriteMfgSetToNV(LibraryContext& ctx, uint32_t node) {
   const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  return ComposeSetResult(Context::kSendToNv, WriteSetToNV(ctx, list, node));
+  return WithDriveFacts(ctx, WriteNeeds(list), Context::kSendToNv,
+                   [&] { return ComposeSetResult(Context::kSendToNv, WriteSetToNV(ctx, list, node)); });
 }
 
+// Node 0's defaults go on to NV, which needs the drive's logic as well.
 Result LoadUserDefaults(LibraryContext& ctx, uint32_t node) {
-  const Result applied = ApplyUserDefaults(ctx, node);
-  if (applied != code::kOk) return WithContext(Context::kLoadDefault, applied);
-  if (node != 0) return code::kOk;
-  return StoreDefaultsInNv(ctx, UserWriteSet(ctx));
+  return WithDriveFacts(ctx, DefaultsNeed(node, DefaultSet::kUser), Context::kLoadDefault, [&] {
+    const Result applied = ApplyUserDefaults(ctx, node);
+    if (applied != code::kOk) return WithContext(Context::kLoadDefault, applied);
+    if (node != 0) return code::kOk;
+    return StoreDefaultsInNv(ctx, UserWriteSet(ctx));
+  });
 }
 
 Result LoadMfgDefaults(LibraryContext& ctx, uint32_t node) {
-  // Reading VerLW picks the DeadBand layout of the drive's power board.
-  std::string versionText;
-  GetStringOnline(ctx, "VerLW", versionText);
-  // The current offsets have no defaults: the NV write below keeps the
-  // drive's own.
-  LoadFromDrive(ctx, "IVOffset", 0);
-  LoadFromDrive(ctx, "IUOffset", 0);
-  const ParameterList list = ManufacturingSet(ctx.db.catalogue);
-  const Result applied = ApplyMfgDefaults(ctx, node);
-  if (applied != code::kOk) return WithContext(Context::kLoadDefault, applied);
-  if (node != 0) return code::kOk;
-  return StoreDefaultsInNv(ctx, list);
+  if (!IsNode(node)) return WithContext(Context::kLoadDefault, code::kOutOfRange);
+  return WithDriveFacts(ctx, DefaultsNeed(node, DefaultSet::kManufacturing), Context::kLoadDefault, [&] {
+    const Result versionRead = ReadVersionText(ctx);
+    if (versionRead != code::kOk) return WithContext(Context::kLogicVersionCheck, versionRead);
+    const Result offsets = LoadCurrentOffsets(ctx, node);
+    if (offsets != code::kOk) return WithContext(Context::kLoadFromFpga, offsets);
+    const ParameterList list = ManufacturingSet(ctx.db.catalogue);
+    const Result applied = ApplyMfgDefaults(ctx, node);
+    if (applied != code::kOk) return WithContext(Context::kLoadDefault, applied);
+    if (node != 0) return code::kOk;
+    return StoreDefaultsInNv(ctx, list);
+  });
 }
 
 }  // namespace svodb

@@ -52,8 +52,10 @@ ParameterList UserFileSet(const Catalogue& catalogue,
 
 // ---- whole-set transfers --------------------------------------------------
 
-// Every transfer reads the drive's LogicVer and passes over the entries
-// whose minimum logic version is above it. Nodes above 6 are 23.
+// Every transfer passes over the entries whose minimum logic version is
+// above the drive's LogicVer, which it reads first unless the operation it
+// runs in read it already (drive/drive_facts.h); that read's failure is the
+// transfer's. Nodes above 6 are 23.
 
 // Reads Model, the mode (OpMode, SetupS2-1), SetupS2-1 and LogicVer into the
 // node's identity, then every entry from the drive's working registers into
@@ -78,7 +80,8 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
 
 // Whether the node takes the tables for logic 4.0 and later: node 0 by the
 // drive's LogicVer, an image by its offline LogicVer. A value that cannot be
-// read selects the older tables.
+// read selects the older tables; inside a default load node 0's LogicVer
+// was read at the start, and its failure failed the load.
 bool UsesLogicFourDefaults(LibraryContext& ctx, uint32_t node);
 
 // Applies the user defaults of the node's drive type (node 0: the present
@@ -105,7 +108,11 @@ Result ReadMfgSetFromNV(LibraryContext& ctx, uint32_t node);
 Result WriteUserSetToNV(LibraryContext& ctx, uint32_t node);
 Result WriteMfgSetToNV(LibraryContext& ctx, uint32_t node);
 // Defaults into the node's store; on node 0 the set also goes to NV memory,
-// followed by the clean-up of unused NV entries.
+// followed by the clean-up of unused NV entries. The drive's facts come
+// first (node 0's LogicVer; for the manufacturing defaults also the power
+// board's byte and, on any node, LogicVer for the version text): a failed
+// read fails the load before anything is stored, as do, on node 0, failed
+// reads of the current offsets that the NV write keeps.
 Result LoadUserDefaults(LibraryContext& ctx, uint32_t node);
 Result LoadMfgDefaults(LibraryContext& ctx, uint32_t node);
 

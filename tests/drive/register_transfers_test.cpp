@@ -247,12 +247,15 @@ TEST_F(RegisterTransferWrite, TwoByteWriteReadsTheLowerByteWritesItFirstAndReads
   EXPECT_EQ(Log(), (Lines{FpgaGet(80, 0x0F), FpgaPut(80, 0xEF), FpgaPut(81, 0xBE), FpgaGet(81, 0xBE),
                           FpgaGet(80, 0xEF)}));
 
-  // PWMMinus is not read back: a lost upper byte goes unnoticed.
+  // PWMMinus (byte count 12) is read back like the others: a lost upper byte
+  // is written once more.
   SetFpga({{5, 0x00}, {6, 0x00}});
   drive.Log().Clear();
   drive.Faults().DropFpgaWrite(6);
   EXPECT_EQ(WriteFpgaField(ctx, "PWMMinus", -5174), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(5, 0), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB)}));
+  EXPECT_EQ(Log(), (Lines{FpgaGet(5, 0), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB), FpgaGet(6, 0x00), FpgaGet(5, 0xCA),
+                          FpgaGet(5, 0xCA), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB), FpgaGet(6, 0xEB), FpgaGet(5, 0xCA)}));
+  EXPECT_EQ(drive.FpgaByte(6), 0xEB);
 }
 
 TEST_F(RegisterTransferWrite, WideFieldsAreWrittenLowestAddressFirstWithoutReadingFirst) {
@@ -700,18 +703,27 @@ TEST_F(RegisterTransferMotorMemory, EachAccessIsRepeatedOnceAfterAFailure) {
        [](sim::FaultPlan& p) { p.FailCall(Operation::kGetVarFromFPGA, 2, 3); },
        code::kOk,
        {keep, high, low, "GetVarFromFPGA(44) -> 3", data, restore}},
+      // Register 43 is put back also when the byte could not be read.
       {"data twice",
        [](sim::FaultPlan& p) { p.FailEveryCall(Operation::kGetVarFromFPGA, 6, 44); },
        6,
-       {keep, high, low, "GetVarFromFPGA(44) -> 6", "GetVarFromFPGA(44) -> 6"}},
+       {keep, high, low, "GetVarFromFPGA(44) -> 6", "GetVarFromFPGA(44) -> 6", restore}},
       {"keeping",
        [](sim::FaultPlan& p) { p.FailCall(Operation::kGetVarFromFPGA, 1, 3); },
        code::kSystemError,
        {"GetVarFromFPGA(43) -> 3"}},
+      // A failed restore is made once more and reported when it fails again.
       {"restoring",
        [](sim::FaultPlan& p) { p.FailCall(Operation::kPutVarToFPGA, 2, 6, 43); },
+       code::kOk,
+       {keep, high, low, data, FpgaPut(43, 0x5A, 6), restore}},
+      {"restoring twice",
+       [](sim::FaultPlan& p) {
+         p.FailCall(Operation::kPutVarToFPGA, 2, 6, 43);
+         p.FailCall(Operation::kPutVarToFPGA, 3, 6, 43);
+       },
        6,
-       {keep, high, low, data, FpgaPut(43, 0x5A, 6)}},
+       {keep, high, low, data, FpgaPut(43, 0x5A, 6), FpgaPut(43, 0x5A, 6)}},
   };
   drive.SetMotorByte(5, 0x77);
   for (const Case& c : cases) {

@@ -468,6 +468,12 @@ struct DriveCase {
   bool network;
 };
 
+// GoogleTest prints a parameter it has no printer for as raw bytes, the
+// struct's padding included, which memory checkers report as uninitialised.
+void PrintTo(const DriveCase& c, std::ostream* os) {
+  *os << "logic " << c.logic << " " << c.versionText << (c.network ? " network" : " serial");
+}
+
 class BackupRestore : public FileExports, public ::testing::WithParamInterface<DriveCase> {
  protected:
   DriveConfig Config() const {

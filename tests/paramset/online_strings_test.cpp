@@ -143,6 +143,10 @@ struct VersionCase {
   uint32_t deadBandWidth;
 };
 
+// GoogleTest prints a parameter it has no printer for as raw bytes, the
+// struct's padding included, which memory checkers report as uninitialised.
+void PrintTo(const VersionCase& c, std::ostream* os) { *os << c.text; }
+
 class OnlineVersionText : public ::testing::TestWithParam<VersionCase> {};
 
 TEST_P(OnlineVersionText, ReadsTheDrivesBytesAndPicksTheDeadBandLayout) {
@@ -183,12 +187,23 @@ TEST_F(OnlineStrings, VersionReadPutsTheMotorDataAddressBack) {
       addresses.push_back(record.arguments[1]);
   EXPECT_EQ(addresses, (std::vector<int32_t>{255, 254, 253, 44}));
 
-  // Putting the address back is part of the read: here its write fails
-  // when it reads the register's shared byte.
+  // Putting the address back is part of the read and is tried twice: here
+  // both of its writes fail when they read the register's shared byte.
   db.driveVersion = "3.1A";
   drive.Faults().FailCall(Operation::kGetVarFromFPGA, 3, 2, 42);
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 4, 2, 42);
   EXPECT_EQ(Get("VerLW", 2), "untouched");
   EXPECT_EQ(db.driveVersion, "3.1A");
+
+  // A version byte that cannot be read fails the read, and the address is
+  // put back all the same.
+  drive.Faults().Clear();
+  drive.SetFpgaByte(43, 0x01);
+  drive.SetFpgaByte(42, 44);
+  drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 6, 44);
+  EXPECT_EQ(Get("VerLW", 6), "untouched");
+  EXPECT_EQ(drive.FpgaByte(43), 0x01);
+  EXPECT_EQ(drive.FpgaByte(42), 44);
 }
 
 TEST_F(OnlineStrings, VersionReadSwitchesTheDeadBandOnlyWhenTheBoardChanges) {

@@ -142,9 +142,10 @@ class TorqueDrive : public Transfers {
 TEST_F(TorqueDrive, ReadsTakeTheDrivesIdentityFirst) {
   const ParameterList list = List({"ARF0", "KVP"});
   EXPECT_EQ(ReadSetFromDrive(ctx, list, 2), 10002);
-  const std::vector<std::string> header = {Read(4), Read(4), Read(1), Read(1), Read(25)};
+  // LogicVer first: the whole read follows the one answer.
+  const std::vector<std::string> header = {Read(30), Read(30), Read(4), Read(4), Read(1), Read(1), Read(25)};
   std::vector<std::string> expected = header;
-  for (int address : {25, 30, 30, 53, 53, 16, 16}) expected.push_back(Read(address));
+  for (int address : {25, 53, 53, 16, 16}) expected.push_back(Read(address));
   EXPECT_EQ(drive.Log().Lines(), expected);
   const NodeState& image = db.nodes[2];
   EXPECT_EQ(image.modelCode, 28u);
@@ -158,7 +159,6 @@ TEST_F(TorqueDrive, ReadsTakeTheDrivesIdentityFirst) {
   db.nodes[3].setupS21 = 0;
   EXPECT_EQ(ReadSetFromNV(ctx, list, 3), 10002);  // no switch read of its own
   expected = header;
-  for (int address : {30, 30}) expected.push_back(Read(address));
   for (int entry : {29, 29, 23, 23}) {
     const sim::NvEntry nv = drive.NvEntryAt(static_cast<uint8_t>(entry));
     expected.push_back("GetVarFromEEPROM(" + std::to_string(entry) + ") -> 1 [" +
@@ -317,21 +317,31 @@ TEST_F(SetExports, FailuresComposeWithTheirContext) {
     int32_t expected;
   };
   const Case cases[] = {
-      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6); }, RDFromDriveUser_SVODB, 80006},
-      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6); }, RDFromDriveMfg_SVODB, 80006},
-      {"model again", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6); }, RDFromDriveUser_SVODB,
+      // Model (FPGA 4) is read before the set and again by the set.
+      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006},
+      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006},
+      {"model again", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB,
        10006},
+      {"model of the write", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); },
+       WRToDriveUser_SVODB, 20006},
       {"ARF0 unsteady", [](auto& f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010},
       {"ARF0 in NV", [](auto& f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007},
       {"NV read", [](auto& f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005},
       {"ARF0 dropped", [](auto& f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB,
        20010},
+      // LogicVer is read once, first; its failure is a failed logic check.
       {"LogicVer", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB,
-       20006},
+       90006},
       {"NV write", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006},
       {"ARF0 NV dropped", [](auto& f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010},
       {"LogicVer raw", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB,
-       40000},
+       90000},
+      // The power board's byte (511) decides DeadBand's width: its address
+      // goes out to FPGA 42 as 255.
+      {"power board", [](auto& f) { f.FailEveryCall(Operation::kPutVarToFPGA, 6, 42); }, WRToNVMfg_SVODB,
+       44306},
+      {"current offset", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 41); },
+       SetDefaultMfg_SVODB, 10006},
       {"defaults NV", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB,
        40006},
       {"erase busy", [](auto& f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB,
@@ -356,8 +366,14 @@ TEST_F(SetExports, FailuresComposeWithTheirContext) {
 }
 
 TEST_F(SetExports, DefaultsThatCannotLoadNameTheirRow) {
-  EXPECT_EQ(SetDefaultUser_SVODB(), 100000);  // node 0 with nothing connected
+  // Node 0 with nothing connected: the drive's logic decides the table, and
+  // its read fails first.
+  EXPECT_EQ(SetDefaultUser_SVODB(), 90000);
+  // An image needs no drive: with none connected DeadBand takes the narrow
+  // form, as a failed read of the power board gave it before.
   ASSERT_EQ(SetNode_SVODB(2), 1);
+  EXPECT_EQ(SetDefaultMfg_SVODB(), 1);
+  EXPECT_EQ(Store("DeadBand", 2), 9);  // 31 - 2.2 us * 10
   NodeState& image = api::Context().db.nodes[2];
   image.modelCode = 99;
   EXPECT_EQ(SetDefaultUser_SVODB(), 100209);
@@ -461,6 +477,12 @@ struct DriveCase {
   const char* versionText;
   bool network;
 };
+
+// GoogleTest prints a parameter it has no printer for as raw bytes, the
+// struct's padding included, which memory checkers report as uninitialised.
+void PrintTo(const DriveCase& c, std::ostream* os) {
+  *os << "logic " << c.logic << " " << c.versionText << (c.network ? " network" : " serial");
+}
 
 class RoundTrips : public SetExports, public ::testing::WithParamInterface<DriveCase> {
  protected:
@@ -625,6 +647,8 @@ struct TableCase {
   uint32_t driveType;
   int32_t logic;
 };
+
+void PrintTo(const TableCase& c, std::ostream* os) { *os << "drive type " << c.driveType << " logic " << c.logic; }
 
 class OfflineDefaults : public ::testing::TestWithParam<TableCase> {};
 

@@ -191,6 +191,10 @@ struct ModelCase {
   bool limitsInNv;
 };
 
+// GoogleTest prints a parameter it has no printer for as raw bytes, the
+// struct's padding included, which memory checkers report as uninitialised.
+void PrintTo(const ModelCase& c, std::ostream* os) { *os << "model " << c.model << " " << c.version; }
+
 class DriveModels : public ::testing::TestWithParam<ModelCase> {};
 
 TEST_P(DriveModels, StrappingVersionBytesAndLayoutFollowTheConfig) {
