@@ -6,6 +6,8 @@
 #include "catalog/result_codes.h"
 #include "svodb/svodb.h"
 
+#include <span>
+
 extern "C" {
 
 SVODB_API void SVODB_CALL DLLCompileTime_SVODB(char* text) {
@@ -17,7 +19,8 @@ SVODB_API void SVODB_CALL DLLCompileTime_SVODB(char* text) {
 SVODB_API void SVODB_CALL ErrorMessage_SVODB(int32_t code, char* message) {
   if (message == nullptr) return;
   svodb::api::GuardedVoid([&] {
-    svodb::api::CopyText(svodb::ErrorMessage(svodb::api::Context().db.catalogue, code), message);
+    svodb::ComposeErrorMessage(svodb::api::Context().db.catalogue, code,
+                               std::span<char>(message, SVODB_MESSAGE_SIZE));
   });
 }
 
