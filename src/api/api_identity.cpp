@@ -1,12 +1,12 @@
 // Exports that report what this library is and turn codes into text.
+#include <span>
+
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
 #include "catalog/parameter_database.h"
 #include "catalog/result_codes.h"
 #include "svodb/svodb.h"
-
-#include <span>
 
 extern "C" {
 

@@ -30,7 +30,8 @@ consteval bool NumberedRowsInOrder(const std::array<VariableRecord, kCatalogueRe
   return expected == kLastInOrder + 1;
 }
 
-constexpr NameIndex<kCatalogueVariableCount> kIndex = BuildNameIndex<kCatalogueVariableCount>(CatalogueRows());
+constexpr NameIndex<kCatalogueVariableCount> kIndex =
+    BuildNameIndex<kCatalogueVariableCount>(CatalogueRows());
 
 }  // namespace
 

@@ -4,8 +4,8 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
-#include <string_view>
 #include <iterator>
+#include <string_view>
 
 #include "catalog/catalogue.h"
 

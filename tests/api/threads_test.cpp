@@ -52,7 +52,7 @@ TEST_F(ExportsFromThreads, EachCallAnswersAsItDoesAlone) {
   double kvpAlone = 0.0;
   ASSERT_EQ(GetVariableOnline_SVODB("KVP", &kvpAlone), SVODB_OK);
   ASSERT_EQ(SetNode_SVODB(2), SVODB_OK);
-  ASSERT_EQ(SetVariable_SVODB("KIP", 100.0), SVODB_OK);
+  ASSERT_EQ(PutVariable_SVODB("KIP", 100.0), SVODB_OK);
   double kipAlone = 0.0;
   ASSERT_EQ(GetVariable_SVODB("KIP", &kipAlone), SVODB_OK);
 
@@ -68,7 +68,9 @@ TEST_F(ExportsFromThreads, EachCallAnswersAsItDoesAlone) {
       [] {
         std::array<char, SVODB_MESSAGE_SIZE> message{};
         ErrorMessage_SVODB(10408, message.data());
-        return std::string(message.data()) == "Invalid parameter when loading from FPGA at variable--AFBMitEn" ? 0 : 1;
+        return std::string(message.data()) == "Invalid parameter when loading from FPGA at variable--AFBMitEn"
+                   ? 0
+                   : 1;
       },
       [] { return WRToDriveUser_SVODB() == SVODB_OK ? 0 : 1; },
   });
