@@ -4,6 +4,7 @@
 // ThreadSanitizer in CI, which also reports any unserialised access.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <functional>
@@ -76,21 +77,43 @@ TEST_F(ExportsFromThreads, EachCallAnswersAsItDoesAlone) {
   });
 }
 
-// Whole-set reads of the drive on two threads: without serialisation the
-// double reads of one transfer would meet the other's traffic; with it each
-// read of a setting is followed at once by its second read.
+// Whole-set reads of the drive on two threads: without serialisation one
+// transfer's traffic would run into the other's. With it the log is made of
+// whole transfers, each exactly the traffic that transfer makes alone.
 TEST_F(ExportsFromThreads, TransfersKeepTheirTrafficTogether) {
   ASSERT_EQ(SetNode_SVODB(1), SVODB_OK);
+  const auto trafficAlone = [&](int32_t (*transfer)()) {
+    drive_.Log().Clear();
+    EXPECT_EQ(transfer(), SVODB_OK);
+    return drive_.Log().Lines();
+  };
+  const std::vector<std::string> user = trafficAlone(RDFromDriveUser_SVODB);
+  const std::vector<std::string> mfg = trafficAlone(RDFromDriveMfg_SVODB);
+  ASSERT_FALSE(user.empty());
+  ASSERT_NE(user, mfg);
+
   drive_.Log().Clear();
   RunTogether({[] { return RDFromDriveUser_SVODB() == SVODB_OK ? 0 : 1; },
                [] { return RDFromDriveMfg_SVODB() == SVODB_OK ? 0 : 1; }});
 
   const std::vector<std::string> lines = drive_.Log().Lines();
-  ASSERT_FALSE(lines.empty());
-  std::size_t repeated = 0;
-  for (std::size_t i = 0; i + 1 < lines.size(); i += 2) repeated += lines[i] == lines[i + 1] ? 1 : 0;
-  // Every setting is read twice in a row, so the log is made of equal pairs.
-  EXPECT_EQ(repeated * 2, lines.size() - lines.size() % 2);
+  const auto startsWith = [&](std::size_t at, const std::vector<std::string>& block) {
+    return lines.size() - at >= block.size() && std::equal(block.begin(), block.end(), lines.begin() + at);
+  };
+  std::size_t at = 0;
+  int transfers = 0;
+  while (at < lines.size()) {
+    if (startsWith(at, user)) {
+      at += user.size();
+    } else if (startsWith(at, mfg)) {
+      at += mfg.size();
+    } else {
+      ADD_FAILURE() << "traffic of two transfers mixed at line " << at << ": " << lines[at];
+      return;
+    }
+    ++transfers;
+  }
+  EXPECT_EQ(transfers, 2 * kRounds);
 }
 
 }  // namespace
