@@ -86,7 +86,8 @@ TEST(ErrorMessage, ComposesIntoTheCallersBufferAndCutsAtItsEnd) {
       {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 120,
        "Invalid parameter when loading from FPGA at variable--AFBMitEn"},
       {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 21, "Invalid parameter wh"},
-      {SVODB_CONTEXT_READ_FILE + 7 * 100 + SVODB_CANT_OPEN_FILE, 40, "Can't open file when reading file at No"},
+      {SVODB_CONTEXT_READ_FILE + 7 * 100 + SVODB_CANT_OPEN_FILE, 40,
+       "Can't open file when reading file at No"},
       {SVODB_OUT_OF_RANGE, 1, ""},
   };
   for (const Case& c : cases) {
