@@ -13,7 +13,15 @@
  *    value is turned into English by ErrorMessage_SVODB.
  *  - A null pointer argument never crashes: a query answers false and a
  *    code-returning function returns a failure code; nothing is written.
- *  - The library is used from one thread at a time.
+ *  - Any function may be called from any thread. The library serialises
+ *    calls through one process-wide lock that each call holds from start to
+ *    end, so a long operation (flash programming, a sampling loop, a
+ *    whole-set transfer, a feedback-device write) makes calls from other
+ *    threads wait until it returns. The current node and every transfer stay
+ *    consistent; two threads that each select a node and then use it must
+ *    still agree between themselves on which node is current. The message
+ *    handlers run by a sampling loop are called with the lock held and may
+ *    call the library again on the same thread.
  *
  * On 32-bit Windows every function uses __stdcall, and nine functions are
  * exported only under their decorated names (for example
@@ -46,6 +54,69 @@
 #define SVODB_UNIT_SIZE 14          /* unit texts */
 #define SVODB_VERSION_SIZE 60       /* DLLVersion_SVODB, NCLVersion_SVODB */
 #define SVODB_COMPILE_TIME_SIZE 21  /* DLLCompileTime_SVODB */
+
+/* ---- Result codes ------------------------------------------------------ */
+/* Every function that can fail returns a signed 32-bit code composed as
+ *
+ *     code = context + detail * 100 + base
+ *
+ *  - base (0-99, one of SVODB_NO_RESPONSE ... SVODB_SYSTEM_ERROR) is the kind
+ *    of failure; codes of the transport library pass through unchanged;
+ *  - detail (0-99) is, for the contexts that name a variable (loading from
+ *    and sending to FPGA or EEPROM, writing a file), the 1-based catalogue
+ *    position of the variable (0: none); for SVODB_CONTEXT_READ_FILE the
+ *    1-based number of the file entry; for SVODB_CONTEXT_LOAD_DEFAULT the
+ *    default table's entry (not shown in the message); 0 otherwise;
+ *  - context (one of SVODB_CONTEXT_..., 0 for a plain code) is the whole-set
+ *    operation during which the failure happened.
+ *
+ * Split a code with truncating division: base = code % 100, detail =
+ * code / 100 % 100, context = code / 10000 * 10000. A function that succeeds
+ * returns exactly SVODB_OK, never a composed value. ErrorMessage_SVODB
+ * words every code. */
+enum svodb_result_code {
+  SVODB_NO_RESPONSE = 0, /* "No Response from drive"; also: no transport library */
+  SVODB_OK = 1,
+  SVODB_NO_SUCH_PORT = 2,
+  SVODB_OUTPUT_ERROR = 3,
+  SVODB_WRONG_ADDRESS = 4,
+  SVODB_WRONG_DATA = 5,
+  SVODB_FPGA_ERROR = 6,
+  SVODB_NV_ADDRESS_MISMATCH = 7,
+  SVODB_INVALID_PARAMETER = 8,
+  SVODB_WRONG_MODEL = 9,
+  SVODB_TRANSFER_ERROR = 10,
+  SVODB_WRONG_LOGIC_VERSION = 11,
+  SVODB_TOO_LONG = 12, /* a text or table too long; reads "System Error" */
+  SVODB_WRONG_DATA_TYPE = 21,
+  SVODB_WRONG_OPMODE = 22,
+  SVODB_OUT_OF_RANGE = 23,
+  SVODB_CANT_OPEN_FILE = 31,
+  SVODB_WRONG_FILE_FORMAT = 32,
+  SVODB_WRONG_FILE_VERSION = 33,
+  SVODB_WRONG_TRX_DATA = 40,
+  SVODB_TRX_CHECKSUM = 41,
+  SVODB_TRX_READ_BACK = 42,
+  SVODB_TRX_NOT_READY = 49,
+  SVODB_TRX_DIAGNOSTICS_ON = 50,
+  SVODB_TRX_DIAGNOSTICS_OFF = 51,
+  SVODB_TRX_EEPROM_READY = 52,
+  SVODB_SYSTEM_ERROR = 99
+};
+
+/* The contexts, already multiplied by 10000: add one to detail * 100 + base. */
+enum svodb_result_context {
+  SVODB_CONTEXT_LOAD_FROM_FPGA = 10000,
+  SVODB_CONTEXT_SEND_TO_FPGA = 20000,
+  SVODB_CONTEXT_LOAD_FROM_EEPROM = 30000,
+  SVODB_CONTEXT_SEND_TO_EEPROM = 40000,
+  SVODB_CONTEXT_READ_FILE = 50000,
+  SVODB_CONTEXT_WRITE_FILE = 60000,
+  SVODB_CONTEXT_ERASE_EEPROM = 70000,
+  SVODB_CONTEXT_DRIVE_MODE_OR_MODEL = 80000,
+  SVODB_CONTEXT_LOGIC_VERSION_CHECK = 90000,
+  SVODB_CONTEXT_LOAD_DEFAULT = 100000
+};
 
 #ifdef __cplusplus
 extern "C" {
@@ -535,11 +606,12 @@ SVODB_API int32_t SVODB_CALL EraseFlash_SVODB(void);
  * 32-bit Windows as _ConfigFlash_SVODB@0. */
 SVODB_API int32_t SVODB_CALL ConfigFlash_SVODB(void);
 
-/* ---- Result codes ------------------------------------------------------ */
+/* ---- Result code messages ---------------------------------------------- */
 
-/* The English message for any result code, into message (SVODB_MESSAGE_SIZE
- * bytes). Codes are context * 10000 + detail * 100 + base; success (1) and
- * unknown bases read "System Error". */
+/* The English message for any result code (composed as described with the
+ * result code names above), into message (SVODB_MESSAGE_SIZE bytes); success
+ * (SVODB_OK) and unknown bases read "System Error". Composes into the
+ * caller's buffer without allocating. */
 SVODB_API void SVODB_CALL ErrorMessage_SVODB(int32_t code, char* message);
 
 /* ---- Fault history and sampled statistics ------------------------------ */

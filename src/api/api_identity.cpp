@@ -1,4 +1,6 @@
 // Exports that report what this library is and turn codes into text.
+#include <span>
+
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
@@ -17,7 +19,8 @@ SVODB_API void SVODB_CALL DLLCompileTime_SVODB(char* text) {
 SVODB_API void SVODB_CALL ErrorMessage_SVODB(int32_t code, char* message) {
   if (message == nullptr) return;
   svodb::api::GuardedVoid([&] {
-    svodb::api::CopyText(svodb::ErrorMessage(svodb::api::Context().db.catalogue, code), message);
+    svodb::ComposeErrorMessage(svodb::api::Context().db.catalogue, code,
+                               std::span<char>(message, SVODB_MESSAGE_SIZE));
   });
 }
 

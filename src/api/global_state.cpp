@@ -37,6 +37,11 @@ Platform& ActivePlatform() { return g_testPlatform != nullptr ? *g_testPlatform 
 
 }  // namespace
 
+std::recursive_mutex& LibraryMutex() noexcept {
+  static std::recursive_mutex mutex;
+  return mutex;
+}
+
 LibraryContext Context() { return LibraryContext{g_database, g_registers, ActiveTransport(), ActivePlatform()}; }
 
 uint32_t& CurrentNode() { return g_currentNode; }

@@ -13,16 +13,11 @@ std::string FoldCase(std::string_view name) {
   return key;
 }
 
-Catalogue::Catalogue() : records_(kCatalogueTable) {
-  index_.reserve(records_.size());
-  for (VariableRecord& record : records_) {
-    if (record.name != nullptr) index_.insert_or_assign(FoldCase(record.name), &record);
-  }
-}
+Catalogue::Catalogue() : records_(kCatalogueTable) {}
 
 VariableRecord* Catalogue::Find(std::string_view name) {
-  auto found = index_.find(FoldCase(name));
-  return found == index_.end() ? nullptr : found->second;
+  const int row = kCatalogueNameIndex.Find(name);
+  return row < 0 ? nullptr : &records_[static_cast<std::size_t>(row)];
 }
 
 const VariableRecord* Catalogue::Find(std::string_view name) const {

@@ -7,7 +7,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "catalog/catalogue_table.h"
@@ -44,9 +43,9 @@ class Catalogue {
 
  private:
   // Two fields change at run time (flag 0 of Command, the conversion codes of
-  // the current limits), so the catalogue owns a copy of the constant table.
+  // the current limits), so the catalogue owns a copy of the constant table;
+  // the name index is constant (names never change).
   std::array<VariableRecord, kCatalogueRecordCount> records_;
-  std::unordered_map<std::string, VariableRecord*> index_;
 };
 
 // The 1-based catalogue position of a name as a result code's detail can

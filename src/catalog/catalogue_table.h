@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string_view>
 
+#include "catalog/name_index.h"
+
 namespace svodb {
 
 inline constexpr std::size_t kFlagCount = 16;
@@ -56,8 +58,12 @@ consteval Flags ParseFlags(std::string_view digits) {
   return flags;
 }
 
-// 159 variables and the terminator.
+// 159 variables and the terminator. Both tables are constant data, checked
+// and indexed when the library is compiled.
 inline constexpr std::size_t kCatalogueRecordCount = 160;
+inline constexpr std::size_t kCatalogueVariableCount = kCatalogueRecordCount - 1;
 extern const std::array<VariableRecord, kCatalogueRecordCount> kCatalogueTable;
+// The variables' rows (0-based) by name, without regard to case.
+extern const NameIndex<kCatalogueVariableCount> kCatalogueNameIndex;
 
 }  // namespace svodb

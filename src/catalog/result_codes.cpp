@@ -1,7 +1,11 @@
 #include "catalog/result_codes.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdio>
+#include <cstring>
 #include <iterator>
+#include <string_view>
 
 #include "catalog/catalogue.h"
 
@@ -78,26 +82,59 @@ bool NamesVariable(Context context) {
   }
 }
 
-}  // namespace
+// Appends into a fixed buffer, cutting at its end; keeps room for the
+// terminator.
+class MessageWriter {
+ public:
+  explicit MessageWriter(std::span<char> out) noexcept : out_(out) {}
 
-std::string ErrorMessage(const Catalogue& catalogue, Result code) {
-  const CodeParts parts = Decompose(code);
-  std::string message = BaseText(parts.base);
-  if (parts.context < 1 || parts.context >= static_cast<int32_t>(std::size(kContextSuffixes))) {
-    return message;
+  MessageWriter& Append(std::string_view text) noexcept {
+    const std::size_t room = out_.size() - 1 - length_;
+    const std::size_t count = std::min(room, text.size());
+    std::memcpy(out_.data() + length_, text.data(), count);
+    length_ += count;
+    return *this;
   }
+
+  std::size_t Finish() noexcept {
+    out_[length_] = '\0';
+    return length_;
+  }
+
+ private:
+  std::span<char> out_;
+  std::size_t length_ = 0;
+};
+
+void AppendContextTail(const Catalogue& catalogue, const CodeParts& parts, MessageWriter& writer) noexcept {
   const auto context = static_cast<Context>(parts.context);
-  message += kContextSuffixes[parts.context];
+  writer.Append(kContextSuffixes[parts.context]);
   if (NamesVariable(context) && parts.detail >= 1) {
-    if (const char* name = catalogue.NameAt(parts.detail)) message.append(" at variable--").append(name);
+    if (const char* name = catalogue.NameAt(parts.detail)) writer.Append(" at variable--").Append(name);
   } else if (context == Context::kReadFile) {
     char entry[60];
     std::snprintf(entry, sizeof entry, " at No.%d variable", static_cast<int>(parts.detail));
-    message += entry;
+    writer.Append(entry);
   }
-  // Every composition fits; the cut keeps the promise to callers even so.
-  if (message.size() >= kMessageCapacity) message.resize(kMessageCapacity - 1);
-  return message;
+}
+
+}  // namespace
+
+std::size_t ComposeErrorMessage(const Catalogue& catalogue, Result code, std::span<char> out) noexcept {
+  if (out.empty()) return 0;
+  MessageWriter writer(out);
+  const CodeParts parts = Decompose(code);
+  writer.Append(BaseText(parts.base));
+  if (parts.context >= 1 && parts.context < static_cast<int32_t>(std::size(kContextSuffixes))) {
+    AppendContextTail(catalogue, parts, writer);
+  }
+  return writer.Finish();
+}
+
+std::string ErrorMessage(const Catalogue& catalogue, Result code) {
+  std::array<char, kMessageCapacity> message{};
+  const std::size_t length = ComposeErrorMessage(catalogue, code, message);
+  return std::string(message.data(), length);
 }
 
 }  // namespace svodb

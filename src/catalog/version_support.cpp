@@ -4,12 +4,14 @@
 #include <cstdlib>
 #include <string>
 
+#include "catalog/catalogue_rows.h"
+
 namespace svodb {
 
 // The catalogue's order, except that each BiQuad section lists K1, K2, B1,
-// B2 and the two logic-4 variables come last.
+// B2 and the two logic-4 variables come last (checked below).
 // clang-format off
-const std::array<VersionSupportRow, kVersionSupportRowCount> kVersionSupportTable{{
+constexpr std::array<VersionSupportRow, kVersionSupportRowCount> kVersionSupportTable{{
     {  1, "AFBDivisorSrc",      ParseSupportFlags("0001 1111 1111")},
     {  2, "AFBEnDatEnb",        ParseSupportFlags("0001 1111 1111")},
     {  3, "AFBHallsDis",        ParseSupportFlags("0001 1111 1111")},
@@ -174,6 +176,45 @@ const std::array<VersionSupportRow, kVersionSupportRowCount> kVersionSupportTabl
 // clang-format on
 
 namespace {
+
+constexpr bool IsBiquadSectionStart(std::string_view name) {
+  return name.size() == 5 && name.substr(0, 2) == "BQ" && name.substr(3) == "B2";
+}
+
+// The catalogue rows in the order the support table lists them: a BiQuad
+// section B2, K1, B1, K2 as K1, K2, B1, B2, the logic-4 variables moved last.
+consteval std::array<std::size_t, kCatalogueVariableCount> SupportOrder() {
+  constexpr auto catalogue = CatalogueRows();
+  constexpr int32_t kLatestLogic = 4;
+  std::array<std::size_t, kCatalogueVariableCount> order{};
+  std::size_t next = 0;
+  for (std::size_t row = 0; row < kCatalogueVariableCount; ++row) {
+    if (catalogue[row].minLogicVersion == kLatestLogic) continue;
+    if (IsBiquadSectionStart(catalogue[row].name)) {
+      for (std::size_t offset : {1, 3, 2, 0}) order[next++] = row + offset;
+      row += 3;
+      continue;
+    }
+    order[next++] = row;
+  }
+  for (std::size_t row = 0; row < kCatalogueVariableCount; ++row) {
+    if (catalogue[row].minLogicVersion == kLatestLogic) order[next++] = row;
+  }
+  if (next != order.size()) throw "a BiQuad section is cut short";
+  return order;
+}
+
+// A missing, extra or moved name in the support table fails the build.
+consteval bool KeyedToCatalogue() {
+  constexpr auto catalogue = CatalogueRows();
+  constexpr auto order = SupportOrder();
+  for (std::size_t i = 0; i < order.size(); ++i) {
+    if (kVersionSupportTable[i].name == nullptr) return false;
+    if (std::string_view(kVersionSupportTable[i].name) != catalogue[order[i]].name) return false;
+  }
+  return kVersionSupportTable.back().name == nullptr;
+}
+static_assert(KeyedToCatalogue(), "the support table names the catalogue's variables in its order");
 
 // clang-format off
 constexpr std::string_view kExactVersions[] = {"2.0", "2.1", "S1.0", "S2.0", "3.0", "3.1", "3.2", "4.0"};  // flags 1-8

@@ -4,10 +4,6 @@ namespace svodb {
 
 namespace {
 
-constexpr char FoldCase(char c) noexcept {
-  return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
 bool IsNodeValid(int32_t node) noexcept { return node >= 0 && node < kNodeCount; }
 
 // The codec-43 register (ILmtMinus in the 8-bit layout) stores its range
@@ -153,39 +149,19 @@ void EncodeWideField(int32_t raw, FieldBytes& out) noexcept {
 
 // --- RegisterMap ---
 
-std::size_t RegisterMap::FoldedHash::operator()(std::string_view name) const noexcept {
-  uint64_t hash = 14695981039346656037ull;  // FNV-1a
-  for (char c : name) hash = (hash ^ static_cast<unsigned char>(FoldCase(c))) * 1099511628211ull;
-  return static_cast<std::size_t>(hash);
-}
-
-bool RegisterMap::FoldedEqual::operator()(std::string_view a, std::string_view b) const noexcept {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (FoldCase(a[i]) != FoldCase(b[i])) return false;
-  }
-  return true;
-}
-
 RegisterMap::RegisterMap() {
-  index_.reserve(kRegisterCount);
   for (std::size_t i = 0; i < kRegisterCount; ++i) {
-    const RegisterDescriptor& row = kRegisterTable[i];
-    registers_[i] = RegisterState{row, row.initialRaw};
-    const std::string_view name(row.name);
-    if (name == "BQ0B2") biquadStart_ = i;
-    index_.emplace(name, i);
+    registers_[i] = RegisterState{kRegisterTable[i], kRegisterTable[i].initialRaw};
   }
 }
 
 RegisterState* RegisterMap::FindRegister(std::string_view name) noexcept {
-  const auto it = index_.find(name);
-  return it == index_.end() ? nullptr : &registers_[it->second];
+  const int row = kRegisterNameIndex.Find(name);
+  return row < 0 ? nullptr : &registers_[static_cast<std::size_t>(row)];
 }
 
 const RegisterState* RegisterMap::FindRegister(std::string_view name) const noexcept {
-  const auto it = index_.find(name);
-  return it == index_.end() ? nullptr : &registers_[it->second];
+  return const_cast<RegisterMap*>(this)->FindRegister(name);
 }
 
 Result RegisterMap::GetRawValue(std::string_view name, int32_t node, int32_t& raw) const noexcept {

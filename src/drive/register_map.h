@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <span>
 #include <string_view>
-#include <unordered_map>
 
 #include "catalog/result_codes.h"
 #include "drive/register_table.h"
@@ -74,18 +73,10 @@ class RegisterMap {
   std::span<const RegisterState, kRegisterCount> Registers() const noexcept { return registers_; }
 
  private:
-  struct FoldedHash {
-    std::size_t operator()(std::string_view name) const noexcept;
-  };
-  struct FoldedEqual {
-    bool operator()(std::string_view a, std::string_view b) const noexcept;
-  };
-
+  // The layouts of three registers change at run time, so the map owns a copy
+  // of the constant table; the name index is constant.
   std::array<RegisterState, kRegisterCount> registers_{};
-  // Keys view the names of the constant table, which live as long as the
-  // program.
-  std::unordered_map<std::string_view, std::size_t, FoldedHash, FoldedEqual> index_;
-  std::size_t biquadStart_ = kRegisterCount;
+  std::size_t biquadStart_ = kBiquadStart;
 };
 
 // Bytes a field of this byteCount occupies: 1, 2 (also for 12), 3 or 4; 0

@@ -7,6 +7,8 @@
 // drive's logic version or dead-band form says otherwise.
 #include "drive/register_table.h"
 
+#include <string_view>
+
 namespace svodb {
 
 namespace {
@@ -192,6 +194,21 @@ static_assert(EveryRowPresent(), "every row numbered by its position, none missi
 
 }  // namespace
 
-const std::array<RegisterDescriptor, kRegisterCount> kRegisterTable = kRows;
+constexpr std::array<RegisterDescriptor, kRegisterCount> kRegisterTable = kRows;
+constexpr NameIndex<kRegisterCount> kRegisterNameIndex = BuildNameIndex<kRegisterCount>(kRows);
+static_assert(!kRegisterNameIndex.HasDuplicates(), "register names are unique without regard to case");
+
+namespace {
+
+consteval std::size_t PositionOf(std::string_view name) {
+  for (std::size_t i = 0; i < kRows.size(); ++i) {
+    if (name == kRows[i].name) return i;
+  }
+  throw "no such register";
+}
+
+}  // namespace
+
+constexpr std::size_t kBiquadStart = PositionOf("BQ0B2");
 
 }  // namespace svodb

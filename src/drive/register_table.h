@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "catalog/name_index.h"
+
 namespace svodb {
 
 inline constexpr int kNodeCount = 7;  // node 0 is the drive, 1-6 offline images
@@ -27,5 +29,9 @@ struct RegisterDescriptor {
 
 inline constexpr std::size_t kRegisterCount = 158;
 extern const std::array<RegisterDescriptor, kRegisterCount> kRegisterTable;
+// The rows (0-based) by name without regard to case, built at compile time.
+extern const NameIndex<kRegisterCount> kRegisterNameIndex;
+// Row of BQ0B2, the first of the 16 biquad rows.
+extern const std::size_t kBiquadStart;
 
 }  // namespace svodb

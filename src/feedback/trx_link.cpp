@@ -30,7 +30,11 @@ void Deselect(LibraryContext& ctx, TrxLink& link) {
 // The device starts a frame only on a rising chip select. A failed frame
 // leaves chip select set; without dropping it first, the next frame's
 // header would be clocked in as data of the broken one (and the write
-// disable that ends a failed write loop would be lost).
+// disable that ends a failed write loop would be lost). The drive's own
+// tools do not make this deselect: it is one port write more than they
+// make, and only after a failure. We keep it because it lets the retried
+// frame reach a real device intact; the codes of every failure path stay
+// those of the failing step (the generation-1 write tests pin them).
 void Select(LibraryContext& ctx, TrxLink& link) {
   if ((link.output & trx::kChipSelect) != 0) Deselect(ctx, link);
   SetLine(link, trx::kChipSelect, true);

@@ -150,17 +150,20 @@ Result StoreLeniently(LibraryContext& ctx, std::string_view name, int32_t raw, u
   return result == code::kNoResponse ? code::kInvalidParameter : code::kOk;
 }
 
-// The value whose file label is the text, also when the text spells the
-// label's blanks as underscores (the form the writer uses).
+// AuxFBType's value 5, "EnDat_2.1 Linear", is the one label a file may
+// spell otherwise: with its blank as an underscore (the writer's form) or
+// split over two words. Every other label is matched exactly as its table
+// writes it, so "Not_Clear" is not a label of SWClrFlt.
+constexpr std::string_view kLabelWithBlankOwner = "AuxFBType";
+constexpr int32_t kLabelWithBlankValue = 5;
+
+// The value whose file label is the text, or for AuxFBType's value 5 also
+// its underscored spelling.
 int32_t LabelValue(LibraryContext& ctx, std::string_view name, std::string_view text, uint32_t node) {
   const int32_t value = FileLabelToValue(ctx, name, text, node);
-  if (value != kNoEnumEntry) return value;
-  const EnumEntry* entry = FindEnumTable(ctx, name, node);
-  for (; entry != nullptr && !entry->IsTerminator(); ++entry) {
-    const std::string_view label = entry->fileLabel;
-    if (label.find(' ') != std::string_view::npos && Underscored(label) == text) return entry->value;
-  }
-  return kNoEnumEntry;
+  if (value != kNoEnumEntry || name != kLabelWithBlankOwner) return value;
+  const std::string_view label = ValueToFileLabel(ctx, name, kLabelWithBlankValue, node).value_or("");
+  return !label.empty() && Underscored(label) == text ? kLabelWithBlankValue : kNoEnumEntry;
 }
 
 Result LabelResult(int32_t value) {
@@ -469,16 +472,16 @@ Result ReadHeader(LibraryContext& ctx, LineReader& lines, bool manufacturing, bo
   return code::kOk;
 }
 
-// A value written with a blank in it (the older spelling of a label) runs
-// on into the next word; take both when together they are a label.
+// AuxFBType's value 5 written with its blank runs on into the next word;
+// take both when together they are that label.
 std::string ValueText(LibraryContext& ctx, const ParameterLine& line, uint32_t node) {
   std::string_view rest = line.rest;
   const std::string_view next = TakeWord(rest);
-  if (!next.empty()) {
+  if (!next.empty() && line.name == kLabelWithBlankOwner) {
     std::string joined(line.value);
     joined += ' ';
     joined += next;
-    if (FileLabelToValue(ctx, line.name, joined, node) >= 0) return joined;
+    if (FileLabelToValue(ctx, line.name, joined, node) == kLabelWithBlankValue) return joined;
   }
   return std::string(line.value);
 }

@@ -19,14 +19,18 @@
 //
 // Points the file format leaves open, as this library settles them:
 //
-// - AuxFBType's label "EnDat_2.1 Linear" is the one file label holding a
-//   blank. The writer puts an underscore in its place ("EnDat_2.1_Linear"),
+// - AuxFBType's value 5 has a file label holding a blank, "EnDat_2.1
+//   Linear". The writer puts an underscore in its place ("EnDat_2.1_Linear"),
 //   so the label stays one word and a reader that stops at the blank cannot
-//   take it for "EnDat_2.1" (value 4). The setter accepts a label with its
-//   blanks written as underscores, and the reader also accepts the blank
-//   form: when a value word followed by the next word of the line is a file
-//   label of the variable, the two are taken together. A stored 5 thus
-//   comes back as 5 from either spelling.
+//   take it for "EnDat_2.1" (value 4). The setter accepts that underscored
+//   spelling, and the reader also accepts the blank form: when the value
+//   word and the next word of the line together are that label, the two are
+//   taken together. A stored 5 thus comes back as 5 from either spelling.
+//   Other labels hold blanks too (SWClrFlt's "Not Clear", FaultCode's
+//   "Option Card Fault", ...), but no other label has an alternative
+//   spelling: every other label is matched exactly as its table writes it,
+//   and a value that is not a label of its variable fails its line with 23
+//   ("Not_Clear" and "Not Clear" are not labels of SWClrFlt).
 // - Lines are at most kMaxFileLineLength characters, line end not counted;
 //   a longer line, wherever it stands (comments included), makes the file
 //   malformed (32). Header words are at most 58 characters (the edition

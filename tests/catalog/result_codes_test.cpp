@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <climits>
+#include <span>
+#include <string>
+#include <string_view>
 
 #include "catalog/catalogue.h"
 
@@ -67,6 +71,33 @@ TEST(ErrorMessage, NeverNeedsMoreThan120Bytes) {
     longest = std::max(longest, ErrorMessage(catalogue, code).size());
   }
   EXPECT_LT(longest, kMessageCapacity);
+}
+
+// The message goes straight into the caller's buffer: cut to its room,
+// always terminated, the length returned; bytes past the room untouched.
+TEST(ErrorMessage, ComposesIntoTheCallersBufferAndCutsAtItsEnd) {
+  const Catalogue catalogue;
+  struct Case {
+    Result code;
+    std::size_t room;
+    const char* message;
+  };
+  const Case cases[] = {
+      {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 120,
+       "Invalid parameter when loading from FPGA at variable--AFBMitEn"},
+      {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 21, "Invalid parameter wh"},
+      {SVODB_CONTEXT_READ_FILE + 7 * 100 + SVODB_CANT_OPEN_FILE, 40,
+       "Can't open file when reading file at No"},
+      {SVODB_OUT_OF_RANGE, 1, ""},
+  };
+  for (const Case& c : cases) {
+    std::array<char, 130> buffer;
+    buffer.fill('#');
+    const std::size_t length = ComposeErrorMessage(catalogue, c.code, std::span<char>(buffer.data(), c.room));
+    EXPECT_EQ(std::string(buffer.data()), c.message) << c.code;
+    EXPECT_EQ(length, std::string_view(c.message).size()) << c.code;
+    EXPECT_EQ(buffer[c.room], '#') << c.code;
+  }
 }
 
 TEST(ResultComposition, SplitsAndJoins) {

@@ -138,6 +138,21 @@ TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
   EXPECT_EQ(mismatch.retries, 1u);
 }
 
+// A read-back whose port read fails twice leaves chip select set; the
+// rewrite's select drops it first (one port write more), so the rewritten
+// frame arrives whole and the word holds.
+TEST_F(Generation1Test, AFailedReadBackIsFollowedByAnIntactRewrite) {
+  const Block block = Changed(7, 6);
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 0, 24);
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 0, 24);  // the repeat
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), 1);
+  EXPECT_EQ(mismatch.retries, 1u);
+  EXPECT_EQ(WrittenWords(drive.Log()), (std::vector<int>{67, 67}));
+  EXPECT_EQ(Copy(), block);
+  ExpectClosed();
+}
+
 TEST(WordWriteFailure, ComposesAndNeverOverflows) {
   EXPECT_EQ(WordWriteFailure(0, 17, 191), 17191);
   EXPECT_EQ(WordWriteFailure(1, 255, 0), 1255000);

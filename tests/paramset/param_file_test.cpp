@@ -352,6 +352,40 @@ TEST_F(ParamFile, EnDatLinearComesBackAsFive) {
   EXPECT_EQ(Value("AuxFBType", 2), 4);
 }
 
+// Only AuxFBType's value 5 has an alternative spelling; every other label
+// holding a blank is matched exactly, by the setter and by the reader (which
+// takes a value up to its first blank), and a value that is no label of its
+// variable fails its line with 23.
+TEST_F(ParamFile, OtherLabelsWithBlanksAreMatchedExactly) {
+  struct Case {
+    const char* line;
+    Result expected;
+  };
+  const Case cases[] = {
+      {"SWClrFlt = Not_Clear", 123},
+      {"SWClrFlt = Not Clear", 123},
+      {"SWClrFlt = Clear", 10099},
+      {"FaultCode = Option_Card_Fault", 123},
+      {"FaultCode = Option Card Fault", 123},
+      {"CmdSrc = PWM Input", 123},
+  };
+  for (const Case& c : cases) {
+    PrepareImage(2, 31, 2, 3, 1, 0);
+    EXPECT_EQ(ReadText(std::string(kHeader) + "ActiveCMDUnits Velocity\n" + c.line + "\n").result, c.expected)
+        << c.line;
+  }
+
+  LibraryContext ctx = Ctx();
+  EXPECT_EQ(SetFromFileText(ctx, "SWClrFlt", 1, 31, "Not Clear", 2), 1);
+  EXPECT_EQ(Raw("SWClrFlt", 2), 0);
+  EXPECT_EQ(SetFromFileText(ctx, "SWClrFlt", 1, 31, "Not_Clear", 2), 23);
+  EXPECT_EQ(SetFromFileText(ctx, "FaultCode", 1, 31, "Option Card Fault", 2), 1);
+  EXPECT_EQ(Raw("FaultCode", 2), 19);
+  EXPECT_EQ(SetFromFileText(ctx, "FaultCode", 1, 31, "Option_Card_Fault", 2), 23);
+  EXPECT_EQ(SetFromFileText(ctx, "AuxFBType", 1, 31, "EnDat_2.1_Linear", 2), 1);
+  EXPECT_EQ(Value("AuxFBType", 2), 5);
+}
+
 struct ReadCase {
   const char* what;
   std::string text;
