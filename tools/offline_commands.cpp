@@ -6,15 +6,11 @@
 #include <string>
 
 #include "cli.h"
+#include "enumerations.h"
 #include "svodb/svodb.h"
-#include "svodb/svodb_linux.h"
 
 namespace svodb_tool {
 namespace {
-
-// The enumerations have at most 32 entries; the bound keeps a runaway
-// lookup from printing for ever.
-constexpr int32_t kMaxEnumEntries = 256;
 
 int RunEnum(const Args& args) {
   Args rest = args;
@@ -22,28 +18,14 @@ int RunEnum(const Args& args) {
   if (!node) return kExitUsage;
   if (rest.size() != 1) return UsageError("enum: expected one variable name (see svodb enum --help)");
   if (!SelectNode(*node)) return kExitFailure;
-  const char* name = rest[0].c_str();
-  int32_t value = 0;
-  if (GetIdxVal_SVODB(name, 0, &value) == -1) {
+  const auto entries = EnumerationOf(rest[0]);
+  if (!entries) {
     return UsageError("enum: " + rest[0] + " has no enumeration (names are case-sensitive here)");
   }
   std::printf("%5s  %6s  %-44s  %s\n", "Index", "Value", "Display label", "File label");
-  for (int32_t index = 0; index < kMaxEnumEntries; ++index) {
-    // The answer 2 means both "value 2" and "no such index": an entry
-    // whose value is 2 finds its own index again.
-    value = 0;
-    const int32_t answer = GetIdxVal_SVODB(name, index, &value);
-    if (answer == -1) break;
-    if (answer == 2) {
-      int32_t found = -1;
-      if (GetValIdx_SVODB(name, 2, &found) != index) break;
-      value = 2;
-    }
-    char display[SVODB_COMPOSED_LABEL_SIZE] = "", file[SVODB_LABEL_SIZE] = "";
-    const bool shown = GetIdxStr_SVODB(name, index, display);
-    const bool filed = svodb_file_label(name, value, file) == 1;
-    std::printf("%5d  %6d  %-44s  %s\n", static_cast<int>(index), static_cast<int>(value),
-                shown ? display : "(not offered)", filed ? file : "-");
+  for (const EnumEntry& entry : *entries) {
+    std::printf("%5d  %6d  %-44s  %s\n", static_cast<int>(entry.index), static_cast<int>(entry.value),
+                entry.display.value_or("(not offered)").c_str(), entry.file.value_or("-").c_str());
   }
   return kExitOk;
 }
