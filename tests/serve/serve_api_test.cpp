@@ -103,7 +103,7 @@ TEST_F(ServeApi, RefusedRequestsChangeNothing) {
       {"out of range", "PUT", "/api/variables/KIP", {{"X-Svodb-Token", token}}, R"({"value": 1e9})", 422},
       {"oversized upload", "POST", "/api/restore", {{"X-Svodb-Token", token}},
        "UserParams\n" + std::string(3 * 1024 * 1024, '#'), 413},
-      {"oversized flash", "POST", "/api/flash?kind=i00", {{"X-Svodb-Token", token}},
+      {"oversized flash", "POST", "/api/flash?name=big.i00", {{"X-Svodb-Token", token}},
        std::string(3 * 1024 * 1024, ':'), 413},
   };
   for (const RefusedCase& c : cases) {

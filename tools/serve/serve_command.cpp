@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -46,22 +47,34 @@ struct FlashState {
   json result;  // the last run's exit code and messages
 };
 
-// An uploaded file, kept in the temporary folder while it is in use.
+// An uploaded file under its own name (the flash reads the logic version
+// from a configuration file's name) in a folder of its own in the
+// temporary folder, removed with whatever the command left beside it.
 class Upload {
  public:
-  Upload(const std::string& content, const std::string& extension) {
-    path_ = std::filesystem::temp_directory_path() / ("svodb-serve-" + NewToken() + extension);
-    std::ofstream(path_, std::ios::binary) << content;
+  Upload(const std::string& content, const std::string& name) {
+    folder_ = std::filesystem::temp_directory_path() / ("svodb-serve-" + NewToken());
+    std::filesystem::create_directory(folder_);
+    path_ = folder_ / SafeName(name);
+    if (!content.empty()) std::ofstream(path_, std::ios::binary) << content;
   }
   Upload(const Upload&) = delete;
   Upload& operator=(const Upload&) = delete;
   ~Upload() {
     std::error_code ignored;
-    std::filesystem::remove(path_, ignored);
+    std::filesystem::remove_all(folder_, ignored);
   }
   std::string Path() const { return path_.string(); }
 
  private:
+  // Only letters, digits, '.', '-' and '_': the name cannot leave the folder.
+  static std::string SafeName(const std::string& name) {
+    std::string safe;
+    for (const char c : name) safe += std::isalnum(static_cast<unsigned char>(c)) || c == '.' || c == '-' ? c : '_';
+    return safe.empty() || safe[0] == '.' ? "upload" + safe : safe;
+  }
+
+  std::filesystem::path folder_;
   std::filesystem::path path_;
 };
 
@@ -163,13 +176,13 @@ class Panel {
     // The preview of a restore: the drive's NV memory against the file.
     server.Post("/api/diff/file", [this](const httplib::Request& request, httplib::Response& response) {
       std::lock_guard lock(drive_);
-      const Upload file(request.body, ".par");
+      const Upload file(request.body, "upload.par");
       const auto comparison = Comparison("drive", file.Path());
       comparison ? Reply(response, 200, *comparison) : Refuse(response, 400, "this is no parameter file the library reads");
     });
     server.Post("/api/restore", [this](const httplib::Request& request, httplib::Response& response) {
       std::lock_guard lock(drive_);
-      const Upload file(request.body, ".par");
+      const Upload file(request.body, "upload.par");
       const ToolRun run = RunToolCommand("restore", {file.Path()});
       Reply(response, run.exitCode == kExitOk ? 200 : 422, ToolRunJson(run));
     });
@@ -180,8 +193,7 @@ class Panel {
     });
     server.Get("/api/backup", [this](const httplib::Request&, httplib::Response& response) {
       std::lock_guard lock(drive_);
-      const Upload file("", ".par");
-      std::filesystem::remove(file.Path());
+      const Upload file("", "backup.par");
       const ToolRun run = RunToolCommand("backup", {file.Path()});
       if (run.exitCode != kExitOk) return Reply(response, 500, ToolRunJson(run));
       std::ifstream in(file.Path(), std::ios::binary);
@@ -192,13 +204,13 @@ class Panel {
 
   void RouteFlash(httplib::Server& server) {
     server.Post("/api/flash", [this](const httplib::Request& request, httplib::Response& response) {
-      const std::string kind = request.get_param_value("kind");
-      if (kind != "i00" && kind != "isc") return Refuse(response, 400, "kind is i00 or isc");
+      const std::string name = request.get_param_value("name");
+      if (name.empty()) return Refuse(response, 400, "name the file (?name=FILE.i00 or FILE.isc)");
       if (flash_.running.exchange(true)) return Refuse(response, 409, "a flash run is under way");
       if (flashThread_.joinable()) flashThread_.join();
       flash_.step = -1;
       flash_.total = 0;
-      flashThread_ = std::thread([this, content = request.body, kind] { Flash(content, kind); });
+      flashThread_ = std::thread([this, content = request.body, name] { Flash(content, name); });
       Reply(response, 202, {{"started", true}});
     });
     server.Get("/api/flash", [this](const httplib::Request&, httplib::Response& response) {
@@ -209,9 +221,9 @@ class Panel {
     });
   }
 
-  void Flash(const std::string& content, const std::string& kind) {
+  void Flash(const std::string& content, const std::string& name) {
     std::lock_guard lock(drive_);
-    const Upload file(content, "." + kind);
+    const Upload file(content, name);
     ObserveFlashProgress([this](int32_t step, int32_t total) {
       flash_.step = step;
       flash_.total = total;

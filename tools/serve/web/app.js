@@ -88,21 +88,20 @@ function row(variable) {
   return tr;
 }
 
+// Each group once, in this order; within a group the catalogue's order.
+const kGroups = ['User parameters', 'Manufacturing settings', 'Status and monitoring'];
+
 function renderTable() {
   const filter = $('#search').value.trim().toLowerCase();
   const rows = [];
-  let group = null;
-  for (const variable of variables) {
-    if (filter && !variable.name.toLowerCase().includes(filter)) continue;
-    if (variable.group !== group) {
-      group = variable.group;
-      const tr = document.createElement('tr');
-      tr.className = 'group';
-      tr.innerHTML = '<td colspan="6"></td>';
-      tr.firstChild.textContent = group;
-      rows.push(tr);
-    }
-    rows.push(row(variable));
+  for (const group of kGroups) {
+    const members = variables.filter((v) => v.group === group && (!filter || v.name.toLowerCase().includes(filter)));
+    if (members.length === 0) continue;
+    const tr = document.createElement('tr');
+    tr.className = 'group';
+    tr.innerHTML = '<td colspan="6"></td>';
+    tr.firstChild.textContent = group;
+    rows.push(tr, ...members.map(row));
   }
   $('#variables tbody').replaceChildren(...rows);
 }
@@ -293,10 +292,9 @@ async function loadMotor() {
 }
 
 async function flash(file) {
-  const kind = file.name.toLowerCase().endsWith('.isc') ? 'isc' : 'i00';
   if (!await ask(`Program the drive's flash from ${file.name}? The drive's parameters are saved first.`)) return;
   try {
-    await api('flash?kind=' + kind, { method: 'POST', body: await file.arrayBuffer() });
+    await api('flash?name=' + encodeURIComponent(file.name), { method: 'POST', body: await file.arrayBuffer() });
     const progress = $('#flash-progress');
     for (;;) {
       const state = await api('flash');
