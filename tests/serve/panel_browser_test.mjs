@@ -175,6 +175,23 @@ async function main() {
   const backup = path.join(downloads, 'drive-backup.par');
   await until('the downloaded backup', () => existsSync(backup) && readFileSync(backup, 'utf8').includes('KVP'));
 
+  step = 'restore preview';
+  // The backup holds the NV memory, which the edit above did not change:
+  // its preview changes nothing; KVP's new value is in the working registers only.
+  await browser.run("document.querySelector('#restore-file').hidden = false");
+  await browser.type('#restore-file', backup);
+  await until('the preview', async () => /^What restoring drive-backup\.par would change: 0 of \d+ parameters differ$/
+    .test(await text(browser, '#diff-title')));
+  if (await browser.run("return document.querySelector('#restore').hidden")) fail('no restore button');
+  await browser.click('#restore');
+  await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
+  await browser.click('#confirm-no');
+  if (await browser.run("return document.querySelector('#diff').hidden")) fail('the cancelled restore went ahead');
+
+  step = 'motor data';
+  await browser.click('#motor-load');
+  await until('the motor data block', async () => (await text(browser, '#motor')).length > 100, 30_000);
+
   step = 'live plot';
   await browser.click('#plot-start');
   await until('three samples', () => browser.run("return Number(document.querySelector('#plot').dataset.samples) >= 3"));
