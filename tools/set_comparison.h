@@ -11,7 +11,7 @@ namespace svodb_tool {
 
 struct DifferingParameter {
   std::string name;
-  std::string first;   // as shown: a label, or a number and its unit
+  std::string first;  // as shown: a label, or a number and its unit
   std::string second;
 };
 

@@ -1,8 +1,8 @@
 // svodb serve's JSON API against the virtual drive, without a browser: a
 // request without the token, from another page or too large is refused and
 // changes nothing; the API's own writes go through the library's checks.
-#include <httplib.h>
 #include <gtest/gtest.h>
+#include <httplib.h>
 
 #include <cstdio>
 #include <memory>
@@ -84,27 +84,59 @@ TEST_F(ServeApi, RefusedRequestsChangeNothing) {
   ASSERT_NE(nv.find("KVP"), std::string::npos);
   const RefusedCase cases[] = {
       {"no token", "PUT", "/api/variables/KVP", {}, R"({"value": 0.05})", 401},
-      {"wrong token", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", std::string(32, '0')}},
-       R"({"value": 0.05})", 401},
-      {"token cut short", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token.substr(1)}},
-       R"({"value": 0.05})", 401},
+      {"wrong token",
+       "PUT",
+       "/api/variables/KVP",
+       {{"X-Svodb-Token", std::string(32, '0')}},
+       R"({"value": 0.05})",
+       401},
+      {"token cut short",
+       "PUT",
+       "/api/variables/KVP",
+       {{"X-Svodb-Token", token.substr(1)}},
+       R"({"value": 0.05})",
+       401},
       {"no token to save", "POST", "/api/save", {}, "", 401},
-      {"another page", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}, {"Origin", "http://evil.example"}},
-       R"({"value": 0.05})", 403},
-      {"another port", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}, {"Origin", "http://127.0.0.1:1"}},
-       R"({"value": 0.05})", 403},
-      {"a rebound host name", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}, {"Host", "evil.example"}},
-       R"({"value": 0.05})", 403},
+      {"another page",
+       "PUT",
+       "/api/variables/KVP",
+       {{"X-Svodb-Token", token}, {"Origin", "http://evil.example"}},
+       R"({"value": 0.05})",
+       403},
+      {"another port",
+       "PUT",
+       "/api/variables/KVP",
+       {{"X-Svodb-Token", token}, {"Origin", "http://127.0.0.1:1"}},
+       R"({"value": 0.05})",
+       403},
+      {"a rebound host name",
+       "PUT",
+       "/api/variables/KVP",
+       {{"X-Svodb-Token", token}, {"Host", "evil.example"}},
+       R"({"value": 0.05})",
+       403},
       {"another page saving", "POST", "/api/save", {{"X-Svodb-Token", token}, {"Origin", "null"}}, "", 403},
       {"malformed JSON", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}}, R"({"value": 0.0)", 400},
       {"no value", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}}, R"({"valu": 0.05})", 400},
-      {"a label of no entry", "PUT", "/api/variables/FilterType", {{"X-Svodb-Token", token}},
-       R"({"label": "Bogus"})", 400},
+      {"a label of no entry",
+       "PUT",
+       "/api/variables/FilterType",
+       {{"X-Svodb-Token", token}},
+       R"({"label": "Bogus"})",
+       400},
       {"out of range", "PUT", "/api/variables/KIP", {{"X-Svodb-Token", token}}, R"({"value": 1e9})", 422},
-      {"oversized upload", "POST", "/api/restore", {{"X-Svodb-Token", token}},
-       "UserParams\n" + std::string(3 * 1024 * 1024, '#'), 413},
-      {"oversized flash", "POST", "/api/flash?name=big.i00", {{"X-Svodb-Token", token}},
-       std::string(3 * 1024 * 1024, ':'), 413},
+      {"oversized upload",
+       "POST",
+       "/api/restore",
+       {{"X-Svodb-Token", token}},
+       "UserParams\n" + std::string(3 * 1024 * 1024, '#'),
+       413},
+      {"oversized flash",
+       "POST",
+       "/api/flash?name=big.i00",
+       {{"X-Svodb-Token", token}},
+       std::string(3 * 1024 * 1024, ':'),
+       413},
   };
   for (const RefusedCase& c : cases) {
     httplib::Client client = TheServer().Client();
@@ -123,8 +155,8 @@ TEST_F(ServeApi, RefusedRequestsChangeNothing) {
 }
 
 TEST_F(ServeApi, OutOfRangeWriteNamesTheLibraryCode) {
-  auto result =
-      TheServer().Client().Put("/api/variables/KIP", TheServer().Headers(), R"({"value": 1e9})", "application/json");
+  auto result = TheServer().Client().Put("/api/variables/KIP", TheServer().Headers(), R"({"value": 1e9})",
+                                         "application/json");
   ASSERT_TRUE(result);
   EXPECT_EQ(json::parse(result->body), json({{"code", 23}, {"error", "Data is out of range (code 23)"}}));
 }
@@ -140,8 +172,8 @@ TEST_F(ServeApi, WritesReadBackTheStoredValue) {
                         {"FilterType", R"({"label": "BiQuad"})", 2.0},
                         {"FilterType", R"({"value": 3})", 3.0}};
   for (const Case& c : cases) {
-    auto result = TheServer().Client().Put(std::string("/api/variables/") + c.name, TheServer().Headers(), c.request,
-                                           "application/json");
+    auto result = TheServer().Client().Put(std::string("/api/variables/") + c.name, TheServer().Headers(),
+                                           c.request, "application/json");
     ASSERT_TRUE(result) << c.name;
     ASSERT_EQ(result->status, 200) << c.name << ": " << result->body;
     EXPECT_EQ(json::parse(result->body)["value"], c.stored) << c.name;

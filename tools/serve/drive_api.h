@@ -4,11 +4,10 @@
 // server's drive lock.
 #pragma once
 
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 namespace svodb_tool {
 

@@ -33,8 +33,8 @@ std::string NewToken() {
 
 int RefusalStatus(const RequestFacts& request, int32_t port, const std::string& token) {
   if (!IsOwnHost(request.host, port)) return 403;
-  if (!request.origin.empty() && !IsOwnHost(request.origin.rfind("http://", 0) == 0 ? request.origin.substr(7) : "",
-                                            port)) {
+  if (!request.origin.empty() &&
+      !IsOwnHost(request.origin.rfind("http://", 0) == 0 ? request.origin.substr(7) : "", port)) {
     return 403;
   }
   if (token.empty() || !SameToken(request.token, token)) return 401;

@@ -70,7 +70,8 @@ class Upload {
   // Only letters, digits, '.', '-' and '_': the name cannot leave the folder.
   static std::string SafeName(const std::string& name) {
     std::string safe;
-    for (const char c : name) safe += std::isalnum(static_cast<unsigned char>(c)) || c == '.' || c == '-' ? c : '_';
+    for (const char c : name)
+      safe += std::isalnum(static_cast<unsigned char>(c)) || c == '.' || c == '-' ? c : '_';
     return safe.empty() || safe[0] == '.' ? "upload" + safe : safe;
   }
 
@@ -79,7 +80,10 @@ class Upload {
 };
 
 json ToolRunJson(const ToolRun& run) {
-  return {{"ok", run.exitCode == kExitOk}, {"exitCode", run.exitCode}, {"output", run.out}, {"messages", run.err}};
+  return {{"ok", run.exitCode == kExitOk},
+          {"exitCode", run.exitCode},
+          {"output", run.out},
+          {"messages", run.err}};
 }
 
 class Panel {
@@ -141,18 +145,20 @@ class Panel {
       std::lock_guard lock(drive_);
       Reply(response, 200, AllVariables());
     });
-    server.Get(R"(/api/variables/([A-Za-z0-9_]+))", [this](const httplib::Request& request, httplib::Response& response) {
-      std::lock_guard lock(drive_);
-      const auto variable = OneVariable(request.matches[1]);
-      variable ? Reply(response, 200, *variable) : Refuse(response, 404, "no such variable");
-    });
-    server.Put(R"(/api/variables/([A-Za-z0-9_]+))", [this](const httplib::Request& request, httplib::Response& response) {
-      const json body = json::parse(request.body, nullptr, false);
-      if (body.is_discarded()) return Refuse(response, 400, "the request is not JSON");
-      std::lock_guard lock(drive_);
-      const WriteOutcome outcome = WriteVariable(request.matches[1], body);
-      Reply(response, outcome.status, outcome.body);
-    });
+    server.Get(R"(/api/variables/([A-Za-z0-9_]+))",
+               [this](const httplib::Request& request, httplib::Response& response) {
+                 std::lock_guard lock(drive_);
+                 const auto variable = OneVariable(request.matches[1]);
+                 variable ? Reply(response, 200, *variable) : Refuse(response, 404, "no such variable");
+               });
+    server.Put(R"(/api/variables/([A-Za-z0-9_]+))",
+               [this](const httplib::Request& request, httplib::Response& response) {
+                 const json body = json::parse(request.body, nullptr, false);
+                 if (body.is_discarded()) return Refuse(response, 400, "the request is not JSON");
+                 std::lock_guard lock(drive_);
+                 const WriteOutcome outcome = WriteVariable(request.matches[1], body);
+                 Reply(response, outcome.status, outcome.body);
+               });
     server.Get("/api/sample", [this](const httplib::Request& request, httplib::Response& response) {
       std::vector<std::string> names;
       for (std::size_t i = 0; i < request.get_param_value_count("name") && i < 4; ++i) {
@@ -178,7 +184,8 @@ class Panel {
       std::lock_guard lock(drive_);
       const Upload file(request.body, "upload.par");
       const auto comparison = Comparison("drive", file.Path());
-      comparison ? Reply(response, 200, *comparison) : Refuse(response, 400, "this is no parameter file the library reads");
+      comparison ? Reply(response, 200, *comparison)
+                 : Refuse(response, 400, "this is no parameter file the library reads");
     });
     server.Post("/api/restore", [this](const httplib::Request& request, httplib::Response& response) {
       std::lock_guard lock(drive_);
@@ -216,7 +223,9 @@ class Panel {
     server.Get("/api/flash", [this](const httplib::Request&, httplib::Response& response) {
       std::lock_guard lock(flash_.resultLock);
       Reply(response, 200,
-            {{"running", flash_.running.load()}, {"step", flash_.step.load()}, {"total", flash_.total.load()},
+            {{"running", flash_.running.load()},
+             {"step", flash_.step.load()},
+             {"total", flash_.total.load()},
              {"result", flash_.result}});
     });
   }

@@ -10,7 +10,8 @@ namespace svodb_tool {
 namespace {
 
 const Command* FindToolCommand(const std::string& name) {
-  for (const auto table : {DriveCommands(), ValueCommands(), FeedbackCommands(), FileCommands(), FlashCommands()}) {
+  for (const auto table :
+       {DriveCommands(), ValueCommands(), FeedbackCommands(), FileCommands(), FlashCommands()}) {
     for (const Command& command : table) {
       if (name == command.name) return &command;
     }
