@@ -34,7 +34,7 @@ async function until(what, probe, timeoutMs = 20_000) {
   for (;;) {
     const value = await probe();
     if (value) return value;
-    if (Date.now() > end) fail(`gave up waiting for ${what}`);
+    if (Date.now() > end) fail(`gave up waiting for ${typeof what === 'function' ? await what() : what}`);
     await new Promise((resolve) => setTimeout(resolve, 100));
   }
 }
@@ -187,6 +187,11 @@ async function main() {
   await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
   await browser.click('#confirm-no');
   if (await browser.run("return document.querySelector('#diff').hidden")) fail('the cancelled restore went ahead');
+  await browser.click('#restore');
+  await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
+  await browser.click('#confirm-yes');
+  await until(async () => `the restore: ${await text(browser, '#message')}`, async () => /wrote .*upload\.par to the drive's NV memory.*\(backup: .*\.par\)$/s
+    .test(await text(browser, '#message')));
 
   step = 'motor data';
   await browser.click('#motor-load');

@@ -14,6 +14,7 @@
 
 #include "cli.h"
 #include "flash_progress.h"
+#include "safety.h"
 #include "serve/drive_api.h"
 #include "serve/request_guard.h"
 #include "serve/tool_run.h"
@@ -190,8 +191,15 @@ class Panel {
     server.Post("/api/restore", [this](const httplib::Request& request, httplib::Response& response) {
       std::lock_guard lock(drive_);
       const Upload file(request.body, "upload.par");
+      // The page promises a way back; the restore command saves none of
+      // its own yet, so the server saves the NV memory first.
+      const std::optional<Backup> backup = BackupDriveParameters();
+      if (!backup)
+        return Refuse(response, 500, "the drive's parameters could not be saved first; nothing was written");
       const ToolRun run = RunToolCommand("restore", {file.Path()});
-      Reply(response, run.exitCode == kExitOk ? 200 : 422, ToolRunJson(run));
+      json body = ToolRunJson(run);
+      body["backup"] = backup->files;
+      Reply(response, run.exitCode == kExitOk ? 200 : 422, body);
     });
     server.Post("/api/save", [this](const httplib::Request&, httplib::Response& response) {
       std::lock_guard lock(drive_);

@@ -181,7 +181,7 @@ async function restore() {
   if (!await ask('Write this file to the drive\'s NV memory? A backup is saved first.')) return;
   try {
     const run = await api('restore', { method: 'POST', body: restoreText });
-    say(run.output.trim() + ' ' + run.messages.trim());
+    say(`${run.output.trim()} (backup: ${run.backup.join(', ')})`);
     $('#diff').hidden = true;
   } catch (error) { say('restore: ' + error.message, true); }
 }
