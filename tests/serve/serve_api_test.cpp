@@ -167,7 +167,6 @@ TEST_F(ServeApi, WritesReadBackTheStoredValue) {
     const char* request;
     double stored;
   };
-  // ARF0 is kept as a register count: 300 Hz asked, the nearest step stored.
   const Case cases[] = {{"KVP", R"({"value": 0.05})", 0.05},
                         {"FilterType", R"({"label": "BiQuad"})", 2.0},
                         {"FilterType", R"({"value": 3})", 3.0}};
@@ -218,6 +217,27 @@ TEST_F(ServeApi, DiffAgainstDefaultsListsChangedParameters) {
   bool cmdGain = false;
   for (const json& row : diff["differing"]) cmdGain |= row["name"] == "CmdGain";
   EXPECT_TRUE(cmdGain) << diff.dump();
+}
+
+}  // namespace
+
+namespace {
+
+// Last, as it changes the drive's NV memory that the cases above compare.
+// ARF0 is kept as a register count: 300 Hz asked, 303.6 Hz stored.
+TEST_F(ServeApi, SaveCopiesTheWorkingValuesToNv) {
+  httplib::Client client = TheServer().Client();
+  auto put = client.Put("/api/variables/ARF0", TheServer().Headers(), R"({"value": 300})", "application/json");
+  ASSERT_TRUE(put);
+  ASSERT_EQ(put->status, 200);
+  EXPECT_EQ(json::parse(put->body)["value"], 303.6);
+  EXPECT_EQ(Backup().find("ARF0             = 303.600000"), std::string::npos) << "NV changed before the save";
+  auto save = client.Post("/api/save", TheServer().Headers(), "", "text/plain");
+  ASSERT_TRUE(save);
+  EXPECT_EQ(save->status, 200) << save->body;
+  EXPECT_NE(json::parse(save->body)["output"].get<std::string>().find("saved the drive's working user parameters"),
+            std::string::npos);
+  EXPECT_NE(Backup().find("ARF0             = 303.600000"), std::string::npos);
 }
 
 }  // namespace
