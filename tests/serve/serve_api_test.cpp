@@ -227,16 +227,19 @@ namespace {
 // ARF0 is kept as a register count: 300 Hz asked, 303.6 Hz stored.
 TEST_F(ServeApi, SaveCopiesTheWorkingValuesToNv) {
   httplib::Client client = TheServer().Client();
-  auto put = client.Put("/api/variables/ARF0", TheServer().Headers(), R"({"value": 300})", "application/json");
+  auto put =
+      client.Put("/api/variables/ARF0", TheServer().Headers(), R"({"value": 300})", "application/json");
   ASSERT_TRUE(put);
   ASSERT_EQ(put->status, 200);
   EXPECT_EQ(json::parse(put->body)["value"], 303.6);
-  EXPECT_EQ(Backup().find("ARF0             = 303.600000"), std::string::npos) << "NV changed before the save";
+  EXPECT_EQ(Backup().find("ARF0             = 303.600000"), std::string::npos)
+      << "NV changed before the save";
   auto save = client.Post("/api/save", TheServer().Headers(), "", "text/plain");
   ASSERT_TRUE(save);
   EXPECT_EQ(save->status, 200) << save->body;
-  EXPECT_NE(json::parse(save->body)["output"].get<std::string>().find("saved the drive's working user parameters"),
-            std::string::npos);
+  EXPECT_NE(
+      json::parse(save->body)["output"].get<std::string>().find("saved the drive's working user parameters"),
+      std::string::npos);
   EXPECT_NE(Backup().find("ARF0             = 303.600000"), std::string::npos);
 }
 
