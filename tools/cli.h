@@ -26,6 +26,7 @@ std::span<const Command> FeedbackCommands();
 std::span<const Command> OfflineCommands();
 std::span<const Command> FileCommands();
 std::span<const Command> FlashCommands();
+std::span<const Command> ServeCommands();
 
 // Exit codes: 0 success, 1 the library reported a failure, 2 bad usage.
 inline constexpr int kExitOk = 0;

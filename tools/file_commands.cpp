@@ -20,6 +20,7 @@
 #include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "safety.h"
+#include "set_comparison.h"
 #include "values.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
@@ -846,12 +847,11 @@ bool ReadValues(Side& side, const std::vector<std::string>& names) {
   return true;
 }
 
-int RunDiff(const Args& args) {
-  if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
+}  // namespace
+
+std::optional<SetComparison> CompareParameterSets(const std::string& first, const std::string& second) {
   Side sides[2];
-  for (int i = 0; i < 2; ++i) {
-    if (!ParseSide(args[static_cast<std::size_t>(i)], sides[i])) return kExitUsage;
-  }
+  if (!ParseSide(first, sides[0]) || !ParseSide(second, sides[1])) return std::nullopt;
   // Each side gets an image of its own: node:N its node, the others the
   // first offline images that no side names.
   std::set<int32_t> taken;
@@ -868,7 +868,7 @@ int RunDiff(const Args& args) {
   for (int pass = 0; pass < 2; ++pass) {
     for (int i = 0; i < 2; ++i) {
       if ((sides[i].kind == SourceKind::kDefaults) != (pass == 1)) continue;
-      if (!LoadSide(sides[i], sides[1 - i], connected)) return kExitUsage;
+      if (!LoadSide(sides[i], sides[1 - i], connected)) return std::nullopt;
     }
   }
 
@@ -881,27 +881,35 @@ int RunDiff(const Args& args) {
     if (holds(sides[0]) && holds(sides[1])) names.emplace_back(record.name);
   }
   for (Side& side : sides) {
-    if (!ReadValues(side, names)) return kExitUsage;
+    if (!ReadValues(side, names)) return std::nullopt;
   }
-
-  std::vector<std::size_t> differing;
-  std::size_t width = sides[0].given.size();
+  SetComparison comparison;
+  comparison.compared = names.size();
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (sides[0].values[i].SameAs(sides[1].values[i])) continue;
-    differing.push_back(i);
-    width = std::max(width, sides[0].values[i].text.size());
+    comparison.differing.push_back({names[i], sides[0].values[i].text, sides[1].values[i].text});
   }
-  if (differing.empty()) {
-    std::printf("no differences in %zu parameters\n", names.size());
+  return comparison;
+}
+
+namespace {
+
+int RunDiff(const Args& args) {
+  if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
+  const std::optional<SetComparison> comparison = CompareParameterSets(args[0], args[1]);
+  if (!comparison) return kExitUsage;
+  if (comparison->differing.empty()) {
+    std::printf("no differences in %zu parameters\n", comparison->compared);
     return kExitOk;
   }
+  std::size_t width = args[0].size();
+  for (const DifferingParameter& row : comparison->differing) width = std::max(width, row.first.size());
   const int w = static_cast<int>(width);
-  std::printf("%-16s  %-*s  %s\n", "Parameter", w, sides[0].given.c_str(), sides[1].given.c_str());
-  for (std::size_t i : differing) {
-    std::printf("%-16s  %-*s  %s\n", names[i].c_str(), w, sides[0].values[i].text.c_str(),
-                sides[1].values[i].text.c_str());
+  std::printf("%-16s  %-*s  %s\n", "Parameter", w, args[0].c_str(), args[1].c_str());
+  for (const DifferingParameter& row : comparison->differing) {
+    std::printf("%-16s  %-*s  %s\n", row.name.c_str(), w, row.first.c_str(), row.second.c_str());
   }
-  std::printf("%zu of %zu parameters differ\n", differing.size(), names.size());
+  std::printf("%zu of %zu parameters differ\n", comparison->differing.size(), comparison->compared);
   return kExitFailure;
 }
 

@@ -5,8 +5,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
+#include <utility>
 
 #include "cli.h"
+#include "flash_progress.h"
 #include "flash_file_check.h"
 #include "safety.h"
 #include "svodb/svodb.h"
@@ -14,6 +16,11 @@
 
 namespace svodb_tool {
 namespace {
+
+FlashProgressObserver& ProgressObserver() {
+  static FlashProgressObserver observer;
+  return observer;
+}
 
 constexpr int kBarWidth = 40;
 
@@ -30,6 +37,7 @@ int ShowProgress(void* context, uintptr_t /*window*/, uint32_t message, uintptr_
   ProgressView& view = *static_cast<ProgressView*>(context);
   view.lastStep = static_cast<int32_t>(wParam);
   view.total = static_cast<int32_t>(lParam);
+  if (ProgressObserver()) ProgressObserver()(view.lastStep, view.total);
   const int percent =
       view.total > 1 ? static_cast<int>(int64_t{view.lastStep} * 100 / (view.total - 1)) : 100;
   if (view.terminal) {
@@ -194,6 +202,8 @@ const Command kCommands[] = {
 // clang-format on
 
 }  // namespace
+
+void ObserveFlashProgress(FlashProgressObserver observer) { ProgressObserver() = std::move(observer); }
 
 std::span<const Command> FlashCommands() { return kCommands; }
 

@@ -20,6 +20,7 @@ void ForEachCommand(Visit visit) {
   for (const Command& command : OfflineCommands()) visit(command);
   for (const Command& command : FileCommands()) visit(command);
   for (const Command& command : FlashCommands()) visit(command);
+  for (const Command& command : ServeCommands()) visit(command);
 }
 
 void PrintOverview() {

@@ -7,17 +7,13 @@
 #include <string>
 
 #include "cli.h"
+#include "enumerations.h"
 #include "json_output.h"
 #include "values.h"
 #include "svodb/svodb.h"
-#include "svodb/svodb_linux.h"
 
 namespace svodb_tool {
 namespace {
-
-// The enumerations have at most 32 entries; the bound keeps a runaway
-// lookup from printing for ever.
-constexpr int32_t kMaxEnumEntries = 256;
 
 int RunEnum(const Args& args) {
   Args rest = args;
@@ -30,32 +26,19 @@ int RunEnum(const Args& args) {
     return UsageError("enum: no variable is named '" + rest[0] + "'" + (hint.empty() ? "" : "; " + hint));
   }
   if (!SelectNode(*node)) return kExitFailure;
-  const char* name = known->c_str();
-  int32_t value = 0;
-  if (GetIdxVal_SVODB(name, 0, &value) == -1) return UsageError("enum: " + *known + " has no enumeration");
+  const auto listed = EnumerationOf(*known);
+  if (!listed) return UsageError("enum: " + *known + " has no enumeration");
   Json entries = Json::array();
   if (!JsonWanted()) std::printf("%5s  %6s  %-44s  %s\n", "Index", "Value", "Display label", "File label");
-  for (int32_t index = 0; index < kMaxEnumEntries; ++index) {
-    // The answer 2 means both "value 2" and "no such index": an entry
-    // whose value is 2 finds its own index again.
-    value = 0;
-    const int32_t answer = GetIdxVal_SVODB(name, index, &value);
-    if (answer == -1) break;
-    if (answer == 2) {
-      int32_t found = -1;
-      if (GetValIdx_SVODB(name, 2, &found) != index) break;
-      value = 2;
-    }
-    char display[SVODB_COMPOSED_LABEL_SIZE] = "", file[SVODB_LABEL_SIZE] = "";
-    const bool shown = GetIdxStr_SVODB(name, index, display);
-    const bool filed = svodb_file_label(name, value, file) == 1;
+  for (const EnumEntry& entry : *listed) {
     if (JsonWanted()) {
-      entries.push_back(Json{{"index", index}, {"value", value}, {"label", shown ? Json(display) : Json()},
-                             {"file_label", filed ? Json(file) : Json()}});
+      entries.push_back(Json{{"index", entry.index}, {"value", entry.value},
+                             {"label", entry.display ? Json(*entry.display) : Json()},
+                             {"file_label", entry.file ? Json(*entry.file) : Json()}});
       continue;
     }
-    std::printf("%5d  %6d  %-44s  %s\n", static_cast<int>(index), static_cast<int>(value),
-                shown ? display : "(not offered)", filed ? file : "-");
+    std::printf("%5d  %6d  %-44s  %s\n", static_cast<int>(entry.index), static_cast<int>(entry.value),
+                entry.display.value_or("(not offered)").c_str(), entry.file.value_or("-").c_str());
   }
   if (JsonWanted()) PrintJson(entries);
   return kExitOk;

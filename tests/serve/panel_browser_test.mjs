@@ -1,0 +1,231 @@
+// svodb serve's page in Chromium, driven through chromedriver's WebDriver
+// protocol (plain HTTP, so no packages beyond Node itself): load, search,
+// edit and read back, an out-of-range value refused, diff against the
+// defaults, a backup download, a live plot that draws, a flash with its
+// progress bar. Leaves a screenshot of the main view in the output folder.
+//
+// usage: node panel_browser_test.mjs SVODB FLASH_SAMPLES OUTPUT_DIR
+import { spawn, spawnSync } from 'node:child_process';
+import { existsSync, mkdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { createServer } from 'node:net';
+import path from 'node:path';
+
+const [svodb, flashSamples, outputDir] = process.argv.slice(2);
+const chromium = '/usr/bin/chromium';
+const chromedriver = '/usr/bin/chromedriver';
+const kSkip = 77;  // ctest's SKIP_RETURN_CODE
+if (!existsSync(chromium) || !existsSync(chromedriver)) {
+  console.log(`skipped: ${chromium} or ${chromedriver} is not installed (CI installs chromium and chromium-driver)`);
+  process.exit(kSkip);
+}
+
+const children = [];
+const stopAll = () => children.forEach((child) => child.kill());
+process.on('exit', stopAll);
+let step = 'start';
+const fail = (message) => { console.error(`FAILED at ${step}: ${message}`); process.exit(1); };
+// The whole run is bounded: a hung browser or server ends the test.
+setTimeout(() => fail('took longer than 150 s'), 150_000).unref();
+
+// Waits for a condition the page reaches by itself (a fetch answered, a
+// timer fired); bounded, never a fixed sleep.
+async function until(what, probe, timeoutMs = 20_000) {
+  const end = Date.now() + timeoutMs;
+  for (;;) {
+    const value = await probe();
+    if (value) return value;
+    if (Date.now() > end) fail(`gave up waiting for ${typeof what === 'function' ? await what() : what}`);
+    await new Promise((resolve) => setTimeout(resolve, 100));
+  }
+}
+
+function freePort() {
+  return new Promise((resolve) => {
+    const server = createServer().listen(0, '127.0.0.1', () => {
+      const { port } = server.address();
+      server.close(() => resolve(port));
+    });
+  });
+}
+
+function startServe() {
+  const state = path.join(outputDir, 'drive.state');
+  rmSync(state, { force: true });
+  const child = spawn(svodb, ['serve', '--http-port', '0', '--for', '160'], {
+    env: { ...process.env, SVODB_SIM_STATE: state, XDG_STATE_HOME: path.join(outputDir, 'state') },
+    stdio: ['ignore', 'pipe', 'inherit'],
+  });
+  children.push(child);
+  return new Promise((resolve) => {
+    let text = '';
+    child.stdout.on('data', (data) => {
+      text += data;
+      const match = /(http:\/\/127\.0\.0\.1:\d+)\/\?token=([0-9a-f]{32})/.exec(text);
+      if (match) resolve({ url: match[0], base: match[1], token: match[2] });
+    });
+  });
+}
+
+async function webdriver(port, method, route, body) {
+  const response = await fetch(`http://127.0.0.1:${port}${route}`, {
+    method, headers: { 'Content-Type': 'application/json' }, body: body && JSON.stringify(body),
+  });
+  const json = await response.json();
+  if (!response.ok) fail(`${method} ${route}: ${JSON.stringify(json.value).slice(0, 300)}`);
+  return json.value;
+}
+
+async function startBrowser(downloads) {
+  const port = await freePort();
+  children.push(spawn(chromedriver, [`--port=${port}`], { stdio: 'ignore' }));
+  await until('chromedriver', () => fetch(`http://127.0.0.1:${port}/status`).then((r) => r.ok, () => false));
+  const session = await webdriver(port, 'POST', '/session', {
+    capabilities: { alwaysMatch: { 'goog:chromeOptions': {
+      binary: chromium,
+      args: ['--headless=new', '--no-sandbox', '--disable-gpu', '--window-size=1400,1000'],
+      prefs: { 'download.default_directory': downloads, 'download.prompt_for_download': false },
+    } } },
+  });
+  const base = `/session/${session.sessionId}`;
+  const call = (method, route, body) => webdriver(port, method, base + route, body);
+  return {
+    open: (url) => call('POST', '/url', { url }),
+    run: (script, ...args) => call('POST', '/execute/sync', { script, args }),
+    find: async (css) => Object.values(await call('POST', '/element', { using: 'css selector', value: css }))[0],
+    click: async function (css) { await call('POST', `/element/${await this.find(css)}/click`, {}); },
+    type: async function (css, text) { await call('POST', `/element/${await this.find(css)}/value`, { text }); },
+    screenshot: () => call('GET', '/screenshot'),
+    quit: () => call('DELETE', ''),
+  };
+}
+
+const text = (browser, css) => browser.run('return document.querySelector(arguments[0]).textContent', css);
+
+async function apiValue(serve, name) {
+  const response = await fetch(`${serve.base}/api/variables/${name}`, { headers: { 'X-Svodb-Token': serve.token } });
+  return (await response.json()).value;
+}
+
+// Sets an editor's value as a user's typing does and leaves the field.
+async function edit(browser, name, value) {
+  await browser.run(`const e = document.querySelector('.value-edit[data-name="' + arguments[0] + '"]');
+    e.value = arguments[1]; e.dispatchEvent(new Event('change'));`, name, value);
+}
+
+async function main() {
+  mkdirSync(outputDir, { recursive: true });
+  const downloads = path.join(outputDir, 'downloads');
+  rmSync(downloads, { recursive: true, force: true });
+  mkdirSync(downloads);
+  const samples = path.join(outputDir, 'flash');
+  rmSync(samples, { recursive: true, force: true });
+  if (spawnSync(flashSamples, [samples]).status !== 0) fail('the flash sample files were not generated');
+
+  const serve = await startServe();
+  const browser = await startBrowser(downloads);
+
+  step = 'load';
+  await browser.open(serve.url);
+  await until('the variable table', () => browser.run("return document.querySelectorAll('#variables tr[data-name]').length === 159"));
+  await until('the drive identity', async () => (await text(browser, '#identity')).includes('X7102'));
+  if (!(await text(browser, '#status')).includes('connected')) fail('the status does not say connected');
+  const groups = await browser.run("return [...document.querySelectorAll('#variables tr.group')].map(r => r.textContent)");
+  if (groups.join() !== 'User parameters,Manufacturing settings,Status and monitoring') fail(`groups: ${groups}`);
+  const screenshot = Buffer.from(await browser.screenshot(), 'base64');
+  writeFileSync(path.join(outputDir, 'panel.png'), screenshot);
+
+  step = 'search';
+  await browser.type('#search', 'kv');
+  const shown = await browser.run("return [...document.querySelectorAll('#variables tr[data-name]')].map(r => r.dataset.name)");
+  if (shown.length === 0 || shown.length > 10 || !shown.every((n) => n.toLowerCase().includes('kv'))) fail(`rows: ${shown}`);
+  if (!shown.includes('KVP')) fail('KVP is not among the rows');
+
+  step = 'edit and read back';
+  await edit(browser, 'KVP', '0.05');
+  await until('the stored value', async () => (await text(browser, '#message')) === 'KVP stored 0.05');
+  if (await apiValue(serve, 'KVP') !== 0.05) fail('the drive does not hold 0.05');
+  const readBack = await browser.run(`return document.querySelector('.value-edit[data-name="KVP"]').value`);
+  if (readBack !== '0.05') fail(`the field shows ${readBack}`);
+
+  step = 'enumeration';
+  await browser.run("const s = document.querySelector('#search'); s.value = 'FilterType'; s.dispatchEvent(new Event('input'));");
+  const options = await browser.run(`return [...document.querySelector('select[data-name="FilterType"]').options].map(o => o.text)`);
+  if (options.join() !== 'ARfx,BiQuad') fail(`labels: ${options}`);
+
+  step = 'out of range';
+  await browser.run("const s = document.querySelector('#search'); s.value = 'KIP'; s.dispatchEvent(new Event('input'));");
+  const before = await apiValue(serve, 'KIP');
+  await edit(browser, 'KIP', '1e9');
+  const refusal = await text(browser, '#message');
+  if (!/^KIP: 1e9 is outside .* … .*$/.test(refusal)) fail(`message: ${refusal}`);
+  const marked = await browser.run(`return document.querySelector('.value-edit[data-name="KIP"]').classList.contains('invalid')`);
+  if (!marked) fail('the field is not marked invalid');
+  if (await apiValue(serve, 'KIP') !== before) fail('KIP changed');
+
+  step = 'diff against defaults';
+  await browser.click('#diff-defaults');
+  await until('the diff', () => browser.run("return !document.querySelector('#diff').hidden"));
+  const diffRows = await browser.run("return [...document.querySelectorAll('#diff tbody tr')].map(r => [...r.cells].map(c => c.textContent))");
+  const kvp = diffRows.find((r) => r[0] === 'KVP');
+  if (!kvp || kvp[1] !== '0.05 Arms/rad/sec' || kvp[2] !== '0.032 Arms/rad/sec') fail(`KVP row: ${kvp}`);
+  if (!/differ$/.test(await text(browser, '#diff-title'))) fail('no diff title');
+
+  step = 'backup download';
+  await browser.click('#backup');
+  const backup = path.join(downloads, 'drive-backup.par');
+  await until('the downloaded backup', () => existsSync(backup) && readFileSync(backup, 'utf8').includes('KVP'));
+
+  step = 'restore preview';
+  // The backup holds the NV memory, which the edit above did not change:
+  // its preview changes nothing; KVP's new value is in the working registers only.
+  await browser.run("document.querySelector('#restore-file').hidden = false");
+  await browser.type('#restore-file', backup);
+  await until('the preview', async () => /^What restoring drive-backup\.par would change: 0 of \d+ parameters differ$/
+    .test(await text(browser, '#diff-title')));
+  if (await browser.run("return document.querySelector('#restore').hidden")) fail('no restore button');
+  await browser.click('#restore');
+  await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
+  await browser.click('#confirm-no');
+  if (await browser.run("return document.querySelector('#diff').hidden")) fail('the cancelled restore went ahead');
+  await browser.click('#restore');
+  await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
+  await browser.click('#confirm-yes');
+  await until(async () => `the restore: ${await text(browser, '#message')}`, async () => /wrote .*upload\.par to the drive's NV memory.*\(backup: .*\.par\)$/s
+    .test(await text(browser, '#message')));
+
+  step = 'motor data';
+  await browser.click('#motor-load');
+  await until('the motor data block', async () => (await text(browser, '#motor')).length > 100, 30_000);
+
+  step = 'live plot';
+  await browser.click('#plot-start');
+  await until('three samples', () => browser.run("return Number(document.querySelector('#plot').dataset.samples) >= 3"));
+  const inked = await browser.run(`const c = document.querySelector('#plot');
+    const d = c.getContext('2d').getImageData(0, 0, c.width, c.height).data;
+    let n = 0; for (let i = 3; i < d.length; i += 4) n += d[i] > 0; return n;`);
+  if (inked < 100) fail(`the plot drew ${inked} pixels`);
+  await browser.click('#plot-pause');
+
+  step = 'flash';
+  await browser.run("document.querySelector('#flash-file').hidden = false");
+  await browser.type('#flash-file', path.join(samples, 'ABC-DEF004-GH.i00'));
+  await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
+  await browser.click('#confirm-yes');
+  let sawPartial = false;
+  await until('the programmed flash', async () => {
+    const [value, max] = await browser.run("const p = document.querySelector('#flash-progress'); return [p.value, p.max]");
+    sawPartial ||= value > 0 && value < max;
+    return /^(the flash is|programming the flash)/.test(await text(browser, '#message'));
+  }, 60_000);
+  const [value, max] = await browser.run("const p = document.querySelector('#flash-progress'); return [p.value, p.max]");
+  if (value !== max || max !== 2058) fail(`progress ${value} of ${max}`);
+  if ((await text(browser, '#message')) !== 'the flash is programmed') fail(await text(browser, '#flash-result'));
+  console.log(`flash progress seen part way: ${sawPartial}`);
+
+  await browser.quit();
+  await fetch(`${serve.base}/api/shutdown`, { method: 'POST', headers: { 'X-Svodb-Token': serve.token } });
+  console.log('the panel passed every step in Chromium');
+  process.exit(0);
+}
+
+main().catch((error) => fail(error.stack));
