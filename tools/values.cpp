@@ -44,6 +44,8 @@ std::size_t EditDistance(const std::string& a, const std::string& b) {
   return row[b.size()];
 }
 
+}  // namespace
+
 // The values of an enumerated variable, by index. The answer 2 means both
 // "value 2" and "no such index": an entry whose value is 2 finds its own
 // index again.
@@ -62,8 +64,6 @@ std::vector<int32_t> EnumeratedValues(const std::string& name) {
   }
   return values;
 }
-
-}  // namespace
 
 std::vector<std::string> CatalogueNames() {
   std::vector<std::string> names;

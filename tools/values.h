@@ -18,6 +18,10 @@ std::string DidYouMean(const std::string& typed);
 // Every name of the catalogue, in its order.
 std::vector<std::string> CatalogueNames();
 
+// The values of an enumerated variable on the current node, by index
+// (empty when it has no enumeration).
+std::vector<int32_t> EnumeratedValues(const std::string& name);
+
 // Enumerated variables show labels instead of numbers.
 bool IsEnumerated(const std::string& name);
 // The unit in the current node's unit column; "" for none or a label.

@@ -24,7 +24,7 @@ expect() {
 expect "|in" "info"
 expect "|di" "diff"
 expect "|--tr" "--transport"
-expect "--port 3|se" "set serial"
+expect "--port 3|se" "set serial serve"
 expect "get|KV" "KVFF KVI KVP"
 expect "get KVP|VBusU" "VBusUV"
 expect "--network 1,2 set|VerL" "VerLW"
