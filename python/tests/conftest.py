@@ -25,3 +25,12 @@ def source_file(variable: str) -> str:
     if not path:
         pytest.skip(f"{variable} is not set (ctest sets it)")
     return path
+
+
+def tool_environment() -> dict:
+    """The environment for running the svodb tool: no virtual-drive state, and
+    without the sanitizer runtime that a sanitized build preloads into Python
+    (the tool brings its own, and two runtimes refuse to run together)."""
+    environment = {key: value for key, value in os.environ.items() if key != "LD_PRELOAD"}
+    environment["SVODB_SIM_STATE"] = ""
+    return environment

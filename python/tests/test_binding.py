@@ -8,7 +8,7 @@ import subprocess
 
 import pytest
 
-from conftest import source_file
+from conftest import source_file, tool_environment
 import svodb
 from svodb import _library
 
@@ -64,7 +64,7 @@ def test_table_has_the_98_exports_with_the_nine_decorated_windows_names():
 
 def test_catalogue_texts_are_the_tools():
     shown = subprocess.run([source_file("SVODB_TOOL"), "vars", "--json"], check=True, capture_output=True,
-                           text=True, env={**os.environ, "SVODB_SIM_STATE": ""}).stdout
+                           text=True, env=tool_environment()).stdout
     with open(os.path.join(os.path.dirname(_library.__file__), "catalogue.json"), encoding="utf-8") as file:
         # Regenerate with: svodb vars --json > python/svodb/catalogue.json
         assert json.load(file) == json.loads(shown)

@@ -6,7 +6,7 @@ import subprocess
 import pytest
 
 import svodb
-from conftest import source_file
+from conftest import source_file, tool_environment
 
 KVP_LINE = 45  # the KVP line of a user file of the virtual drive
 
@@ -87,7 +87,7 @@ def test_defaults_match_the_tools(tmp_path, model, network):
     svodb.defaults(model, network=network, logic=3, velocity=False).save_file(ours)
     command = [source_file("SVODB_TOOL"), "defaults", "--model", str(model), "--logic", "3", "--out", str(tools)]
     subprocess.run(command + (["--network"] if network else []), check=True, capture_output=True,
-                   env={**os.environ, "SVODB_SIM_STATE": ""})
+                   env=tool_environment())
     assert ours.read_bytes() == tools.read_bytes()
 
 
