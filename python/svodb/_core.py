@@ -125,8 +125,8 @@ class Label(enum.IntEnum):
     def __str__(self) -> str:
         return self.name
 
-    def __format__(self, spec: str) -> str:
-        return format(self.name, spec)
+    def __format__(self, layout: str) -> str:
+        return format(self.name, layout)
 
 
 @functools.lru_cache(maxsize=256)

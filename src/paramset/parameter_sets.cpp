@@ -174,8 +174,10 @@ Result LoadCurrentOffsets(LibraryContext& ctx, uint32_t node) {
   return code::kOk;
 }
 
-// Every exported set operation reads the drive's facts before anything
-// else (WithDriveFacts); their failure is the operation's.
+// What set operations need of the drive's facts, read before anything else
+// (the exports through WithDriveFacts, the transfers again inside, where a
+// surrounding operation's facts are reused): reads the logic version,
+// writes also the power board when they convert DeadBand.
 constexpr FactNeeds kLogicOnly{.logicVersion = true};
 
 FactNeeds WriteNeeds(const ParameterList& list) {
@@ -228,7 +230,7 @@ ParameterList UserFileSet(const Catalogue& catalogue, const std::optional<DriveV
 Result ReadSetFromDrive(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
   OperationFacts facts(ctx);
-  Result result = facts.Read({.logicVersion = true}, Context::kNone);
+  Result result = facts.Read(kLogicOnly, Context::kNone);
   if (result != code::kOk) return result;
   NodeState& image = ctx.db.nodes[node];
   result = ReadModelAndMode(ctx, image);
@@ -246,7 +248,7 @@ Result ReadSetFromDrive(LibraryContext& ctx, const ParameterList& list, uint32_t
 Result ReadSetFromNV(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
   OperationFacts facts(ctx);
-  Result result = facts.Read({.logicVersion = true}, Context::kNone);
+  Result result = facts.Read(kLogicOnly, Context::kNone);
   if (result != code::kOk) return result;
   NodeState& image = ctx.db.nodes[node];
   result = ReadModelAndMode(ctx, image);
@@ -264,7 +266,7 @@ Result ReadSetFromNV(LibraryContext& ctx, const ParameterList& list, uint32_t no
 Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
   OperationFacts facts(ctx);
-  Result result = facts.Read({.logicVersion = true, .powerBoard = ConvertsDeadBand(list)}, Context::kNone);
+  Result result = facts.Read(WriteNeeds(list), Context::kNone);
   if (result != code::kOk) return result;
   const int32_t driveRaw = *KnownLogicVersion(ctx);
   // Logic 2 and older answers by its own support column, whatever the text.
@@ -296,7 +298,7 @@ Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t 
 Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t node) {
   if (!IsNode(node)) return code::kOutOfRange;
   OperationFacts facts(ctx);
-  Result result = facts.Read({.logicVersion = true, .powerBoard = ConvertsDeadBand(list)}, Context::kNone);
+  Result result = facts.Read(WriteNeeds(list), Context::kNone);
   if (result != code::kOk) return result;
   const int32_t driveRaw = *KnownLogicVersion(ctx);
   double logic = 0.0;
