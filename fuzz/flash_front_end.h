@@ -168,7 +168,7 @@ inline Result ReadI00Guarded(std::string_view text, std::string_view name, int32
   std::vector<uint8_t> buffer(isp::kI00ImageSize + 2 * kGuard, 0xA5);
   const std::span<uint8_t> image(buffer.data() + kGuard, isp::kI00ImageSize);
   std::fill(image.begin(), image.end(), uint8_t{0xFF});
-  isp::LineReader lines(text);
+  LineReader lines(text);
   Result result = isp::ReadI00Header(lines, name, version);
   Require(result == 1 || result == 32);
   if (result == 1) {

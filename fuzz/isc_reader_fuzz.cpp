@@ -12,6 +12,7 @@
 namespace {
 
 using namespace svodb::isp;
+using svodb::LineReader;
 
 svodb::Result Read(LineReader& lines, IscContent& content, int& steps) {
   const svodb::Result read = ReadIsc(lines, content, [&] { ++steps; });

@@ -19,6 +19,7 @@
 namespace {
 
 using namespace svodb::isp;
+using svodb::LineReader;
 using svodb::fuzz::Hex;
 using svodb::fuzz::InputCursor;
 using svodb::fuzz::Require;

@@ -21,7 +21,7 @@
 #include "catalog/result_codes.h"
 #include "context.h"
 #include "isp/isp_protocol.h"
-#include "isp/line_reader.h"
+#include "platform/line_reader.h"
 
 namespace svodb::isp {
 

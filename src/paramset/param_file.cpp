@@ -16,6 +16,7 @@
 #include "drive/scaling_context.h"
 #include "drive/unit_scaling.h"
 #include "platform/files.h"
+#include "platform/line_reader.h"
 
 namespace svodb {
 namespace {
@@ -97,46 +98,15 @@ std::string Underscored(std::string_view label) {
   return text;
 }
 
-// Reads lines of at most kMaxFileLineLength characters ending in LF or
-// CR LF (or the end of the input). Reading stops at the first longer line,
-// so a file of one huge line costs no more than its first bytes.
-class LineReader {
- public:
-  enum class Status { kLine, kTooLong, kEnd };
-
-  explicit LineReader(std::istream& input) : buffer_(input.rdbuf()) {}
-
-  Status Next(std::string& line) {
-    line.clear();
-    if (buffer_ == nullptr) return Status::kEnd;
-    using Traits = std::istream::traits_type;
-    bool any = false;
-    for (;;) {
-      const Traits::int_type c = buffer_->sbumpc();
-      if (Traits::eq_int_type(c, Traits::eof())) break;
-      any = true;
-      if (Traits::to_char_type(c) == '\n') break;
-      line.push_back(Traits::to_char_type(c));
-      // One more character than a line may hold: the CR of a CR LF.
-      if (line.size() > kMaxFileLineLength + 1) return Status::kTooLong;
-    }
-    if (!any) return Status::kEnd;
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    return line.size() > kMaxFileLineLength ? Status::kTooLong : Status::kLine;
-  }
-
-  // The next line the reader does not pass over.
-  Status NextContent(std::string& line) {
-    Status status;
-    do {
-      status = Next(line);
-    } while (status == Status::kLine && IsSkippedLine(line));
-    return status;
-  }
-
- private:
-  std::streambuf* buffer_;
-};
+// The next line the reader does not pass over; a line too long stops the
+// reading wherever it stands, comments included.
+LineReader::Status NextContent(LineReader& lines, std::string_view& line) {
+  LineReader::Status status;
+  do {
+    status = lines.Next(kMaxFileLineLength, line);
+  } while (status == LineReader::Status::kLine && IsSkippedLine(line));
+  return status;
+}
 
 // ------------------------------------------------------------ the setter
 
@@ -418,13 +388,13 @@ struct ReadOutputs {
 Result ReadHeader(LibraryContext& ctx, LineReader& lines, bool manufacturing, bool skipVersion, uint32_t node,
                   const ReadOutputs& out, bool& unitsGiven) {
   NodeState& image = ctx.db.nodes[node];
-  std::string line;
+  std::string_view line;
 
-  if (lines.NextContent(line) != LineReader::Status::kLine) return code::kWrongFileFormat;
+  if (NextContent(lines, line) != LineReader::Status::kLine) return code::kWrongFileFormat;
   const std::vector<std::string_view> kind = Words(line, 1);
   if (kind.empty() || kind[0] != (manufacturing ? kMfgFileToken : kUserFileToken)) return code::kWrongFileFormat;
 
-  if (lines.NextContent(line) != LineReader::Status::kLine) return code::kWrongFileFormat;
+  if (NextContent(lines, line) != LineReader::Status::kLine) return code::kWrongFileFormat;
   const std::vector<std::string_view> version = Words(line, 2);
   if (version.size() < 2 || TooLong(version) || version[0] != "FileVersion") return code::kWrongFileFormat;
   if (skipVersion) {
@@ -439,7 +409,7 @@ Result ReadHeader(LibraryContext& ctx, LineReader& lines, bool manufacturing, bo
     ctx.registers.SetCurrentLimitLayout(*truncated);
   }
 
-  if (lines.NextContent(line) != LineReader::Status::kLine) return code::kWrongFileFormat;
+  if (NextContent(lines, line) != LineReader::Status::kLine) return code::kWrongFileFormat;
   const std::vector<std::string_view> model = Words(line, 3);
   if (model.size() < 2 || TooLong(model)) return code::kWrongFileFormat;
   if (model.size() == 3 && model[2].size() > kMaxEditionLength) return code::kWrongFileFormat;
@@ -454,7 +424,7 @@ Result ReadHeader(LibraryContext& ctx, LineReader& lines, bool manufacturing, bo
   out.modelCode = image.modelCode;
 
   int32_t mode = 1;
-  const LineReader::Status status = lines.NextContent(line);
+  const LineReader::Status status = NextContent(lines, line);
   if (status == LineReader::Status::kTooLong) return code::kWrongFileFormat;
   unitsGiven = status == LineReader::Status::kLine;
   if (unitsGiven) {
@@ -488,10 +458,10 @@ std::string ValueText(LibraryContext& ctx, const ParameterLine& line, uint32_t n
 
 Result ReadParameters(LibraryContext& ctx, LineReader& lines, uint32_t mode, uint32_t modelCode, uint32_t node) {
   std::vector<std::string>& names = ctx.db.parameterFileNames[node];
-  std::string line;
+  std::string_view line;
   int32_t count = 0;
   for (;;) {
-    const LineReader::Status status = lines.NextContent(line);
+    const LineReader::Status status = NextContent(lines, line);
     if (status == LineReader::Status::kEnd) return code::kOk;
     if (status == LineReader::Status::kTooLong) return code::kWrongFileFormat;
     ParameterLine parsed;
@@ -586,7 +556,7 @@ Result ReadParameterStream(LibraryContext& ctx, std::istream& input, bool manufa
                            uint32_t& modelCode, uint32_t& mode, int32_t& fileVersion, uint32_t node) {
   if (node > kMaxNode) return code::kOutOfRange;
   try {
-    LineReader lines(input);
+    LineReader lines(input.rdbuf());
     bool unitsGiven = false;
     Result result =
         ReadHeader(ctx, lines, manufacturing, skipVersion, node, ReadOutputs{modelCode, mode, fileVersion}, unitsGiven);

@@ -1,13 +1,23 @@
-#include "isp/line_reader.h"
+#include "platform/line_reader.h"
 
 #include <cstring>
 
-namespace svodb::isp {
+namespace svodb {
 
 LineReader::LineReader(std::string_view text) noexcept
     : data_(text.data()), end_(text.size()), atEnd_(true) {}
 
 LineReader::LineReader(std::FILE* file) : file_(file), buffer_(kBufferSize) { data_ = buffer_.data(); }
+
+LineReader::LineReader(std::streambuf* stream) : stream_(stream), buffer_(kBufferSize) {
+  data_ = buffer_.data();
+  atEnd_ = stream == nullptr;
+}
+
+std::size_t LineReader::Read(char* into, std::size_t room) {
+  if (stream_ != nullptr) return static_cast<std::size_t>(stream_->sgetn(into, static_cast<std::streamsize>(room)));
+  return std::fread(into, 1, room, file_);
+}
 
 bool LineReader::Refill() {
   if (atEnd_) return false;
@@ -15,11 +25,11 @@ bool LineReader::Refill() {
   if (begin_ != 0 && unread != 0) std::memmove(buffer_.data(), buffer_.data() + begin_, unread);
   begin_ = 0;
   end_ = unread;
-  const std::size_t got = std::fread(buffer_.data() + end_, 1, buffer_.size() - end_, file_);
+  const std::size_t got = Read(buffer_.data() + end_, buffer_.size() - end_);
   end_ += got;
   if (got == 0) {
     atEnd_ = true;
-    if (std::ferror(file_) != 0) stopped_ = Status::kReadError;
+    if (file_ != nullptr && std::ferror(file_) != 0) stopped_ = Status::kReadError;
   }
   return got != 0;
 }
@@ -54,4 +64,4 @@ LineReader::Status LineReader::Next(std::size_t maxLength, std::string_view& lin
   return Status::kLine;
 }
 
-}  // namespace svodb::isp
+}  // namespace svodb
