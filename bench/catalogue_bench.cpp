@@ -6,8 +6,9 @@
 //
 // Loading is measured in a fresh process each iteration: the program runs
 // svodb_load_probe, which times either dlopen of the shared library (mapping,
-// relocation and construction together) or the construction of the process
-// objects alone, with the cold caches and untouched pages of a new process.
+// relocation and construction together) or what is left of building the
+// process objects once the compiler has built them (constinit): the first
+// touch of their pages, with the cold caches of a new process.
 #include <benchmark/benchmark.h>
 #include <sys/wait.h>
 #include <unistd.h>

@@ -3,19 +3,23 @@
 //   svodb_load_probe load LIBRARY   how long dlopen of the library takes:
 //                                   mapping, relocation and the construction
 //                                   of its process objects;
-//   svodb_load_probe construct      how long building the process objects
-//                                   takes, as loading builds them, with cold
+//   svodb_load_probe construct      how long the process objects take to
+//                                   become usable: they are constant images
+//                                   the compiler built (constinit, as in the
+//                                   library), so what is left is the first
+//                                   touch of each of their pages, with cold
 //                                   caches and untouched pages.
 #include <dlfcn.h>
 
 #include <chrono>
 #include <cstdio>
 #include <memory>
-#include <new>
 #include <string_view>
 
+#include "catalog/catalogue_rows.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
+#include "drive/register_rows.h"
 #include "feedback/gen1_writes.h"
 #include "feedback/motor_data_block.h"
 
@@ -36,17 +40,26 @@ int Load(const char* library) {
   return 0;
 }
 
-// The same objects in the same order as the library's process-wide ones.
+// The same objects, initialised the same way as the library's process-wide
+// ones.
+constinit svodb::ParameterDatabase g_database{svodb::CatalogueRows()};
+constinit svodb::RegisterMap g_registers{svodb::RegisterRows()};
+constinit svodb::MdbFieldList g_mdbFields;
+constinit svodb::TrxFieldList g_trxFields;
+
+template <typename T>
+void TouchEveryPage(T& object) {
+  constexpr std::size_t kPage = 4096;
+  auto* bytes = reinterpret_cast<volatile unsigned char*>(&object);
+  for (std::size_t offset = 0; offset < sizeof(T); offset += kPage) bytes[offset] = bytes[offset];
+}
+
 int Construct() {
-  alignas(svodb::ParameterDatabase) static unsigned char database[sizeof(svodb::ParameterDatabase)];
-  alignas(svodb::RegisterMap) static unsigned char registers[sizeof(svodb::RegisterMap)];
-  alignas(svodb::MdbFieldList) static unsigned char mdb[sizeof(svodb::MdbFieldList)];
-  alignas(svodb::TrxFieldList) static unsigned char trx[sizeof(svodb::TrxFieldList)];
   const auto start = Clock::now();
-  new (database) svodb::ParameterDatabase;
-  new (registers) svodb::RegisterMap;
-  new (mdb) svodb::MdbFieldList;
-  new (trx) svodb::TrxFieldList;
+  TouchEveryPage(g_database);
+  TouchEveryPage(g_registers);
+  TouchEveryPage(g_mdbFields);
+  TouchEveryPage(g_trxFields);
   std::printf("%lld\n", Since(start));
   return 0;
 }

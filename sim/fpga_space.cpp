@@ -62,7 +62,7 @@ void StoreField(RegisterBytes& registers, const RegisterDescriptor& layout, int3
   if (top + 1 < length) return;
   const uint8_t shared = length == 2 ? registers[top - 1] : registers[top];
   FieldBytes out;
-  if (EncodeField(layout, raw, shared, out) != 1) return;
+  if (EncodeField(layout, raw, shared, out) != code::kOk) return;
   for (std::size_t k = 0; k < out.count; ++k) registers[top - k] = out.bytes[k];
 }
 

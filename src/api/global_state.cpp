@@ -2,8 +2,10 @@
 
 #include <memory>
 
+#include "catalog/catalogue_rows.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
+#include "drive/register_rows.h"
 #include "drive/transport.h"
 #include "feedback/gen1_writes.h"
 #include "feedback/motor_data_block.h"
@@ -13,13 +15,14 @@
 namespace svodb::api {
 namespace {
 
-// Built at load in this order and destroyed in reverse. Nothing here talks
-// to the drive, opens a file or reads the environment.
-ParameterDatabase g_database;
-RegisterMap g_registers;
-MdbFieldList g_mdbFields;
-TrxFieldList g_trxFields;
-FeedbackState g_feedback;  // the bit-mode link and the generation-2 image: plain data
+// Built when the library is compiled (constinit: loading runs no code to
+// build them) and destroyed in reverse order at exit. Nothing here talks to
+// the drive, opens a file or reads the environment.
+constinit ParameterDatabase g_database{CatalogueRows()};
+constinit RegisterMap g_registers{RegisterRows()};
+constinit MdbFieldList g_mdbFields;
+constinit TrxFieldList g_trxFields;
+constinit FeedbackState g_feedback;  // the bit-mode link and the generation-2 image: plain data
 
 uint32_t g_currentNode = 0;
 Transport* g_testTransport = nullptr;

@@ -44,6 +44,11 @@ struct RememberedCurrentLimits {
 };
 
 struct ParameterDatabase {
+  ParameterDatabase() = default;
+  // From the catalogue's rows, at compile time for the process's own one.
+  constexpr explicit ParameterDatabase(const std::array<VariableRecord, kCatalogueRecordCount>& rows)
+      : catalogue(rows) {}
+
   Catalogue catalogue;
   std::array<NodeState, kMaxNode + 1> nodes{};
   // The connected drive's mode and model code as last read; they belong to

@@ -149,11 +149,7 @@ void EncodeWideField(int32_t raw, FieldBytes& out) noexcept {
 
 // --- RegisterMap ---
 
-RegisterMap::RegisterMap() {
-  for (std::size_t i = 0; i < kRegisterCount; ++i) {
-    registers_[i] = RegisterState{kRegisterTable[i], kRegisterTable[i].initialRaw};
-  }
-}
+RegisterMap::RegisterMap() : RegisterMap(kRegisterTable) {}
 
 RegisterState* RegisterMap::FindRegister(std::string_view name) noexcept {
   const int row = kRegisterNameIndex.Find(name);

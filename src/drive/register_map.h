@@ -39,6 +39,14 @@ struct RawRange {
 class RegisterMap {
  public:
   RegisterMap();
+  // From the table's rows, at compile time for the process's own map.
+  constexpr explicit RegisterMap(const std::array<RegisterDescriptor, kRegisterCount>& rows) noexcept
+      : biquadStart_(kRegisterCount) {
+    for (std::size_t i = 0; i < kRegisterCount; ++i) {
+      registers_[i] = RegisterState{rows[i], rows[i].initialRaw};
+      if (biquadStart_ == kRegisterCount && std::string_view(rows[i].name) == "BQ0B2") biquadStart_ = i;
+    }
+  }
 
   // nullptr when no register has this name; case of A-Z does not matter.
   RegisterState* FindRegister(std::string_view name) noexcept;
@@ -76,7 +84,7 @@ class RegisterMap {
   // The layouts of three registers change at run time, so the map owns a copy
   // of the constant table; the name index is constant.
   std::array<RegisterState, kRegisterCount> registers_{};
-  std::size_t biquadStart_ = kBiquadStart;
+  std::size_t biquadStart_;
 };
 
 // Bytes a field of this byteCount occupies: 1, 2 (also for 12), 3 or 4; 0

@@ -77,7 +77,7 @@ static_assert(MdbFieldsFitTheBlock(kMdbFieldTable));
 // then).
 class MdbFieldList {
  public:
-  explicit MdbFieldList(std::span<const MdbField> table = kMdbFieldTable) noexcept : fields(table) {}
+  constexpr explicit MdbFieldList(std::span<const MdbField> table = kMdbFieldTable) noexcept : fields(table) {}
 
   FieldList<MdbField> fields;
   std::array<uint32_t, kMdbSize> values{};
