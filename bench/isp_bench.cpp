@@ -87,7 +87,7 @@ void ReadIscFile(benchmark::State& state) {
                                testing::MakeIscFile(testing::RandomBytes(isp::kIscRowCount * 512, 2)));
   for (auto _ : state) {
     const File handle(std::fopen(file.Path().c_str(), "rb"), &std::fclose);
-    isp::LineReader lines(handle.get());
+    LineReader lines(handle.get());
     isp::IscContent content;
     const Result read = isp::ReadIsc(lines, content, [] {});
     if (read != code::kOk || isp::CheckIsc(content) != code::kOk)
@@ -104,7 +104,7 @@ void ReadI00File(benchmark::State& state) {
   for (auto _ : state) {
     const File handle(std::fopen(file.Path().c_str(), "rb"), &std::fclose);
     std::fill(image.begin(), image.end(), uint8_t{0xFF});
-    isp::LineReader lines(handle.get());
+    LineReader lines(handle.get());
     int32_t version = 0;
     if (isp::ReadI00Header(lines, file.Path(), version) != code::kOk ||
         isp::ReadI00Records(lines, image) != code::kOk) {

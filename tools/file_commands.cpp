@@ -49,9 +49,11 @@ constexpr int32_t kMaxModelCode = 31;
 
 // ---- parameter files as text --------------------------------------------------
 
+// A line of a parameter file as the library's reader takes it.
 struct FileLine {
   int number;  // 1-based, as an editor shows it
-  std::string text;
+  int kind;    // an svodb_file_line_kind
+  std::string text, name, value, rest;
 };
 
 // A parameter file as the reader takes it: the header (up to and with the
@@ -61,39 +63,25 @@ struct ParameterText {
   std::vector<FileLine> body;
 };
 
-bool IsSkipped(const std::string& line) {
-  const std::size_t first = line.find_first_not_of(" \t\r\n\v\f");
-  return first == std::string::npos || line[first] == '#';
+bool IsSkippedKind(int kind) { return kind == SVODB_LINE_SKIPPED; }
+bool IsSkipped(const FileLine& line) { return IsSkippedKind(line.kind); }
+
+int TakeFileLine(void* context, const svodb_file_line* line) {
+  auto& text = *static_cast<ParameterText*>(context);
+  // Skipped lines before the fourth header line belong to the header.
+  const auto headerLines = std::ranges::count_if(text.header, [](const FileLine& l) { return !IsSkipped(l); });
+  const bool inHeader = line->kind == SVODB_LINE_HEADER || (IsSkippedKind(line->kind) && headerLines < 4);
+  (inHeader ? text.header : text.body)
+      .push_back({line->number, line->kind, line->text, line->name, line->value, line->rest});
+  return 1;
 }
 
-std::string FirstWord(const std::string& line) {
-  const std::size_t start = line.find_first_not_of(" \t\r\n\v\f");
-  if (start == std::string::npos) return "";
-  return line.substr(start, line.find_first_of(" \t\r\n\v\f=", start) - start);
-}
-
-std::string SecondWord(const std::string& line) {
-  const std::string first = FirstWord(line);
-  const std::size_t after = line.find(first) + first.size();
-  return FirstWord(line.substr(after));
-}
-
+// The file's lines as the library reads them; none when it cannot be
+// opened. A line too long for the library ends the lines (loading the
+// file says so).
 std::optional<ParameterText> ReadParameterText(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
   ParameterText text;
-  std::string line;
-  int headerLines = 0;
-  for (int number = 1; std::getline(in, line); ++number) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    const bool skipped = IsSkipped(line);
-    if (headerLines < 4) {
-      text.header.push_back({number, line});
-      headerLines += skipped ? 0 : 1;
-    } else {
-      text.body.push_back({number, line});
-    }
-  }
+  if (svodb_read_file_lines(path.c_str(), TakeFileLine, &text) == SVODB_CANT_OPEN_FILE) return std::nullopt;
   return text;
 }
 
@@ -112,7 +100,7 @@ std::string Collapsed(const std::string& line) {
 std::vector<const FileLine*> Significant(const std::vector<FileLine>& lines) {
   std::vector<const FileLine*> significant;
   for (const FileLine& line : lines)
-    if (!IsSkipped(line.text)) significant.push_back(&line);
+    if (!IsSkipped(line)) significant.push_back(&line);
   return significant;
 }
 
@@ -127,7 +115,7 @@ enum class FileKind { kUser, kManufacturing, kOther };
 FileKind KindOf(const ParameterText& text) {
   const auto header = Significant(text.header);
   if (header.empty()) return FileKind::kOther;
-  const std::string word = FirstWord(header[0]->text);
+  const std::string& word = header[0]->name;
   if (word == kUserFileWord) return FileKind::kUser;
   if (word == kMfgFileWord) return FileKind::kManufacturing;
   return FileKind::kOther;
@@ -138,8 +126,8 @@ const char* KindName(FileKind kind) { return kind == FileKind::kManufacturing ? 
 // The version the file's header gives, when it is an integer.
 std::optional<int32_t> FileVersionOf(const ParameterText& text) {
   const auto header = Significant(text.header);
-  if (header.size() < 2 || FirstWord(header[1]->text) != "FileVersion") return std::nullopt;
-  return ParseInt32(SecondWord(header[1]->text));
+  if (header.size() < 2 || header[1]->name != "FileVersion") return std::nullopt;
+  return ParseInt32(header[1]->value);
 }
 
 // The catalogue's spelling of the name of each parameter line.
@@ -147,7 +135,7 @@ std::vector<std::string> ParameterNames(const ParameterText& text) {
   std::vector<std::string> names;
   char name[SVODB_NAME_SIZE];
   for (const FileLine* line : Significant(text.body)) {
-    const std::string word = FirstWord(line->text);
+    const std::string& word = line->name;
     if (word.size() < SVODB_NAME_SIZE && GetStdVarName_SVODB(word.c_str(), name)) names.emplace_back(name);
   }
   return names;
@@ -380,7 +368,7 @@ void WarnAboutLines(const std::string& file, const ParameterText& text) {
   std::vector<std::pair<std::string, int>> seen;
   char name[SVODB_NAME_SIZE];
   for (const FileLine* line : Significant(text.body)) {
-    const std::string word = FirstWord(line->text);
+    const std::string& word = line->name;
     if (word.size() >= SVODB_NAME_SIZE || !GetStdVarName_SVODB(word.c_str(), name)) continue;
     const auto first = std::ranges::find(seen, std::string(name), &std::pair<std::string, int>::first);
     if (first != seen.end()) {
@@ -389,14 +377,11 @@ void WarnAboutLines(const std::string& file, const ParameterText& text) {
     } else {
       seen.emplace_back(name, line->number);
     }
-    std::istringstream fields(line->text.substr(line->text.find('=') == std::string::npos
-                                                    ? line->text.size()
-                                                    : line->text.find('=') + 1));
-    std::string value, unit;
-    fields >> value >> unit;
+    const std::string& value = line->value;
+    const bool hasUnit = line->rest.find_first_not_of(" \t\r\n\v\f") != std::string::npos;
     const bool numeric = !value.empty() && (std::isdigit(static_cast<unsigned char>(value[0])) ||
                                             value[0] == '-' || value[0] == '.');
-    if (numeric && unit.empty() && !UnitText(name).empty()) {
+    if (numeric && !hasUnit && !UnitText(name).empty()) {
       std::fprintf(stderr, "svodb: warning: %s:%d: %s = %s has no unit column (%s); is the line cut short?\n",
                    file.c_str(), line->number, name, value.c_str(), UnitText(name).c_str());
     }
@@ -496,11 +481,10 @@ std::optional<double> FileNumber(const ParameterText& text, const std::string& n
   std::optional<double> number;
   char standard[SVODB_NAME_SIZE];
   for (const FileLine* line : Significant(text.body)) {
-    const std::string word = FirstWord(line->text);
+    const std::string& word = line->name;
     if (word.size() >= SVODB_NAME_SIZE || !GetStdVarName_SVODB(word.c_str(), standard) || name != standard)
       continue;
-    const std::size_t equals = line->text.find('=');
-    std::istringstream fields(line->text.substr(equals == std::string::npos ? line->text.size() : equals + 1));
+    std::istringstream fields(line->value);
     double value = 0;
     number = fields >> value ? std::optional<double>(value) : std::nullopt;
   }

@@ -1,7 +1,7 @@
 /*
  * svodb on Linux: the message handlers a client lends the library, the clock
- * it may lend in place of the system's, and the file label of an enumerated
- * value.
+ * it may lend in place of the system's, the file label of an enumerated
+ * value, and the lines of a parameter file as the library reads them.
  *
  * On Windows the library itself keeps the caller's window alive during long
  * operations (it handles one waiting message of the calling thread per
@@ -65,6 +65,34 @@ SVODB_API void svodb_set_clock_handlers(svodb_now_handler now, svodb_sleep_handl
  * for blanks) into label (SVODB_LABEL_SIZE bytes); returns 1, or 0 and
  * writes nothing when the value has no label. */
 SVODB_API int32_t svodb_file_label(const char* name, int32_t value, char* label);
+
+/* One line of a parameter file as the library's reader takes it. The texts
+ * are NUL-terminated and valid only during the handler's call. */
+enum svodb_file_line_kind {
+  SVODB_LINE_SKIPPED = 0,   /* empty, white space only, or "#" first */
+  SVODB_LINE_HEADER = 1,    /* one of the first four lines not skipped */
+  SVODB_LINE_PARAMETER = 2, /* "name = value ..." after the header */
+  SVODB_LINE_MALFORMED = 3  /* after the header, but no parameter line */
+};
+
+typedef struct svodb_file_line {
+  int32_t number;    /* 1-based, as an editor counts lines */
+  int32_t kind;      /* an svodb_file_line_kind */
+  const char* text;  /* the line without its line end */
+  const char* name;  /* a parameter's name, or a header line's first word; else "" */
+  const char* value; /* a parameter's value word, or a header line's second word; else "" */
+  const char* rest;  /* what follows the value (the unit column as written); else "" */
+} svodb_file_line;
+
+/* Returns non-zero to go on with the next line, 0 to stop. */
+typedef int (*svodb_file_line_handler)(void* context, const svodb_file_line* line);
+
+/* Reads a parameter file line by line as RDFromFileUser_SVODB reads it,
+ * without loading anything, and hands each line to `each`. Returns 1 when
+ * every line was handed over (or the handler stopped), 8 for a null path or
+ * handler, 31 when the file cannot be opened, 32 at a line longer than a
+ * parameter file's 255 characters (the lines before it were handed over). */
+SVODB_API int32_t svodb_read_file_lines(const char* path, svodb_file_line_handler each, void* context);
 
 #ifdef __cplusplus
 }

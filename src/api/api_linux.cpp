@@ -1,14 +1,24 @@
 // Exports of the Linux library only: the message handlers a client lends
 // the library in place of the Windows message queue, and the file label of
-// an enumerated value for tools that show what a parameter file holds.
+// an enumerated value and the lines of a parameter file for tools that show
+// what a parameter file holds.
 #ifndef _WIN32
+
+#include <string>
 
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
 #include "catalog/enumerations.h"
+#include "paramset/param_file.h"
 #include "platform/platform.h"
 #include "svodb/svodb_linux.h"
+
+// The public kinds are the reader's, in the same order.
+static_assert(SVODB_LINE_SKIPPED == static_cast<int>(svodb::FileLineKind::kSkipped) &&
+              SVODB_LINE_HEADER == static_cast<int>(svodb::FileLineKind::kHeader) &&
+              SVODB_LINE_PARAMETER == static_cast<int>(svodb::FileLineKind::kParameter) &&
+              SVODB_LINE_MALFORMED == static_cast<int>(svodb::FileLineKind::kMalformed));
 
 extern "C" {
 
@@ -28,6 +38,18 @@ SVODB_API int32_t svodb_file_label(const char* name, int32_t value, char* label)
     if (!text) return 0;
     svodb::api::CopyText(*text, label);
     return 1;
+  });
+}
+
+SVODB_API int32_t svodb_read_file_lines(const char* path, svodb_file_line_handler each, void* context) {
+  if (path == nullptr || each == nullptr) return SVODB_INVALID_PARAMETER;
+  return svodb::api::Guarded(SVODB_SYSTEM_ERROR, [&] {
+    return svodb::ForEachFileLine(path, [&](const svodb::FileLineView& line) {
+      const std::string text(line.text), name(line.parts.name), value(line.parts.value), rest(line.parts.rest);
+      const svodb_file_line passed{line.number,  static_cast<int32_t>(line.kind), text.c_str(),
+                                   name.c_str(), value.c_str(),                   rest.c_str()};
+      return each(context, &passed) != 0;
+    });
   });
 }
 

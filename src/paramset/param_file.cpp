@@ -575,6 +575,47 @@ Result ReadParameterStream(LibraryContext& ctx, std::istream& input, bool manufa
   }
 }
 
+namespace {
+
+constexpr std::size_t kHeaderLineCount = 4;
+
+FileLineView Classified(int32_t number, std::string_view text, std::size_t headerLinesBefore) {
+  FileLineView line{number, FileLineKind::kSkipped, text, {}};
+  if (IsSkippedLine(text)) return line;
+  if (headerLinesBefore < kHeaderLineCount) {
+    std::string_view rest = text;
+    const std::string_view first = TakeWord(rest);
+    const std::string_view second = TakeWord(rest);
+    line.kind = FileLineKind::kHeader;
+    line.parts = ParameterLine{first, second, rest};
+    return line;
+  }
+  line.kind = ParseParameterLine(text, line.parts) ? FileLineKind::kParameter : FileLineKind::kMalformed;
+  return line;
+}
+
+}  // namespace
+
+Result ForEachFileLine(const std::string& fileName, const std::function<bool(const FileLineView&)>& each) {
+  try {
+    const std::unique_ptr<std::istream> input = ActiveFileSystem().OpenForReading(fileName);
+    if (input == nullptr) return code::kCantOpenFile;
+    LineReader lines(input->rdbuf());
+    std::string_view text;
+    std::size_t headerLines = 0;
+    for (int32_t number = 1;; ++number) {
+      const LineReader::Status status = lines.Next(kMaxFileLineLength, text);
+      if (status == LineReader::Status::kEnd) return code::kOk;
+      if (status != LineReader::Status::kLine) return code::kWrongFileFormat;
+      const FileLineView line = Classified(number, text, headerLines);
+      if (line.kind == FileLineKind::kHeader) ++headerLines;
+      if (!each(line)) return code::kOk;
+    }
+  } catch (...) {
+    return code::kSystemError;
+  }
+}
+
 Result ReadParameterFile(LibraryContext& ctx, const std::string& fileName, bool manufacturing, bool skipVersion,
                          uint32_t& modelCode, uint32_t& mode, int32_t& fileVersion, uint32_t node) {
   if (node > kMaxNode) return code::kOutOfRange;

@@ -80,6 +80,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <istream>
 #include <string>
 #include <string_view>
@@ -159,6 +160,23 @@ bool IsSkippedLine(std::string_view line);
 
 // Splits "name = value ..."; false when the line is malformed.
 bool ParseParameterLine(std::string_view line, ParameterLine& parsed);
+
+// One line of a parameter file as the reader takes it.
+enum class FileLineKind { kSkipped, kHeader, kParameter, kMalformed };
+struct FileLineView {
+  int32_t number;  // 1-based
+  FileLineKind kind;
+  std::string_view text;  // without the line end
+  // A header line's first two words, a parameter line's parts; empty else.
+  ParameterLine parts;
+};
+
+// Hands each line of the file to `each` in order, classified as the reader
+// classifies it (the first four lines it does not pass over are the
+// header), until `each` returns false. 1 when every line was handed over or
+// `each` stopped, 31 when the file cannot be opened, 32 at a line longer
+// than kMaxFileLineLength (the lines before it were handed over).
+Result ForEachFileLine(const std::string& fileName, const std::function<bool(const FileLineView&)>& each);
 
 // Applies one "name = value" text to the node's raw value store under the
 // given mode and model code; "END" turns the held command gain, offset and
