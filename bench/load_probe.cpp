@@ -42,10 +42,10 @@ int Load(const char* library) {
 
 // The same objects, initialised the same way as the library's process-wide
 // ones.
-constinit svodb::ParameterDatabase g_database{svodb::CatalogueRows()};
-constinit svodb::RegisterMap g_registers{svodb::RegisterRows()};
-constinit svodb::MdbFieldList g_mdbFields;
-constinit svodb::TrxFieldList g_trxFields;
+SVODB_PROCESS_CONSTINIT svodb::ParameterDatabase g_database{svodb::CatalogueRows()};
+SVODB_PROCESS_CONSTINIT svodb::RegisterMap g_registers{svodb::RegisterRows()};
+SVODB_PROCESS_CONSTINIT svodb::MdbFieldList g_mdbFields;
+SVODB_PROCESS_CONSTINIT svodb::TrxFieldList g_trxFields;
 
 template <typename T>
 void TouchEveryPage(T& object) {

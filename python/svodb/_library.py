@@ -173,19 +173,23 @@ POST_HANDLER = ctypes.CFUNCTYPE(
 PUMP_HANDLER = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p)
 NOW_HANDLER = ctypes.CFUNCTYPE(ctypes.c_uint32, ctypes.c_void_p)
 SLEEP_HANDLER = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_uint32)
+# The line handler of svodb_read_file_lines; the line comes as a pointer.
+FILE_LINE_HANDLER = ctypes.CFUNCTYPE(ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p)
 
 # The functions of the Linux library only (svodb/svodb_linux.h).
 LINUX_EXPORTS: tuple = (
     _e("svodb_set_message_handlers", "void", "pump handler", "post handler", "void*"),
     _e("svodb_set_clock_handlers", "void", "now handler", "sleep handler", "void*"),
     _e("svodb_file_label", "int32", "text", "int32", "buffer"),
+    _e("svodb_read_file_lines", "int32", "text", "file line handler", "void*"),
 )
 # Beyond the 98, on Linux and Windows alike (svodb_ext.h).
 EXTENSION_EXPORTS: tuple = (
     _e("svodb_transport_status", "int32", "buffer", "int32"),
 )
 _TYPES.update({"pump handler": PUMP_HANDLER, "post handler": POST_HANDLER, "now handler": NOW_HANDLER,
-               "sleep handler": SLEEP_HANDLER, "void*": ctypes.c_void_p})
+               "sleep handler": SLEEP_HANDLER, "file line handler": FILE_LINE_HANDLER,
+               "void*": ctypes.c_void_p})
 
 
 def _library_file_names() -> Sequence[str]:

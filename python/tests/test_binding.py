@@ -20,6 +20,7 @@ _C_TYPES = {
     "const uint8_t*": "const uint8*", "const uint32_t*": "const uint32*", "void*": "void*",
     "svodb_pump_handler": "pump handler", "svodb_post_handler": "post handler",
     "svodb_now_handler": "now handler", "svodb_sleep_handler": "sleep handler",
+    "svodb_file_line_handler": "file line handler",
 }
 _DECLARATION = re.compile(r"SVODB_API\s+([\w ]+?\**)\s*(?:SVODB_CALL\s+)?(\w+)\s*\(([^)]*)\)\s*;", re.S)
 

@@ -15,14 +15,15 @@
 namespace svodb::api {
 namespace {
 
-// Built when the library is compiled (constinit: loading runs no code to
-// build them) and destroyed in reverse order at exit. Nothing here talks to
-// the drive, opens a file or reads the environment.
-constinit ParameterDatabase g_database{CatalogueRows()};
-constinit RegisterMap g_registers{RegisterRows()};
-constinit MdbFieldList g_mdbFields;
-constinit TrxFieldList g_trxFields;
-constinit FeedbackState g_feedback;  // the bit-mode link and the generation-2 image: plain data
+// Built when the library is compiled (see SVODB_PROCESS_CONSTINIT: loading
+// runs no code to build them) and destroyed in reverse order at exit.
+// Nothing here talks to the drive, opens a file or reads the environment.
+SVODB_PROCESS_CONSTINIT ParameterDatabase g_database{CatalogueRows()};
+SVODB_PROCESS_CONSTINIT RegisterMap g_registers{RegisterRows()};
+SVODB_PROCESS_CONSTINIT MdbFieldList g_mdbFields;
+SVODB_PROCESS_CONSTINIT TrxFieldList g_trxFields;
+// The bit-mode link and the generation-2 image: plain data.
+SVODB_PROCESS_CONSTINIT FeedbackState g_feedback;
 
 uint32_t g_currentNode = 0;
 Transport* g_testTransport = nullptr;

@@ -17,6 +17,15 @@ inline constexpr uint32_t kInitialModelCode = 31;
 // A parameter file holds at most this many parameter lines.
 inline constexpr std::size_t kMaxParameterFileLines = 150;
 
+// The process's objects are built by the compiler (constinit), so loading
+// the library builds nothing. clang before 15 cannot build libstdc++'s
+// std::string at compile time; there they are built at load as before.
+#if defined(__clang__) && __clang_major__ < 15
+#define SVODB_PROCESS_CONSTINIT
+#else
+#define SVODB_PROCESS_CONSTINIT constinit
+#endif
+
 // Node 0 is the connected drive, nodes 1-6 offline images.
 struct NodeState {
   int32_t logicVersion = 0;          // integer part of LogicVer
