@@ -93,7 +93,7 @@ std::string FlashFailure(int32_t code, bool isc, bool verify) {
 int32_t DriveLogicVersion() {
   double logic = 0;
   const int32_t result = GetVariableOnline_SVODB("LogicVer", &logic);
-  if (result != 1) {
+  if (result != SVODB_OK) {
     LibraryFailure("reading the drive's logic version", result);
     return -1;
   }
@@ -121,7 +121,7 @@ int ProgramFile(const std::string& file, bool isc, bool verify) {
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
   if (view.terminal && view.shown >= 0) std::printf("\n");
   const std::string what = (verify ? "verifying the flash against " : "programming the flash from ") + file;
-  if (result != 1) {
+  if (result != SVODB_OK) {
     std::fprintf(stderr, "svodb: %s: %s\n", what.c_str(), FlashFailure(result, isc, verify).c_str());
     return kExitFailure;
   }
@@ -175,12 +175,12 @@ int RunFlash(const Args& args) {
   if (erase) {
     if (!ReadyToChangeFlash("erase the drive's flash")) return kExitUsage;
     const int32_t result = EraseFlash_SVODB();
-    if (result != 1) return LibraryFailure("erasing the flash", result);
+    if (result != SVODB_OK) return LibraryFailure("erasing the flash", result);
     std::printf("erased the flash\n");
     return kExitOk;
   }
   const int32_t result = ConfigFlash_SVODB();
-  if (result != 1) return LibraryFailure("reconfiguring the drive", result);
+  if (result != SVODB_OK) return LibraryFailure("reconfiguring the drive", result);
   std::printf("the drive reloaded its FPGA from the flash\n");
   return kExitOk;
 }
