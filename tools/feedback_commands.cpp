@@ -71,6 +71,13 @@ int32_t Validate(const Block& block) {
   return (sum & 0xFF) == 0xFF ? SVODB_OK : SVODB_TRX_CHECKSUM;
 }
 
+// A field shown as a number is a JSON number; the motor's name stays text.
+Json NumberOrText(const std::string& text) {
+  char* end = nullptr;
+  const double value = std::strtod(text.c_str(), &end);
+  return !text.empty() && *end == '\0' ? Json(value) : Json(text);
+}
+
 int RunMdbShow() {
   if (!Connected()) return kExitFailure;
   const int32_t result = LoadShowData_TRXMDB();
@@ -84,7 +91,7 @@ int RunMdbShow() {
     const int32_t shown = GetMotorData_TRXMDB(field.name, text);
     GetDataUnit_TRXMDB(field.name, unit);
     const char* value = shown == SVODB_OK ? text : shown == SVODB_SYSTEM_ERROR ? "(not decodable)" : "?";
-    fields.push_back({{"name", field.name}, {"value", shown == SVODB_OK ? Json(Trim(text)) : Json()},
+    fields.push_back({{"name", field.name}, {"value", shown == SVODB_OK ? NumberOrText(Trim(text)) : Json()},
                       {"unit", Trim(unit)}, {"decodable", shown != SVODB_SYSTEM_ERROR}});
     char line[256];
     std::snprintf(line, sizeof line, "%-8s %-20s %s\n", field.name, value, unit);

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "cli.h"
+#include "json_output.h"
 #include "flash_progress.h"
 #include "flash_file_check.h"
 #include "safety.h"
@@ -38,6 +39,7 @@ int ShowProgress(void* context, uintptr_t /*window*/, uint32_t message, uintptr_
   view.lastStep = static_cast<int32_t>(wParam);
   view.total = static_cast<int32_t>(lParam);
   if (ProgressObserver()) ProgressObserver()(view.lastStep, view.total);
+  if (JsonWanted()) return 1;  // standard output holds the document alone
   const int percent =
       view.total > 1 ? static_cast<int>(int64_t{view.lastStep} * 100 / (view.total - 1)) : 100;
   if (view.terminal) {
@@ -132,7 +134,8 @@ int ProgramFile(const std::string& file, bool isc, bool verify) {
                  static_cast<int>(view.lastStep), static_cast<int>(view.total));
     return kExitFailure;
   }
-  std::printf(verify ? "the flash matches %s\n" : "programmed the flash from %s\n", file.c_str());
+  PrintResult(Json{{"file", file}, {"action", verify ? "verify" : "program"}, {"steps", view.total}},
+              (verify ? "the flash matches " : "programmed the flash from ") + file + "\n");
   return kExitOk;
 }
 
@@ -176,12 +179,12 @@ int RunFlash(const Args& args) {
     if (!ReadyToChangeFlash("erase the drive's flash")) return kExitUsage;
     const int32_t result = EraseFlash_SVODB();
     if (result != SVODB_OK) return LibraryFailure("erasing the flash", result);
-    std::printf("erased the flash\n");
+    PrintResult(Json{{"action", "erase"}}, "erased the flash\n");
     return kExitOk;
   }
   const int32_t result = ConfigFlash_SVODB();
   if (result != SVODB_OK) return LibraryFailure("reconfiguring the drive", result);
-  std::printf("the drive reloaded its FPGA from the flash\n");
+  PrintResult(Json{{"action", "configure"}}, "the drive reloaded its FPGA from the flash\n");
   return kExitOk;
 }
 

@@ -202,7 +202,7 @@ int RunSet(const Args& args) {
                  FormatValue(*name, back).c_str());
   }
   if (JsonWanted()) {
-    Json item = ValueJson(*name, ReadOutcome{1, back, std::nullopt});
+    Json item = ValueJson(*name, ReadOutcome{SVODB_OK, back, std::nullopt});
     item["asked"] = *value;
     item["rounded"] = rounded;
     PrintJson(item);
