@@ -1,9 +1,9 @@
 #include "command_line.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <CLI/CLI.hpp>
 
 #include "json_output.h"
 #include "safety.h"
@@ -31,7 +31,8 @@ struct OwnOption {
 constexpr OwnOption kOwnOptions[] = {{"serve", "--port"}, {"defaults", "--network"}};
 
 bool OwnsOption(const std::string& command, const std::string& option) {
-  return std::ranges::any_of(kOwnOptions, [&](const OwnOption& own) { return command == own.command && option == own.option; });
+  return std::ranges::any_of(
+      kOwnOptions, [&](const OwnOption& own) { return command == own.command && option == own.option; });
 }
 
 std::optional<std::vector<int32_t>> ParseNetwork(const std::string& text) {
@@ -67,7 +68,9 @@ bool IsNetwork(const std::string& text) { return ParseNetwork(text).has_value();
 // CLI11 reports a failed check as "OPTION: MESSAGE".
 CLI::Validator Accepts(const std::string& what, bool (*accepts)(const std::string&)) {
   return CLI::Validator(
-      [what, accepts](const std::string& text) { return accepts(text) ? std::string() : "takes " + what + ", not '" + text + "'"; },
+      [what, accepts](const std::string& text) {
+        return accepts(text) ? std::string() : "takes " + what + ", not '" + text + "'";
+      },
       "");
 }
 
@@ -89,8 +92,10 @@ void AddGlobalOptions(CLI::App& app, Flags& flags) {
       ->type_name("PATH");
   const char* const portHelp = "serial port number, 1-255 (default 1)";
   const CLI::Validator port = Accepts("a serial port number from 1 to 255", IsSerialPort);
-  if (!OwnsOption(command, "--port")) app.add_option_function<std::string>("--port", SetPort, portHelp)->type_name("N")->check(port);
-  if (OwnsOption(command, "--port")) app.add_option_function<std::string>("--serial-port", SetPort, portHelp)->type_name("N")->check(port);
+  if (!OwnsOption(command, "--port"))
+    app.add_option_function<std::string>("--port", SetPort, portHelp)->type_name("N")->check(port);
+  if (OwnsOption(command, "--port"))
+    app.add_option_function<std::string>("--serial-port", SetPort, portHelp)->type_name("N")->check(port);
   app.add_option_function<std::string>(
          "--baud",
          [](const std::string& text) {
@@ -129,8 +134,10 @@ std::string GlobalOptionsHelp(const CLI::App& app) {
 }
 
 void PrintOverview(const CLI::App& app) {
-  std::printf("usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n       svodb --version\n\n"
-              "Exit status: 0 ok, 1 the drive or the library failed, 2 a usage or input error.\n\ncommands:\n");
+  std::printf(
+      "usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n       svodb "
+      "--version\n\n"
+      "Exit status: 0 ok, 1 the drive or the library failed, 2 a usage or input error.\n\ncommands:\n");
   ForEachCommand([](const Command& command) { std::printf("  %-10s %s\n", command.name, command.summary); });
   std::printf("\n%s", GlobalOptionsHelp(app).c_str());
 }

@@ -12,8 +12,8 @@ namespace svodb_tool {
 
 struct Invocation {
   const Command* command = nullptr;
-  Args args;                     // the command's own arguments, "--opt=value" split in two
-  std::optional<int> exitCode;   // set when the line is already dealt with: help, version, an error
+  Args args;                    // the command's own arguments, "--opt=value" split in two
+  std::optional<int> exitCode;  // set when the line is already dealt with: help, version, an error
 };
 
 // Parses the line into Connection(), Safety() and JsonWanted() and the

@@ -89,7 +89,8 @@ int RunPoke(const Args& args) {
   std::fprintf(stderr, "svodb: it held %d; put it back with: svodb poke %d %d\n", static_cast<int>(before & 0xFF),
                static_cast<int>(*address), static_cast<int>(before & 0xFF));
   char text[64];
-  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(*address), static_cast<unsigned>(*value));
+  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(*address),
+                static_cast<unsigned>(*value));
   PrintResult(Json{{"address", *address}, {"data", *value}, {"before", before & 0xFF}}, text);
   return kExitOk;
 }
@@ -127,9 +128,11 @@ int RunSave(const Args& args) {
   if (result == SVODB_OK) result = mfg ? RDFromDriveMfg_SVODB() : RDFromDriveUser_SVODB();
   if (result != SVODB_OK) return LibraryFailure("reading the drive's working " + set + " parameters", result);
   result = mfg ? WRToNVMfg_SVODB() : WRToNVUser_SVODB();
-  if (result != SVODB_OK) return LibraryFailure("writing the " + set + " parameters to the drive's NV memory", result);
+  if (result != SVODB_OK)
+    return LibraryFailure("writing the " + set + " parameters to the drive's NV memory", result);
   ShowBackup(*backup);
-  PrintResult(Json{{"set", set}, {"saved", true}}, "saved the drive's working " + set + " parameters to its NV memory\n");
+  PrintResult(Json{{"set", set}, {"saved", true}},
+              "saved the drive's working " + set + " parameters to its NV memory\n");
   return kExitOk;
 }
 

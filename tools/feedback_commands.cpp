@@ -11,8 +11,8 @@
 #include <vector>
 
 #include "cli.h"
-#include "json_output.h"
 #include "feedback/motor_data_block.h"
+#include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 
@@ -91,8 +91,10 @@ int RunMdbShow() {
     const int32_t shown = GetMotorData_TRXMDB(field.name, text);
     GetDataUnit_TRXMDB(field.name, unit);
     const char* value = shown == SVODB_OK ? text : shown == SVODB_SYSTEM_ERROR ? "(not decodable)" : "?";
-    fields.push_back({{"name", field.name}, {"value", shown == SVODB_OK ? NumberOrText(Trim(text)) : Json()},
-                      {"unit", Trim(unit)}, {"decodable", shown != SVODB_SYSTEM_ERROR}});
+    fields.push_back({{"name", field.name},
+                      {"value", shown == SVODB_OK ? NumberOrText(Trim(text)) : Json()},
+                      {"unit", Trim(unit)},
+                      {"decodable", shown != SVODB_SYSTEM_ERROR}});
     char line[256];
     std::snprintf(line, sizeof line, "%-8s %-20s %s\n", field.name, value, unit);
     table += line;
@@ -123,7 +125,8 @@ int RunMdbCheck(const std::string& path) {
   }
   if (result != SVODB_OK) return LibraryFailure("checking " + path, result);
   PrintResult(Json{{"file", path}, {"matches", true}, {"bytes_read_twice", retries}},
-              "the drive's motor data block matches " + path + " (" + std::to_string(retries) + " bytes read twice)\n");
+              "the drive's motor data block matches " + path + " (" + std::to_string(retries) +
+                  " bytes read twice)\n");
   return kExitOk;
 }
 
@@ -176,8 +179,8 @@ int RunMdbWrite(const std::string& path) {
   if (result != SVODB_OK) return LibraryFailure("writing " + path, result);
   const unsigned baud = speed == 115 ? 115200u : 19200u;
   PrintResult(Json{{"file", path}, {"generation", generation}, {"baud", baud}, {"backup", backupPath}},
-              path + " written to the generation-" + std::to_string(generation) + " device at " + std::to_string(baud) +
-                  " baud; the previous block is in " + backupPath + "\n");
+              path + " written to the generation-" + std::to_string(generation) + " device at " +
+                  std::to_string(baud) + " baud; the previous block is in " + backupPath + "\n");
   return kExitOk;
 }
 

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -12,7 +13,6 @@
 #include <optional>
 #include <set>
 #include <sstream>
-#include <cctype>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -22,9 +22,9 @@
 #include "json_output.h"
 #include "safety.h"
 #include "set_comparison.h"
-#include "values.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
+#include "values.h"
 
 namespace svodb_tool {
 namespace {
@@ -195,7 +195,8 @@ std::string Message(int32_t code) {
 
 std::optional<std::string> ModelFileLabel(int32_t model) {
   char label[SVODB_LABEL_SIZE] = "";
-  if (model < 0 || model > kMaxModelCode || svodb_file_label("Model", model, label) != SVODB_OK) return std::nullopt;
+  if (model < 0 || model > kMaxModelCode || svodb_file_label("Model", model, label) != SVODB_OK)
+    return std::nullopt;
   return std::string(label);
 }
 
@@ -239,7 +240,8 @@ bool ConnectAndIdentify() {
   const int32_t result = GetStringOnline_SVODB("VerLW", 0, text);
   if (result == SVODB_OK) return true;
   double logic = 0;
-  if (result == SVODB_WRONG_LOGIC_VERSION && GetVariableOnline_SVODB("LogicVer", &logic) == SVODB_OK && logic < 3)
+  if (result == SVODB_WRONG_LOGIC_VERSION && GetVariableOnline_SVODB("LogicVer", &logic) == SVODB_OK &&
+      logic < 3)
     return true;
   LibraryFailure("reading the drive's version text", result);
   return false;
@@ -317,8 +319,9 @@ struct ShownValue {
 ShownValue ShowValue(const std::string& name) {
   ShownValue shown;
   shown.result = GetVariable_SVODB(name.c_str(), &shown.value);
-  shown.text = shown.result == SVODB_OK ? FormatValue(name, shown.value)
-                                   : "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
+  shown.text = shown.result == SVODB_OK
+                   ? FormatValue(name, shown.value)
+                   : "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
   return shown;
 }
 
@@ -346,7 +349,8 @@ int RunBackup(const Args& args) {
   const std::size_t count = written ? Significant(written->body).size() : 0;
   const std::string set = mfg ? "manufacturing" : "user";
   PrintResult(Json{{"file", file}, {"set", set}, {"parameters", count}},
-              "saved " + std::to_string(count) + " " + set + " parameters of the drive's NV memory to " + file + "\n");
+              "saved " + std::to_string(count) + " " + set + " parameters of the drive's NV memory to " +
+                  file + "\n");
   return kExitOk;
 }
 
@@ -561,7 +565,8 @@ std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
     // The file's six decimals against the stored value: a difference
     // beyond the file's own rounding is the drive's step.
     const bool enumerated = UnitText(name).empty();
-    if (asked && !enumerated && row.after.result == SVODB_OK && std::fabs(*asked - row.after.value) > 1e-6 * (1 + std::fabs(*asked))) {
+    if (asked && !enumerated && row.after.result == SVODB_OK &&
+        std::fabs(*asked - row.after.value) > 1e-6 * (1 + std::fabs(*asked))) {
       char number[32];
       std::snprintf(number, sizeof number, "%.10g", *asked);
       row.asked = number;
@@ -579,12 +584,19 @@ Json Value(const ShownValue& shown) { return shown.Number() ? Json(*shown.Number
 Json RestoreDocument(const std::string& file, bool mfg, const RestorePlan& plan) {
   Json changes = Json::array();
   for (const PlanRow& row : plan.changes) {
-    changes.push_back({{"name", row.name}, {"now", Value(row.now)}, {"now_text", row.now.text},
-                       {"after", Value(row.after)}, {"after_text", row.after.text},
+    changes.push_back({{"name", row.name},
+                       {"now", Value(row.now)},
+                       {"now_text", row.now.text},
+                       {"after", Value(row.after)},
+                       {"after_text", row.after.text},
                        {"asked", row.asked.empty() ? Json() : Json(row.asked)}});
   }
-  return {{"file", file}, {"set", mfg ? "manufacturing" : "user"}, {"model", plan.fileModel},
-          {"parameters", plan.parameterCount}, {"changes", changes}, {"written", false}};
+  return {{"file", file},
+          {"set", mfg ? "manufacturing" : "user"},
+          {"model", plan.fileModel},
+          {"parameters", plan.parameterCount},
+          {"changes", changes},
+          {"written", false}};
 }
 
 void PrintRestorePlan(const RestorePlan& plan) {
@@ -654,7 +666,8 @@ int RunRestore(const Args& args) {
   result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
   if (result != SVODB_OK) return LibraryFailure("restoring " + file + " to the drive's NV memory", result);
   document["written"] = true;
-  PrintResult(document, "wrote " + file + " to the drive's NV memory; the drive runs with it after its next power-up\n");
+  PrintResult(document, "wrote " + file +
+                            " to the drive's NV memory; the drive runs with it after its next power-up\n");
   return kExitOk;
 }
 
@@ -932,8 +945,11 @@ Json DiffDocument(const std::string& first, const std::string& second, const Set
   const auto number = [](const std::optional<double>& value) { return value ? Json(*value) : Json(); };
   Json rows = Json::array();
   for (const DifferingParameter& row : comparison.differing) {
-    rows.push_back({{"name", row.name}, {"first", number(row.firstValue)}, {"first_text", row.first},
-                    {"second", number(row.secondValue)}, {"second_text", row.second}});
+    rows.push_back({{"name", row.name},
+                    {"first", number(row.firstValue)},
+                    {"first_text", row.first},
+                    {"second", number(row.secondValue)},
+                    {"second_text", row.second}});
   }
   return {{"first", first}, {"second", second}, {"compared", comparison.compared}, {"differing", rows}};
 }

@@ -8,9 +8,9 @@
 #include <utility>
 
 #include "cli.h"
-#include "json_output.h"
-#include "flash_progress.h"
 #include "flash_file_check.h"
+#include "flash_progress.h"
+#include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"

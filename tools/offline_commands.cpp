@@ -64,10 +64,11 @@ int RunProps(const Args& args) {
                    {"unit", result == SVODB_OK ? Json(Trim(unit)) : Json()}});
     return kExitOk;
   }
-  std::printf("name:             %s\nconversion code:  %d\nminimum:          %.10g\nmaximum:          %.10g\n"
-              "default:          %.10g\nunit:             %s\n",
-              rest[0].c_str(), static_cast<int>(code), minimum, maximum, defaultValue,
-              result == SVODB_OK ? Trim(unit).c_str() : "(unknown: the command source cannot be read)");
+  std::printf(
+      "name:             %s\nconversion code:  %d\nminimum:          %.10g\nmaximum:          %.10g\n"
+      "default:          %.10g\nunit:             %s\n",
+      rest[0].c_str(), static_cast<int>(code), minimum, maximum, defaultValue,
+      result == SVODB_OK ? Trim(unit).c_str() : "(unknown: the command source cannot be read)");
   return kExitOk;
 }
 

@@ -320,8 +320,9 @@ int RunSample(const Args& args) {
   char text[256];
   std::snprintf(text, sizeof text, "%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(),
                 static_cast<int>(*count), mean, spread, unit);
-  PrintResult(Json{{"name", args[0]}, {"samples", *count}, {"mean", mean}, {"spread", spread}, {"unit", Trim(unit)}},
-              text);
+  PrintResult(
+      Json{{"name", args[0]}, {"samples", *count}, {"mean", mean}, {"spread", spread}, {"unit", Trim(unit)}},
+      text);
   return kExitOk;
 }
 

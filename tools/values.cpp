@@ -108,7 +108,8 @@ std::string UnitText(const std::string& name) {
   int32_t conversionCode = -1;
   double minimum = 0, maximum = 0, defaultValue = 0;
   char unit[SVODB_UNIT_SIZE] = "";
-  if (GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit) != SVODB_OK) return "";
+  if (GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit) != SVODB_OK)
+    return "";
   return IsEnumerated(name) ? "" : Trim(unit);
 }
 
