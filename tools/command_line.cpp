@@ -3,7 +3,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdio>
-#include <memory>
 
 #include "json_output.h"
 #include "safety.h"
@@ -135,9 +134,11 @@ std::string GlobalOptionsHelp(const CLI::App& app) {
 
 void PrintOverview(const CLI::App& app) {
   std::printf(
-      "usage: svodb COMMAND [ARGS...] [global options]\n       svodb COMMAND --help\n       svodb "
-      "--version\n\n"
-      "Exit status: 0 ok, 1 the drive or the library failed, 2 a usage or input error.\n\ncommands:\n");
+      "usage: svodb COMMAND [ARGS...] [global options]\n"
+      "       svodb COMMAND --help\n"
+      "       svodb --version\n\n"
+      "Exit status: 0 ok, 1 the drive or the library failed, 2 a usage or input error.\n\n"
+      "commands:\n");
   ForEachCommand([](const Command& command) { std::printf("  %-10s %s\n", command.name, command.summary); });
   std::printf("\n%s", GlobalOptionsHelp(app).c_str());
 }
