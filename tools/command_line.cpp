@@ -121,7 +121,7 @@ std::string GlobalOptionsHelp(const CLI::App& app) {
   for (const CLI::Option* option : app.get_options()) {
     std::string name = option->get_name(false, true);
     if (option->get_type_size() != 0) name += " " + option->get_type_name();
-    if (name.size() > 18) name += "\n" + std::string(21, ' ');
+    if (name.size() > 18) name += "\n" + std::string(20, ' ');  // the description's column
     char line[256];
     std::snprintf(line, sizeof line, "  %-18s %s\n", name.c_str(), option->get_description().c_str());
     text += line;
