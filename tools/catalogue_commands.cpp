@@ -68,13 +68,13 @@ std::string FlagLetters(const char* name, const svodb::VariableRecord& record) {
 std::string Availability(const char* name) {
   int32_t enabled = 1;
   const int32_t result = GetParamEnabled_SVODB(name, 0, &enabled);
-  if (result != 1) return "?";
+  if (result != SVODB_OK) return "?";
   return enabled == 1 ? "enabled" : enabled == 0 ? "disabled" : "n/a";
 }
 
 std::string Change(const char* name) {
   int32_t dynamic = 0;
-  if (GetParamStaticOrDynamic_SVODB(name, &dynamic) != 1) return "?";
+  if (GetParamStaticOrDynamic_SVODB(name, &dynamic) != SVODB_OK) return "?";
   return dynamic != 0 ? "dynamic" : "static";
 }
 
@@ -155,7 +155,7 @@ int RunError(const Args& args) {
   const int32_t code = *parsed;
   char message[SVODB_MESSAGE_SIZE];
   ErrorMessage_SVODB(code, message);
-  std::printf("%d: %s\n", static_cast<int>(code), message);
+  PrintResult(Json{{"code", code}, {"message", message}}, std::to_string(code) + ": " + message + "\n");
   return kExitOk;
 }
 

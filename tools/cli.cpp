@@ -28,18 +28,6 @@ ConnectionOptions& Connection() {
   return options;
 }
 
-const char* const kGlobalOptionsHelp =
-    "global options (anywhere on the line):\n"
-    "  --transport PATH   the transport library (default: the virtual drive next to svodb)\n"
-    "  --port N           serial port number, 1-255 (default 1)\n"
-    "  --baud B           serial baud rate: 9600, 19200, 38400, 57600 or 115200 (default 19200)\n"
-    "  --network A,B[,C,D[,E,F,G]]  use the network connection with these arguments\n"
-    "                     (a bare --network is a command's own option, see svodb defaults)\n"
-    "  --yes              go ahead with a command that changes the drive without asking\n"
-    "  --force            replace an existing output file\n"
-    "  --json             print the command's data as JSON\n"
-    "  --opt=value is the same as --opt value\n";
-
 std::optional<int32_t> ParseInt32(const std::string& text) {
   if (text.empty()) return std::nullopt;
   errno = 0;
@@ -62,57 +50,6 @@ std::optional<int32_t> ParseArgument(const std::string& command, const std::stri
 
 namespace {
 
-std::optional<std::vector<int32_t>> ParseList(const std::string& text) {
-  std::vector<int32_t> values;
-  std::size_t start = 0;
-  while (start <= text.size()) {
-    const std::size_t comma = text.find(',', start);
-    const std::size_t stop = comma == std::string::npos ? text.size() : comma;
-    const std::optional<int32_t> value = ParseInt32(text.substr(start, stop - start));
-    if (!value) return std::nullopt;
-    values.push_back(*value);
-    start = stop + 1;
-  }
-  if (values.size() != 2 && values.size() != 4 && values.size() != 7) return std::nullopt;
-  return values;
-}
-
-bool TakeOption(Args& args, std::size_t i) {
-  const std::string option = args[i];
-  if (i + 1 >= args.size()) {
-    UsageError(option + " needs a value");
-    return false;
-  }
-  const std::string value = args[i + 1];
-  args.erase(args.begin() + static_cast<std::ptrdiff_t>(i), args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
-  ConnectionOptions& options = Connection();
-  if (option == "--transport") {
-    options.transportPath = value;
-    return true;
-  }
-  if (option == "--network") {
-    const auto list = ParseList(value);
-    if (!list) UsageError("--network takes 2, 4 or 7 comma-separated integers, not '" + value + "'");
-    if (list) options.network = *list;
-    return list.has_value();
-  }
-  const std::optional<int32_t> number = ParseInt32(value);
-  if (option == "--port") {
-    if (!number || *number < 1 || *number > 255)
-      return UsageError("--port takes a serial port number from 1 to 255, not '" + value + "'") == kExitOk;
-    options.port = *number;
-    options.portGiven = true;
-    return true;
-  }
-  // The rates a serial transport opens a port at.
-  constexpr int32_t kBaudRates[] = {9600, 19200, 38400, 57600, 115200};
-  if (!number || std::find(std::begin(kBaudRates), std::end(kBaudRates), *number) == std::end(kBaudRates))
-    return UsageError("--baud takes 9600, 19200, 38400, 57600 or 115200, not '" + value + "'") == kExitOk;
-  options.baudRate = *number;
-  options.portGiven = true;
-  return true;
-}
-
 #ifndef _WIN32
 #ifndef SVODB_INSTALLED_TRANSPORT_DIR
 #define SVODB_INSTALLED_TRANSPORT_DIR "../lib/svodb"
@@ -129,42 +66,7 @@ std::filesystem::path DefaultTransport(const std::filesystem::path& toolFolder) 
 }
 #endif
 
-// "--opt=value" as two arguments, "--opt" and "value".
-void SplitOptionValues(Args& args) {
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::size_t equals = args[i].find('=');
-    if (!args[i].starts_with("--") || equals == std::string::npos) continue;
-    std::string value = args[i].substr(equals + 1);
-    args[i].resize(equals);
-    args.insert(args.begin() + static_cast<std::ptrdiff_t>(i) + 1, std::move(value));
-  }
-}
-
 }  // namespace
-
-bool TakeGlobalOptions(Args& args) {
-  SplitOptionValues(args);
-  for (std::size_t i = 0; i < args.size();) {
-    const std::string& arg = args[i];
-    // A bare --network (last, or before another option) is a command's own
-    // flag, e.g. "svodb defaults --network".
-    const bool bareNetwork = arg == "--network" && (i + 1 >= args.size() || args[i + 1].rfind("--", 0) == 0);
-    if (bareNetwork) {
-      ++i;
-    } else if (arg == "--yes" || arg == "--force" || arg == "--json") {
-      (arg == "--yes" ? Safety().yes : arg == "--force" ? Safety().force : JsonWanted()) = true;
-      args.erase(args.begin() + static_cast<std::ptrdiff_t>(i));
-    } else if (arg == "--transport" || arg == "--port" || arg == "--baud" || arg == "--network") {
-      if (!TakeOption(args, i)) return false;
-    } else {
-      ++i;
-    }
-  }
-  const ConnectionOptions& options = Connection();
-  if (!options.network.empty() && options.portGiven)
-    return UsageError("give either --port/--baud (a serial port) or --network (a network), not both") == kExitOk;
-  return true;
-}
 
 bool LoadTransport(const char* argv0) {
 #ifndef _WIN32
@@ -235,15 +137,15 @@ std::optional<int32_t> TakeNodeOption(const std::string& command, Args& args) {
 
 bool ConnectToDrive() {
   int32_t result = Connect();
-  if (result != 1) {
+  if (result != SVODB_OK) {
     LibraryFailure("cannot open the connection", result);
     ExplainMissingTransport();
     return false;
   }
   int32_t model = 0, mode = 0;
   result = GetModelOnline_SVODB(&model);
-  if (result == 1) result = GetModeOnline_SVODB(&mode);
-  if (result != 1) {
+  if (result == SVODB_OK) result = GetModeOnline_SVODB(&mode);
+  if (result != SVODB_OK) {
     LibraryFailure("reading the drive's model and mode", result);
     return false;
   }
@@ -257,8 +159,8 @@ bool SelectNode(int32_t node) {
     SetupOfflineNode_SVODB(node);
   }
   const int32_t result = SetNode_SVODB(node);
-  if (result != 1) LibraryFailure("selecting node " + std::to_string(node), result);
-  return result == 1;
+  if (result != SVODB_OK) LibraryFailure("selecting node " + std::to_string(node), result);
+  return result == SVODB_OK;
 }
 
 std::string Trim(const std::string& text) {

@@ -43,11 +43,6 @@ struct ConnectionOptions {
 };
 ConnectionOptions& Connection();
 
-// Removes the global options from args into Connection(); false (after
-// printing why) when one is malformed.
-bool TakeGlobalOptions(Args& args);
-extern const char* const kGlobalOptionsHelp;
-
 // Loads the transport library the options name, so that the library binds
 // it. Without --transport the virtual drive beside the tool, or offline when
 // there is none; a named library that does not load or is no transport is

@@ -47,11 +47,11 @@ int RunVersion(const Args& args) {
 
 bool Connected() {
   const int32_t result = Connect();
-  if (result != 1) {
+  if (result != SVODB_OK) {
     LibraryFailure("cannot open the connection", result);
     ExplainMissingTransport();
   }
-  return result == 1;
+  return result == SVODB_OK;
 }
 
 int RunPeek(const Args& args) {
@@ -61,7 +61,7 @@ int RunPeek(const Args& args) {
   if (!Connected()) return kExitFailure;
   int32_t data = 0;
   const int32_t result = ReadUnitFPGA_SVODB(*address, &data);
-  if (result != 1) return LibraryFailure("peek " + args[0], result);
+  if (result != SVODB_OK) return LibraryFailure("peek " + args[0], result);
   if (JsonWanted()) {
     PrintJson(Json{{"address", *address}, {"data", data & 0xFF}});
     return kExitOk;
@@ -80,15 +80,18 @@ int RunPoke(const Args& args) {
   if (!Connected()) return kExitFailure;
   int32_t before = 0;
   int32_t result = ReadUnitFPGA_SVODB(*address, &before);
-  if (result != 1) return LibraryFailure("reading FPGA " + args[0] + " before the write", result);
+  if (result != SVODB_OK) return LibraryFailure("reading FPGA " + args[0] + " before the write", result);
   if (!Confirmed("write " + std::to_string(*value) + " to FPGA register " + args[0] + " (it holds " +
                  std::to_string(before & 0xFF) + ")"))
     return kExitUsage;
   result = WriteUnitFPGA_SVODB(*address, *value);
-  if (result != 1) return LibraryFailure("poke " + args[0], result);
+  if (result != SVODB_OK) return LibraryFailure("poke " + args[0], result);
   std::fprintf(stderr, "svodb: it held %d; put it back with: svodb poke %d %d\n", static_cast<int>(before & 0xFF),
                static_cast<int>(*address), static_cast<int>(before & 0xFF));
-  std::printf("FPGA %d <- 0x%02X\n", static_cast<int>(*address), static_cast<unsigned>(*value));
+  char text[64];
+  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(*address),
+                static_cast<unsigned>(*value));
+  PrintResult(Json{{"address", *address}, {"data", *value}, {"before", before & 0xFF}}, text);
   return kExitOk;
 }
 
@@ -99,7 +102,7 @@ int RunNv(const Args& args) {
   if (!Connected()) return kExitFailure;
   int32_t fpgaRegister = 0, data = 0;
   const int32_t result = ReadUnitEEPROM_SVODB(*entry, &fpgaRegister, &data);
-  if (result != 1) return LibraryFailure("nv " + args[0], result);
+  if (result != SVODB_OK) return LibraryFailure("nv " + args[0], result);
   if (JsonWanted()) {
     PrintJson(Json{{"entry", *entry}, {"register", fpgaRegister}, {"data", data & 0xFF}});
     return kExitOk;
@@ -122,12 +125,14 @@ int RunSave(const Args& args) {
   const std::optional<Backup> backup = BackupDriveParameters();
   if (!backup) return kExitFailure;
   int32_t result = SetNode_SVODB(0);
-  if (result == 1) result = mfg ? RDFromDriveMfg_SVODB() : RDFromDriveUser_SVODB();
-  if (result != 1) return LibraryFailure("reading the drive's working " + set + " parameters", result);
+  if (result == SVODB_OK) result = mfg ? RDFromDriveMfg_SVODB() : RDFromDriveUser_SVODB();
+  if (result != SVODB_OK) return LibraryFailure("reading the drive's working " + set + " parameters", result);
   result = mfg ? WRToNVMfg_SVODB() : WRToNVUser_SVODB();
-  if (result != 1) return LibraryFailure("writing the " + set + " parameters to the drive's NV memory", result);
+  if (result != SVODB_OK)
+    return LibraryFailure("writing the " + set + " parameters to the drive's NV memory", result);
   ShowBackup(*backup);
-  std::printf("saved the drive's working %s parameters to its NV memory\n", set.c_str());
+  PrintResult(Json{{"set", set}, {"saved", true}},
+              "saved the drive's working " + set + " parameters to its NV memory\n");
   return kExitOk;
 }
 
@@ -138,8 +143,9 @@ int RunSim(const Args& args) {
     return UsageError("sim: expected power-cycle (see svodb sim --help)");
   setenv("SVODB_SIM_POWER_CYCLE", "1", 1);
   const int32_t result = Connect();
-  if (result != 1) return LibraryFailure("cannot open the connection", result);
-  std::printf("the virtual drive was switched off and on: it runs with what its NV memory holds\n");
+  if (result != SVODB_OK) return LibraryFailure("cannot open the connection", result);
+  PrintResult(Json{{"power_cycled", true}},
+              "the virtual drive was switched off and on: it runs with what its NV memory holds\n");
   return kExitOk;
 }
 

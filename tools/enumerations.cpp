@@ -15,7 +15,7 @@ std::optional<std::vector<EnumEntry>> EnumerationOf(const std::string& name) {
     EnumEntry entry{static_cast<int32_t>(index), values[index], std::nullopt, std::nullopt};
     char display[SVODB_COMPOSED_LABEL_SIZE] = "", file[SVODB_LABEL_SIZE] = "";
     if (GetIdxStr_SVODB(name.c_str(), entry.index, display)) entry.display = display;
-    if (svodb_file_label(name.c_str(), entry.value, file) == 1) entry.file = file;
+    if (svodb_file_label(name.c_str(), entry.value, file) == SVODB_OK) entry.file = file;
     entries.push_back(entry);
   }
   return entries;

@@ -12,6 +12,7 @@
 
 #include "cli.h"
 #include "feedback/motor_data_block.h"
+#include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 
@@ -20,14 +21,10 @@ namespace {
 
 using Block = std::vector<uint32_t>;
 
-constexpr int32_t kWrongTrxData = 40;
-constexpr int32_t kWrongChecksum = 41;
-constexpr int32_t kNotDecodable = 99;
-
 bool Connected() {
   const int32_t result = Connect();
-  if (result != 1) LibraryFailure("cannot open the connection", result);
-  return result == 1;
+  if (result != SVODB_OK) LibraryFailure("cannot open the connection", result);
+  return result == SVODB_OK;
 }
 
 // A block file: 384 decimal values separated by white space.
@@ -68,28 +65,41 @@ bool WriteBlockFile(const std::string& path, const Block& block) {
 int32_t Validate(const Block& block) {
   uint32_t sum = 0;
   for (const uint32_t value : block) {
-    if (value > 255) return kWrongTrxData;
+    if (value > 255) return SVODB_WRONG_TRX_DATA;
     sum += value;
   }
-  return (sum & 0xFF) == 0xFF ? 1 : kWrongChecksum;
+  return (sum & 0xFF) == 0xFF ? SVODB_OK : SVODB_TRX_CHECKSUM;
+}
+
+// A field shown as a number is a JSON number; the motor's name stays text.
+Json NumberOrText(const std::string& text) {
+  char* end = nullptr;
+  const double value = std::strtod(text.c_str(), &end);
+  return !text.empty() && *end == '\0' ? Json(value) : Json(text);
 }
 
 int RunMdbShow() {
   if (!Connected()) return kExitFailure;
   const int32_t result = LoadShowData_TRXMDB();
-  if (result != 1) return LibraryFailure("reading the motor data block", result);
+  if (result != SVODB_OK) return LibraryFailure("reading the motor data block", result);
+  Json fields = Json::array();
+  std::string table;
   for (const svodb::MdbField& field : svodb::kMdbFieldTable) {
     if (field.name[0] == '\0') break;
     char text[SVODB_TRX_FIELD_TEXT_SIZE] = "";
     char unit[SVODB_UNIT_SIZE] = "";
     const int32_t shown = GetMotorData_TRXMDB(field.name, text);
     GetDataUnit_TRXMDB(field.name, unit);
-    std::printf("%-8s %-20s %s\n", field.name,
-                shown == 1               ? text
-                : shown == kNotDecodable ? "(not decodable)"
-                                         : "?",
-                unit);
+    const char* value = shown == SVODB_OK ? text : shown == SVODB_SYSTEM_ERROR ? "(not decodable)" : "?";
+    fields.push_back({{"name", field.name},
+                      {"value", shown == SVODB_OK ? NumberOrText(Trim(text)) : Json()},
+                      {"unit", Trim(unit)},
+                      {"decodable", shown != SVODB_SYSTEM_ERROR}});
+    char line[256];
+    std::snprintf(line, sizeof line, "%-8s %-20s %s\n", field.name, value, unit);
+    table += line;
   }
+  PrintResult(Json{{"fields", fields}}, table);
   return kExitOk;
 }
 
@@ -97,9 +107,9 @@ int RunMdbRead(const std::string& path) {
   if (!Connected()) return kExitFailure;
   Block block(SVODB_TRX_BLOCK_SIZE);
   const int32_t result = Read_TRXMDB(block.data());
-  if (result != 1) return LibraryFailure("reading the motor data block", result);
+  if (result != SVODB_OK) return LibraryFailure("reading the motor data block", result);
   if (!WriteBlockFile(path, block)) return kExitFailure;
-  std::printf("motor data block -> %s\n", path.c_str());
+  PrintResult(Json{{"file", path}, {"values", block.size()}}, "motor data block -> " + path + "\n");
   return kExitOk;
 }
 
@@ -109,12 +119,14 @@ int RunMdbCheck(const std::string& path) {
   if (!Connected()) return kExitFailure;
   uint32_t retries = 0, index = 0, read = 0, expected = 0;
   const int32_t result = Check_TRXMDB(block->data(), &retries, &index, &read, &expected);
-  if (result == 42) {
+  if (result == SVODB_TRX_READ_BACK) {
     std::fprintf(stderr, "svodb: byte %u of the drive's block is %u, %s has %u\n", index, read, path.c_str(),
                  expected);
   }
-  if (result != 1) return LibraryFailure("checking " + path, result);
-  std::printf("the drive's motor data block matches %s (%u bytes read twice)\n", path.c_str(), retries);
+  if (result != SVODB_OK) return LibraryFailure("checking " + path, result);
+  PrintResult(Json{{"file", path}, {"matches", true}, {"bytes_read_twice", retries}},
+              "the drive's motor data block matches " + path + " (" + std::to_string(retries) +
+                  " bytes read twice)\n");
   return kExitOk;
 }
 
@@ -124,14 +136,14 @@ bool PresentDeviceBytes(uint32_t generation, uint32_t& a, uint32_t& b) {
   if (generation == 1) {
     double offset = 0;
     const int32_t result = Read_TRX("RDSINOffset", &offset);
-    if (result != 1) return LibraryFailure("reading RDSINOffset", result) == kExitOk;
+    if (result != SVODB_OK) return LibraryFailure("reading RDSINOffset", result) == kExitOk;
     a = 0;
     b = static_cast<uint32_t>(offset);
     return true;
   }
   std::vector<uint32_t> memory(SVODB_TRX_MEMORY_SIZE);
   const int32_t result = Read_TRX_2_Memory(memory.data());
-  if (result != 1) return LibraryFailure("reading the device's memory", result) == kExitOk;
+  if (result != SVODB_OK) return LibraryFailure("reading the device's memory", result) == kExitOk;
   a = memory[16692];
   b = memory[16642] + 10;
   return true;
@@ -141,11 +153,11 @@ int RunMdbWrite(const std::string& path) {
   const std::optional<Block> block = ReadBlockFile(path);
   if (!block) return kExitUsage;
   const int32_t valid = Validate(*block);
-  if (valid != 1) return LibraryFailure(path, valid);
+  if (valid != SVODB_OK) return LibraryFailure(path, valid);
   if (!Connected()) return kExitFailure;
   uint32_t generation = 0, speed = 0, supported = 0;
   int32_t result = Check_gen_of_TRX(&generation, &speed, &supported);
-  if (result != 1) return LibraryFailure("finding the device's generation", result);
+  if (result != SVODB_OK) return LibraryFailure("finding the device's generation", result);
   if (supported != 1) {
     std::fprintf(stderr,
                  "svodb: the motor's feedback device (generation %u) cannot be written on this drive\n",
@@ -155,7 +167,7 @@ int RunMdbWrite(const std::string& path) {
   if (!Confirmed("write " + path + " to the motor's feedback device")) return kExitUsage;
   Block backup(SVODB_TRX_BLOCK_SIZE);
   result = Read_TRXMDB(backup.data());
-  if (result != 1) return LibraryFailure("reading the present block; nothing was written", result);
+  if (result != SVODB_OK) return LibraryFailure("reading the present block; nothing was written", result);
   const std::string backupPath = BackupPath("motor-block.txt").string();
   std::error_code error;
   std::filesystem::create_directories(BackupFolder(), error);
@@ -164,9 +176,11 @@ int RunMdbWrite(const std::string& path) {
   uint32_t a = 0, b = 0;
   if (!PresentDeviceBytes(generation, a, b)) return kExitFailure;
   result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
-  if (result != 1) return LibraryFailure("writing " + path, result);
-  std::printf("%s written to the generation-%u device at %u00 baud; the previous block is in %s\n",
-              path.c_str(), generation, speed == 115 ? 1152u : 192u, backupPath.c_str());
+  if (result != SVODB_OK) return LibraryFailure("writing " + path, result);
+  const unsigned baud = speed == 115 ? 115200u : 19200u;
+  PrintResult(Json{{"file", path}, {"generation", generation}, {"baud", baud}, {"backup", backupPath}},
+              path + " written to the generation-" + std::to_string(generation) + " device at " +
+                  std::to_string(baud) + " baud; the previous block is in " + backupPath + "\n");
   return kExitOk;
 }
 
@@ -191,7 +205,7 @@ bool ConnectedToGeneration1() {
   if (!Connected()) return false;
   uint32_t generation = 0, speed = 0, supported = 0;
   const int32_t result = Check_gen_of_TRX(&generation, &speed, &supported);
-  if (result != 1) return LibraryFailure("finding the device's generation", result) == kExitOk;
+  if (result != SVODB_OK) return LibraryFailure("finding the device's generation", result) == kExitOk;
   if (generation == 1) return true;
   std::fprintf(stderr, "svodb: the motor's feedback device is of generation %u and has no such parameters\n",
                generation);
@@ -206,8 +220,10 @@ int RunTrx(const Args& args) {
     if (!ConnectedToGeneration1()) return kExitFailure;
     double value = 0;
     const int32_t result = Read_TRX(name.c_str(), &value);
-    if (result != 1) return LibraryFailure("trx get " + name, result);
-    std::printf("%s %.0f\n", name.c_str(), value);
+    if (result != SVODB_OK) return LibraryFailure("trx get " + name, result);
+    char text[64];
+    std::snprintf(text, sizeof text, " %.0f\n", value);
+    PrintResult(Json{{"name", name}, {"value", value}}, name + text);
     return kExitOk;
   }
   if (action == "set" && args.size() == 3) {
@@ -222,9 +238,11 @@ int RunTrx(const Args& args) {
                         args[2]);
     if (!ConnectedToGeneration1()) return kExitFailure;
     const int32_t result = Write_TRX(name.c_str(), value);
-    if (result != 1) return LibraryFailure("trx set " + name, result);
-    std::printf("%s <- %.0f\n", name.c_str(),
-                value < 0 ? 0.0 : static_cast<double>(static_cast<int64_t>(value)));
+    if (result != SVODB_OK) return LibraryFailure("trx set " + name, result);
+    const double stored = value < 0 ? 0.0 : static_cast<double>(static_cast<int64_t>(value));
+    char text[64];
+    std::snprintf(text, sizeof text, " <- %.0f\n", stored);
+    PrintResult(Json{{"name", name}, {"value", stored}}, name + text);
     return kExitOk;
   }
   return UsageError("trx: expected get NAME or set NAME VALUE (see svodb trx --help)");

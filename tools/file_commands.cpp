@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -12,18 +13,18 @@
 #include <optional>
 #include <set>
 #include <sstream>
-#include <cctype>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "catalog/catalogue_table.h"
 #include "cli.h"
+#include "json_output.h"
 #include "safety.h"
 #include "set_comparison.h"
-#include "values.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
+#include "values.h"
 
 namespace svodb_tool {
 namespace {
@@ -39,11 +40,9 @@ constexpr int32_t kCheckNode = 6;
 constexpr int32_t kOfflineLogic = 3;
 constexpr int32_t kInitialModel = 31;
 constexpr int32_t kTorqueUnits = 0;
-// Result codes the tool looks at.
-constexpr int32_t kOk = 1;
+// A result code the tool looks at: the file reader adds it to the line's own code.
 constexpr int32_t kReadFileContext = 50000;
 constexpr int32_t kClosingStepLine = 99;
-constexpr int32_t kNoVersionText = 11;
 // A model code fits the drive's 5-bit Model field.
 constexpr int32_t kMaxModelCode = 31;
 
@@ -184,7 +183,8 @@ std::string Message(int32_t code) {
 
 std::optional<std::string> ModelFileLabel(int32_t model) {
   char label[SVODB_LABEL_SIZE] = "";
-  if (model < 0 || model > kMaxModelCode || svodb_file_label("Model", model, label) != 1) return std::nullopt;
+  if (model < 0 || model > kMaxModelCode || svodb_file_label("Model", model, label) != SVODB_OK)
+    return std::nullopt;
   return std::string(label);
 }
 
@@ -226,9 +226,10 @@ bool ConnectAndIdentify() {
   if (!ConnectToDrive()) return false;
   char text[SVODB_ONLINE_TEXT_SIZE] = "";
   const int32_t result = GetStringOnline_SVODB("VerLW", 0, text);
-  if (result == kOk) return true;
+  if (result == SVODB_OK) return true;
   double logic = 0;
-  if (result == kNoVersionText && GetVariableOnline_SVODB("LogicVer", &logic) == kOk && logic < 3)
+  if (result == SVODB_WRONG_LOGIC_VERSION && GetVariableOnline_SVODB("LogicVer", &logic) == SVODB_OK &&
+      logic < 3)
     return true;
   LibraryFailure("reading the drive's version text", result);
   return false;
@@ -254,8 +255,8 @@ std::vector<std::string> FileSetNames(int32_t logic) {
 
 bool Selected(int32_t node) {
   const int32_t result = SetNode_SVODB(node);
-  if (result != kOk) LibraryFailure("selecting node " + std::to_string(node), result);
-  return result == kOk;
+  if (result != SVODB_OK) LibraryFailure("selecting node " + std::to_string(node), result);
+  return result == SVODB_OK;
 }
 
 // Makes the node a fresh image of a drive of the model, drive type, logic
@@ -278,9 +279,9 @@ bool LoadDefaultsImage(int32_t node, int32_t model, int32_t driveType, int32_t l
     return false;
   }
   int32_t result = RDFromFileUser_SVODB(header.Path());
-  if (result == kOk) result = PutVariable_SVODB("LogicVer", logic);
-  if (result == kOk) result = SetParamsArray_SVODB();
-  if (result != kOk) {
+  if (result == SVODB_OK) result = PutVariable_SVODB("LogicVer", logic);
+  if (result == SVODB_OK) result = SetParamsArray_SVODB();
+  if (result != SVODB_OK) {
     LibraryFailure("loading the defaults of " + *label + " into node " + std::to_string(node), result);
     return false;
   }
@@ -295,16 +296,20 @@ struct ShownValue {
   std::string text;
 
   bool SameAs(const ShownValue& other) const {
-    if (result != kOk || other.result != kOk) return result == other.result;
+    if (result != SVODB_OK || other.result != SVODB_OK) return result == other.result;
     return value == other.value || (std::isnan(value) && std::isnan(other.value));
+  }
+  std::optional<double> Number() const {
+    return result == SVODB_OK && std::isfinite(value) ? std::optional<double>(value) : std::nullopt;
   }
 };
 
 ShownValue ShowValue(const std::string& name) {
   ShownValue shown;
   shown.result = GetVariable_SVODB(name.c_str(), &shown.value);
-  shown.text = shown.result == kOk ? FormatValue(name, shown.value)
-                                   : "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
+  shown.text = shown.result == SVODB_OK
+                   ? FormatValue(name, shown.value)
+                   : "? (" + Message(shown.result) + ", code " + std::to_string(shown.result) + ")";
   return shown;
 }
 
@@ -327,11 +332,13 @@ int RunBackup(const Args& args) {
   if (!MayWriteOutput("backup", file)) return kExitUsage;
   if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
   const int32_t result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
-  if (result != kOk) return LibraryFailure("backing up the drive's NV memory to " + file, result);
+  if (result != SVODB_OK) return LibraryFailure("backing up the drive's NV memory to " + file, result);
   const std::optional<ParameterText> written = ReadParameterText(file);
   const std::size_t count = written ? Significant(written->body).size() : 0;
-  std::printf("saved %zu %s parameters of the drive's NV memory to %s\n", count,
-              mfg ? "manufacturing" : "user", file.c_str());
+  const std::string set = mfg ? "manufacturing" : "user";
+  PrintResult(Json{{"file", file}, {"set", set}, {"parameters", count}},
+              "saved " + std::to_string(count) + " " + set + " parameters of the drive's NV memory to " +
+                  file + "\n");
   return kExitOk;
 }
 
@@ -406,7 +413,7 @@ bool CheckParameterFile(const std::string& file, bool mfg) {
   TemporaryFile scratch;
   if (!scratch.Write(Joined(text->header))) return false;
   const int32_t headerResult = LoadForCheck(scratch.Path(), mfg);
-  if (headerResult != kOk) {
+  if (headerResult != SVODB_OK) {
     std::fprintf(stderr, "%s: the header: %s (code %d)\n", file.c_str(), Message(headerResult).c_str(),
                  static_cast<int>(headerResult));
     return false;
@@ -416,7 +423,7 @@ bool CheckParameterFile(const std::string& file, bool mfg) {
     if (line.text.find_first_not_of(" \t\v\f") == std::string::npos) continue;
     if (!scratch.Write(Joined(text->header) + line.text + "\n")) return false;
     const int32_t result = LoadForCheck(scratch.Path(), mfg);
-    if (result == kOk) continue;
+    if (result == SVODB_OK) continue;
     ++failures;
     // One line behind the header fails as the file's first parameter line
     // (50000 + 100 + code) or in the closing step that follows it (99).
@@ -429,7 +436,7 @@ bool CheckParameterFile(const std::string& file, bool mfg) {
                  static_cast<int>(lineCode));
   }
   const int32_t whole = LoadForCheck(file.c_str(), mfg);
-  if (whole != kOk && failures == 0) {
+  if (whole != SVODB_OK && failures == 0) {
     std::fprintf(stderr, "%s: %s (code %d)\n", file.c_str(), Message(whole).c_str(), static_cast<int>(whole));
     return false;
   }
@@ -442,8 +449,10 @@ bool CheckParameterFile(const std::string& file, bool mfg) {
   WarnAboutLines(file, *text);
   int32_t model = 0;
   GetModel_SVODB(&model);
-  std::printf("%s: every line loads (%s file for %s, %zu parameters)\n", file.c_str(),
-              mfg ? "manufacturing" : "user", ModelName(model).c_str(), ParameterNames(*text).size());
+  // Under --json the restore's document says it.
+  if (!JsonWanted())
+    std::printf("%s: every line loads (%s file for %s, %zu parameters)\n", file.c_str(),
+                mfg ? "manufacturing" : "user", ModelName(model).c_str(), ParameterNames(*text).size());
   std::fflush(stdout);  // before any complaint of the drive's
   return true;
 }
@@ -473,7 +482,7 @@ struct RestorePlan {
 int32_t ReadNvInto(int32_t node, bool mfg) {
   SetupOfflineNode_SVODB(node);
   const int32_t result = SetNode_SVODB(node);
-  if (result != kOk) return result;
+  if (result != SVODB_OK) return result;
   return mfg ? RDFromNVMfg_SVODB() : RDFromNVUser_SVODB();
 }
 
@@ -499,7 +508,7 @@ bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
   GetModel_SVODB(&fileModel);
   GetDriveType_SVODB(&fileType);
   int32_t result = GetModelOnline_SVODB(&driveModel);
-  if (result != kOk) return LibraryFailure("reading the drive's model", result) == kExitOk;
+  if (result != SVODB_OK) return LibraryFailure("reading the drive's model", result) == kExitOk;
   plan.fileModel = ModelName(fileModel);
   plan.driveModel = ModelName(driveModel);
   if (fileModel != driveModel) {
@@ -519,13 +528,13 @@ std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
   RestorePlan plan;
   if (!FileFitsDrive(file, plan)) return std::nullopt;
   int32_t result = ReadNvInto(kNowNode, mfg);
-  if (result == kOk) result = ReadNvInto(kAfterNode, mfg);
-  if (result != kOk) {
+  if (result == SVODB_OK) result = ReadNvInto(kAfterNode, mfg);
+  if (result != SVODB_OK) {
     LibraryFailure("reading the drive's NV memory", result);
     return std::nullopt;
   }
   result = mfg ? RDFromFileMfg_SVODB(file.c_str()) : RDFromFileUser_SVODB(file.c_str());
-  if (result != kOk) {
+  if (result != SVODB_OK) {
     LibraryFailure("loading " + file + " over the drive's NV", result);
     return std::nullopt;
   }
@@ -540,7 +549,8 @@ std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
     // The file's six decimals against the stored value: a difference
     // beyond the file's own rounding is the drive's step.
     const bool enumerated = UnitText(name).empty();
-    if (asked && !enumerated && row.after.result == kOk && std::fabs(*asked - row.after.value) > 1e-6 * (1 + std::fabs(*asked))) {
+    if (asked && !enumerated && row.after.result == SVODB_OK &&
+        std::fabs(*asked - row.after.value) > 1e-6 * (1 + std::fabs(*asked))) {
       char number[32];
       std::snprintf(number, sizeof number, "%.10g", *asked);
       row.asked = number;
@@ -552,7 +562,29 @@ std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
   return plan;
 }
 
+Json Value(const ShownValue& shown) { return shown.Number() ? Json(*shown.Number()) : Json(); }
+
+// Under --json the plan and its outcome are one document, printed at the end.
+Json RestoreDocument(const std::string& file, bool mfg, const RestorePlan& plan) {
+  Json changes = Json::array();
+  for (const PlanRow& row : plan.changes) {
+    changes.push_back({{"name", row.name},
+                       {"now", Value(row.now)},
+                       {"now_text", row.now.text},
+                       {"after", Value(row.after)},
+                       {"after_text", row.after.text},
+                       {"asked", row.asked.empty() ? Json() : Json(row.asked)}});
+  }
+  return {{"file", file},
+          {"set", mfg ? "manufacturing" : "user"},
+          {"model", plan.fileModel},
+          {"parameters", plan.parameterCount},
+          {"changes", changes},
+          {"written", false}};
+}
+
 void PrintRestorePlan(const RestorePlan& plan) {
+  if (JsonWanted()) return;
   if (plan.changes.empty()) {
     std::printf("the drive's NV memory already holds these %zu parameters\n", plan.parameterCount);
     return;
@@ -596,8 +628,10 @@ int RunRestore(const Args& args) {
     return kExitUsage;
   }
   PrintRestorePlan(*plan);
+  Json document = RestoreDocument(file, mfg, *plan);
+  document["dry_run"] = dryRun;
   if (dryRun) {
-    std::printf("--dry-run: nothing was written to the drive\n");
+    PrintResult(document, "--dry-run: nothing was written to the drive\n");
     return kExitOk;
   }
   if (!Confirmed("write " + file + " to the drive's NV memory")) return kExitUsage;
@@ -611,12 +645,13 @@ int RunRestore(const Args& args) {
   const int32_t staging = mfg ? 0 : 1;
   if (!Selected(staging)) return kExitFailure;
   int32_t result = mfg ? RDFromNVMfg_SVODB() : RDFromNVUser_SVODB();
-  if (result != kOk) return LibraryFailure("reading the drive's NV memory", result);
+  if (result != SVODB_OK) return LibraryFailure("reading the drive's NV memory", result);
   if (!Selected(0)) return kExitFailure;
   result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
-  if (result != kOk) return LibraryFailure("restoring " + file + " to the drive's NV memory", result);
-  std::printf("wrote %s to the drive's NV memory; the drive runs with it after its next power-up\n",
-              file.c_str());
+  if (result != SVODB_OK) return LibraryFailure("restoring " + file + " to the drive's NV memory", result);
+  document["written"] = true;
+  PrintResult(document, "wrote " + file +
+                            " to the drive's NV memory; the drive runs with it after its next power-up\n");
   return kExitOk;
 }
 
@@ -679,16 +714,26 @@ int RunDefaults(const Args& args) {
   if (!LoadDefaultsImage(imageNode, *model, driveType, *logic, kTorqueUnits)) return kExitFailure;
   const std::string what = "the factory defaults of " + ModelName(*model) + " (" + DriveTypeName(driveType) +
                            " drive, logic " + std::to_string(*logic) + ")";
+  Json document{{"model", ModelName(*model)}, {"drive_type", DriveTypeName(driveType)}, {"logic", *logic}};
   if (*out) {
     const int32_t result = WRToFileUser_SVODB((*out)->c_str());
-    if (result != kOk) return LibraryFailure("writing " + **out, result);
-    std::printf("wrote %s to %s\n", what.c_str(), (*out)->c_str());
+    if (result != SVODB_OK) return LibraryFailure("writing " + **out, result);
+    document["file"] = **out;
+    PrintResult(document, "wrote " + what + " to " + **out + "\n");
     return kExitOk;
   }
-  std::printf("%s in node %d:\n", what.c_str(), static_cast<int>(imageNode));
+  document["node"] = imageNode;
+  std::string text = what + " in node " + std::to_string(imageNode) + ":\n";
+  Json parameters = Json::array();
   for (const std::string& name : FileSetNames(*logic)) {
-    std::printf("  %-16s %s\n", name.c_str(), ShowValue(name).text.c_str());
+    const ShownValue shown = ShowValue(name);
+    parameters.push_back({{"name", name}, {"value", Value(shown)}, {"text", shown.text}});
+    char line[256];
+    std::snprintf(line, sizeof line, "  %-16s %s\n", name.c_str(), shown.text.c_str());
+    text += line;
   }
+  document["parameters"] = parameters;
+  PrintResult(document, text);
   return kExitOk;
 }
 
@@ -754,7 +799,7 @@ bool LoadFileSide(Side& side) {
   const char* path = side.given.c_str();
   const int32_t result =
       kind == FileKind::kManufacturing ? RDFromFileMfg_SVODB(path) : RDFromFileUser_SVODB(path);
-  if (result != kOk) {
+  if (result != SVODB_OK) {
     LibraryFailure("loading " + side.given, result);
     return false;
   }
@@ -774,14 +819,14 @@ bool LoadDriveSide(Side& side, bool& connected) {
   // node:0 is what the drive runs with, "drive" what it starts with.
   const bool workingRegisters = side.kind == SourceKind::kNode;
   const int32_t result = workingRegisters ? RDFromDriveUser_SVODB() : RDFromNVUser_SVODB();
-  if (result != kOk) {
+  if (result != SVODB_OK) {
     LibraryFailure(
         workingRegisters ? "reading the drive's working registers" : "reading the drive's NV memory", result);
     return false;
   }
   double logic = 0;
   const int32_t logicResult = GetVariableOnline_SVODB("LogicVer", &logic);
-  if (logicResult != kOk) {
+  if (logicResult != SVODB_OK) {
     LibraryFailure("reading the drive's logic version", logicResult);
     return false;
   }
@@ -871,17 +916,36 @@ std::optional<SetComparison> CompareParameterSets(const std::string& first, cons
   comparison.compared = names.size();
   for (std::size_t i = 0; i < names.size(); ++i) {
     if (sides[0].values[i].SameAs(sides[1].values[i])) continue;
-    comparison.differing.push_back({names[i], sides[0].values[i].text, sides[1].values[i].text});
+    const ShownValue& first = sides[0].values[i];
+    const ShownValue& second = sides[1].values[i];
+    comparison.differing.push_back({names[i], first.text, second.text, first.Number(), second.Number()});
   }
   return comparison;
 }
 
 namespace {
 
+Json DiffDocument(const std::string& first, const std::string& second, const SetComparison& comparison) {
+  const auto number = [](const std::optional<double>& value) { return value ? Json(*value) : Json(); };
+  Json rows = Json::array();
+  for (const DifferingParameter& row : comparison.differing) {
+    rows.push_back({{"name", row.name},
+                    {"first", number(row.firstValue)},
+                    {"first_text", row.first},
+                    {"second", number(row.secondValue)},
+                    {"second_text", row.second}});
+  }
+  return {{"first", first}, {"second", second}, {"compared", comparison.compared}, {"differing", rows}};
+}
+
 int RunDiff(const Args& args) {
   if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
   const std::optional<SetComparison> comparison = CompareParameterSets(args[0], args[1]);
   if (!comparison) return kExitUsage;
+  if (JsonWanted()) {
+    PrintJson(DiffDocument(args[0], args[1], *comparison));
+    return comparison->differing.empty() ? kExitOk : kExitFailure;
+  }
   if (comparison->differing.empty()) {
     std::printf("no differences in %zu parameters\n", comparison->compared);
     return kExitOk;

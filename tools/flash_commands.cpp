@@ -8,8 +8,9 @@
 #include <utility>
 
 #include "cli.h"
-#include "flash_progress.h"
 #include "flash_file_check.h"
+#include "flash_progress.h"
+#include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
@@ -38,6 +39,7 @@ int ShowProgress(void* context, uintptr_t /*window*/, uint32_t message, uintptr_
   view.lastStep = static_cast<int32_t>(wParam);
   view.total = static_cast<int32_t>(lParam);
   if (ProgressObserver()) ProgressObserver()(view.lastStep, view.total);
+  if (JsonWanted()) return 1;  // standard output holds the document alone
   const int percent =
       view.total > 1 ? static_cast<int>(int64_t{view.lastStep} * 100 / (view.total - 1)) : 100;
   if (view.terminal) {
@@ -93,7 +95,7 @@ std::string FlashFailure(int32_t code, bool isc, bool verify) {
 int32_t DriveLogicVersion() {
   double logic = 0;
   const int32_t result = GetVariableOnline_SVODB("LogicVer", &logic);
-  if (result != 1) {
+  if (result != SVODB_OK) {
     LibraryFailure("reading the drive's logic version", result);
     return -1;
   }
@@ -121,7 +123,7 @@ int ProgramFile(const std::string& file, bool isc, bool verify) {
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
   if (view.terminal && view.shown >= 0) std::printf("\n");
   const std::string what = (verify ? "verifying the flash against " : "programming the flash from ") + file;
-  if (result != 1) {
+  if (result != SVODB_OK) {
     std::fprintf(stderr, "svodb: %s: %s\n", what.c_str(), FlashFailure(result, isc, verify).c_str());
     return kExitFailure;
   }
@@ -132,7 +134,8 @@ int ProgramFile(const std::string& file, bool isc, bool verify) {
                  static_cast<int>(view.lastStep), static_cast<int>(view.total));
     return kExitFailure;
   }
-  std::printf(verify ? "the flash matches %s\n" : "programmed the flash from %s\n", file.c_str());
+  PrintResult(Json{{"file", file}, {"action", verify ? "verify" : "program"}, {"steps", view.total}},
+              (verify ? "the flash matches " : "programmed the flash from ") + file + "\n");
   return kExitOk;
 }
 
@@ -175,13 +178,13 @@ int RunFlash(const Args& args) {
   if (erase) {
     if (!ReadyToChangeFlash("erase the drive's flash")) return kExitUsage;
     const int32_t result = EraseFlash_SVODB();
-    if (result != 1) return LibraryFailure("erasing the flash", result);
-    std::printf("erased the flash\n");
+    if (result != SVODB_OK) return LibraryFailure("erasing the flash", result);
+    PrintResult(Json{{"action", "erase"}}, "erased the flash\n");
     return kExitOk;
   }
   const int32_t result = ConfigFlash_SVODB();
-  if (result != 1) return LibraryFailure("reconfiguring the drive", result);
-  std::printf("the drive reloaded its FPGA from the flash\n");
+  if (result != SVODB_OK) return LibraryFailure("reconfiguring the drive", result);
+  PrintResult(Json{{"action", "configure"}}, "the drive reloaded its FPGA from the flash\n");
   return kExitOk;
 }
 

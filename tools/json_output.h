@@ -3,8 +3,8 @@
 #pragma once
 
 #include <cstdio>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 namespace svodb_tool {
 
@@ -14,6 +14,15 @@ bool& JsonWanted();
 
 inline void PrintJson(const Json& document) {
   std::printf("%s\n", document.dump(2).c_str());
+}
+
+// Under --json the document, else the text as it is.
+inline void PrintResult(const Json& document, const std::string& text) {
+  if (JsonWanted()) {
+    PrintJson(document);
+  } else {
+    std::fputs(text.c_str(), stdout);
+  }
 }
 
 }  // namespace svodb_tool

@@ -54,20 +54,21 @@ int RunProps(const Args& args) {
   double minimum = 0, maximum = 0, defaultValue = 0;
   char unit[SVODB_UNIT_SIZE] = "";
   const int32_t result = GetProp_SVODB(rest[0].c_str(), &code, &minimum, &maximum, &defaultValue, unit);
-  if (result != 1 && result != 99) return LibraryFailure("props " + rest[0], result);
+  if (result != SVODB_OK && result != SVODB_SYSTEM_ERROR) return LibraryFailure("props " + rest[0], result);
   if (JsonWanted()) {
     PrintJson(Json{{"name", CatalogueName(rest[0]).value_or(rest[0])},
                    {"conversion_code", code},
                    {"minimum", minimum},
                    {"maximum", maximum},
                    {"default", defaultValue},
-                   {"unit", result == 1 ? Json(Trim(unit)) : Json()}});
+                   {"unit", result == SVODB_OK ? Json(Trim(unit)) : Json()}});
     return kExitOk;
   }
-  std::printf("name:             %s\nconversion code:  %d\nminimum:          %.10g\nmaximum:          %.10g\n"
-              "default:          %.10g\nunit:             %s\n",
-              rest[0].c_str(), static_cast<int>(code), minimum, maximum, defaultValue,
-              result == 1 ? Trim(unit).c_str() : "(unknown: the command source cannot be read)");
+  std::printf(
+      "name:             %s\nconversion code:  %d\nminimum:          %.10g\nmaximum:          %.10g\n"
+      "default:          %.10g\nunit:             %s\n",
+      rest[0].c_str(), static_cast<int>(code), minimum, maximum, defaultValue,
+      result == SVODB_OK ? Trim(unit).c_str() : "(unknown: the command source cannot be read)");
   return kExitOk;
 }
 

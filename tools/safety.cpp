@@ -33,7 +33,7 @@ namespace {
 std::string SerialForFileName() {
   char text[SVODB_ONLINE_TEXT_SIZE] = "";
   std::string serial;
-  if (GetStringOnline_SVODB("SerialNum", 0, text) == 1) serial = Trim(text);
+  if (GetStringOnline_SVODB("SerialNum", 0, text) == SVODB_OK) serial = Trim(text);
   for (char& c : serial) {
     const bool plain = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '-';
     if (!plain) c = '_';
@@ -78,13 +78,13 @@ std::optional<Backup> BackupDriveParameters() {
   Backup backup;
   const std::string user = BackupPath("user.par").string();
   int32_t result = GetUserParamsNV_SVODBT(user.c_str());
-  if (result != 1) {
+  if (result != SVODB_OK) {
     LibraryFailure("saving the drive's user parameters to " + user + "; nothing was changed", result);
     return std::nullopt;
   }
   const std::string mfg = BackupPath("mfg.par").string();
   result = GetMfgParamsNV_SVODBT(mfg.c_str());
-  if (result != 1) {
+  if (result != SVODB_OK) {
     LibraryFailure("saving the drive's manufacturing parameters to " + mfg + "; nothing was changed", result);
     return std::nullopt;
   }

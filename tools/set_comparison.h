@@ -13,6 +13,8 @@ struct DifferingParameter {
   std::string name;
   std::string first;  // as shown: a label, or a number and its unit
   std::string second;
+  std::optional<double> firstValue;  // none where the set has no value for it
+  std::optional<double> secondValue;
 };
 
 struct SetComparison {

@@ -61,10 +61,10 @@ int RunInfo(const Args& args) {
   if (!args.empty()) return UsageError("info: unexpected argument '" + args[0] + "'");
   if (!Connected()) return kExitFailure;
   int32_t model = 0, mode = 0, driveType = 0, result = 0;
-  if ((result = GetModelOnline_SVODB(&model)) != 1) return LibraryFailure("reading the model", result);
-  if ((result = GetModeOnline_SVODB(&mode)) != 1) return LibraryFailure("reading the mode", result);
+  if ((result = GetModelOnline_SVODB(&model)) != SVODB_OK) return LibraryFailure("reading the model", result);
+  if ((result = GetModeOnline_SVODB(&mode)) != SVODB_OK) return LibraryFailure("reading the mode", result);
   double logicVersion = 0;
-  if ((result = GetVariableOnline_SVODB("LogicVer", &logicVersion)) != 1) {
+  if ((result = GetVariableOnline_SVODB("LogicVer", &logicVersion)) != SVODB_OK) {
     return LibraryFailure("reading the logic version", result);
   }
   GetDriveType_SVODB(&driveType);
@@ -80,8 +80,8 @@ int RunInfo(const Args& args) {
               {"model_label", labelled ? label : ""},
               {"mode", mode == 0 ? "torque" : "velocity"},
               {"logic_version", logicVersion},
-              {"version_text", versionResult == 1 ? version : ""},
-              {"serial_number", serialResult == 1 ? serial : ""},
+              {"version_text", versionResult == SVODB_OK ? version : ""},
+              {"serial_number", serialResult == SVODB_OK ? serial : ""},
               {"connection", driveType == 2 ? "network" : "serial"}};
     if (driveType != 2) info["port"] = o.port, info["baud"] = o.baudRate;
     PrintJson(info);
@@ -91,9 +91,9 @@ int RunInfo(const Args& args) {
   std::printf("mode:           %d (%s)\n", static_cast<int>(mode), mode == 0 ? "torque" : "velocity");
   std::printf("logic version:  %g\n", logicVersion);
   ErrorMessage_SVODB(versionResult, message);
-  std::printf("version text:   %s\n", versionResult == 1 ? version.c_str() : message);
+  std::printf("version text:   %s\n", versionResult == SVODB_OK ? version.c_str() : message);
   ErrorMessage_SVODB(serialResult, message);
-  std::printf("serial number:  %s\n", serialResult == 1 ? serial.c_str() : message);
+  std::printf("serial number:  %s\n", serialResult == SVODB_OK ? serial.c_str() : message);
   if (driveType == 2) {
     std::printf("connection:     network\n");
   } else {
@@ -113,10 +113,10 @@ struct ReadOutcome {
 ReadOutcome ReadVariable(const Target& target, const std::string& name) {
   ReadOutcome read;
   read.result = target.read(name.c_str(), &read.value);
-  if (read.result == 1 || target.offline) return read;
+  if (read.result == SVODB_OK || target.offline) return read;
   int32_t textResult = 0;
   const std::string text = Text(GetStringOnline_SVODB, name.c_str(), textResult);
-  if (textResult == 1) read = ReadOutcome{1, 0, text};
+  if (textResult == SVODB_OK) read = ReadOutcome{SVODB_OK, 0, text};
   return read;
 }
 
@@ -164,7 +164,7 @@ int RunGet(const Args& args) {
   for (const std::string& typed : NamesToGet(names, all)) {
     const std::string name = CatalogueName(typed).value_or(typed);
     const ReadOutcome read = ReadVariable(*target, name);
-    if (read.result != 1) {
+    if (read.result != SVODB_OK) {
       if (!all) status = LibraryFailure("get " + name, read.result);
       continue;
     }
@@ -190,10 +190,10 @@ int RunSet(const Args& args) {
   if (!value) return UsageError("set: " + problem);
   if (target->write == nullptr) return kExitFailure;
   int32_t result = target->write(name->c_str(), *value);
-  if (result != 1) return LibraryFailure("set " + *name, result);
+  if (result != SVODB_OK) return LibraryFailure("set " + *name, result);
   double back = 0;
   result = target->read(name->c_str(), &back);
-  if (result != 1) return LibraryFailure("reading " + *name + " back", result);
+  if (result != SVODB_OK) return LibraryFailure("reading " + *name + " back", result);
   // The drive keeps values in its own steps: say so when the stored value
   // is not the one asked for (beyond the printed precision).
   const bool rounded = std::fabs(back - *value) > 1e-9 * (1 + std::fabs(*value));
@@ -202,7 +202,7 @@ int RunSet(const Args& args) {
                  FormatValue(*name, back).c_str());
   }
   if (JsonWanted()) {
-    Json item = ValueJson(*name, ReadOutcome{1, back, std::nullopt});
+    Json item = ValueJson(*name, ReadOutcome{SVODB_OK, back, std::nullopt});
     item["asked"] = *value;
     item["rounded"] = rounded;
     PrintJson(item);
@@ -221,18 +221,18 @@ int RunSerial(const Args& args) {
     if (Trim(args[0]).empty()) return UsageError("serial: an empty serial number would blank the drive's");
     int32_t read = 0;
     const std::string old = Text(GetStringOnline_SVODB, "SerialNum", read);
-    if (read != 1) return LibraryFailure("reading the serial number before the write", read);
+    if (read != SVODB_OK) return LibraryFailure("reading the serial number before the write", read);
     if (!Confirmed("replace the drive's serial number " + old + " with " + args[0])) return kExitUsage;
     const std::optional<Backup> backup = BackupText("serial.txt", old + "\n", "svodb serial '" + old + "'");
     if (!backup) return kExitFailure;
     ShowBackup(*backup);
     const int32_t result = PutStringOnline_SVODB("SerialNum", args[0].c_str());
     if (result == 12) return UsageError("serial: a serial number has at most 24 characters");
-    if (result != 1) return LibraryFailure("writing the serial number", result);
+    if (result != SVODB_OK) return LibraryFailure("writing the serial number", result);
   }
   int32_t result = 0;
   const std::string serial = Text(GetStringOnline_SVODB, "SerialNum", result);
-  if (result != 1) return LibraryFailure("reading the serial number", result);
+  if (result != SVODB_OK) return LibraryFailure("reading the serial number", result);
   if (JsonWanted()) {
     PrintJson(Json{{"serial_number", serial}});
   } else {
@@ -252,8 +252,8 @@ int RunFaults(const Args& args) {
   if (!Connected()) return kExitFailure;
   double pointer = 0;
   const int32_t result = GetVariableOnline_SVODB("FAULTHISPNTR", &pointer);
-  if (result != 1) return LibraryFailure("reading the fault pointer", result);
-  std::printf("fault pointer: %d\nrecord  bytes 0-7\n", static_cast<int>(pointer));
+  if (result != SVODB_OK) return LibraryFailure("reading the fault pointer", result);
+  Json records = Json::array();
   for (int32_t record = 0; record < 64; ++record) {
     uint8_t bytes[8] = {};
     int zeros = 0, ones = 0;
@@ -263,10 +263,20 @@ int RunFaults(const Args& args) {
       ones += bytes[b] == 255;
     }
     if (!all && (zeros == 8 || ones == 8)) continue;
-    std::printf("%6d ", static_cast<int>(record));
-    for (uint8_t byte : bytes) std::printf(" %02X", byte);
-    std::printf("\n");
+    records.push_back({{"record", record}, {"bytes", std::vector<int>(std::begin(bytes), std::end(bytes))}});
   }
+  std::string text = "fault pointer: " + std::to_string(static_cast<int>(pointer)) + "\nrecord  bytes 0-7\n";
+  for (const Json& record : records) {
+    char cell[16];
+    std::snprintf(cell, sizeof cell, "%6d ", record["record"].get<int>());
+    text += cell;
+    for (const Json& byte : record["bytes"]) {
+      std::snprintf(cell, sizeof cell, " %02X", byte.get<unsigned>());
+      text += cell;
+    }
+    text += "\n";
+  }
+  PrintResult(Json{{"fault_pointer", static_cast<int>(pointer)}, {"records", records}}, text);
   return kExitOk;
 }
 
@@ -306,9 +316,13 @@ int RunSample(const Args& args) {
   const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
   if (progress.terminal && progress.shownTenth >= 0) std::fprintf(stderr, "\n");
-  if (result != 1) return LibraryFailure("sampling " + args[0], result);
-  std::printf("%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(), static_cast<int>(*count), mean,
-              spread, unit);
+  if (result != SVODB_OK) return LibraryFailure("sampling " + args[0], result);
+  char text[256];
+  std::snprintf(text, sizeof text, "%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(),
+                static_cast<int>(*count), mean, spread, unit);
+  PrintResult(
+      Json{{"name", args[0]}, {"samples", *count}, {"mean", mean}, {"spread", spread}, {"unit", Trim(unit)}},
+      text);
   return kExitOk;
 }
 

@@ -108,7 +108,8 @@ std::string UnitText(const std::string& name) {
   int32_t conversionCode = -1;
   double minimum = 0, maximum = 0, defaultValue = 0;
   char unit[SVODB_UNIT_SIZE] = "";
-  if (GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit) != 1) return "";
+  if (GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit) != SVODB_OK)
+    return "";
   return IsEnumerated(name) ? "" : Trim(unit);
 }
 
@@ -131,7 +132,7 @@ std::optional<double> ParseValue(const std::string& name, const std::string& tex
   for (const int32_t value : values) {
     const std::optional<std::string> label = LabelOf(name, value);
     char file[SVODB_LABEL_SIZE] = "";
-    const bool filed = svodb_file_label(name.c_str(), value, file) == 1;
+    const bool filed = svodb_file_label(name.c_str(), value, file) == SVODB_OK;
     if (numeric && number == value) return number;
     if ((label && Folded(*label) == Folded(text)) || (filed && Folded(file) == Folded(text))) return value;
     if (label) offered += (offered.empty() ? "" : ", ") + *label;

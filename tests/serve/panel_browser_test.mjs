@@ -51,7 +51,7 @@ function freePort() {
 function startServe() {
   const state = path.join(outputDir, 'drive.state');
   rmSync(state, { force: true });
-  const child = spawn(svodb, ['serve', '--http-port', '0', '--for', '160'], {
+  const child = spawn(svodb, ['serve', '--port', '0', '--for', '160'], {
     env: { ...process.env, SVODB_SIM_STATE: state, XDG_STATE_HOME: path.join(outputDir, 'state') },
     stdio: ['ignore', 'pipe', 'inherit'],
   });

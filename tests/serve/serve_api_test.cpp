@@ -19,7 +19,7 @@ using nlohmann::json;
 class Server {
  public:
   Server() {
-    pipe_ = popen(SVODB_TOOL " serve --http-port 0 --for 120", "r");
+    pipe_ = popen(SVODB_TOOL " serve --port 0 --for 120", "r");
     char line[256] = "";
     if (pipe_ == nullptr || std::fgets(line, sizeof line, pipe_) == nullptr) return;
     std::smatch match;

@@ -3,6 +3,7 @@
 // the tool. Each test gets a drive of its own (a state file in a fresh
 // folder under the build tree) and its own backups folder.
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,11 +11,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 extern char** environ;
 
@@ -332,11 +332,28 @@ TEST_F(Tool, JsonOnTheCommandsThatPrintData) {
       {{"vars", "--json"}, "\"flags\": {\n      \"read_only\": false,"},
       {{"enum", "cmdsrc", "--json"}, "\"label\": \"Analog Input\",\n    \"file_label\": \"Analog_Input\""},
       {{"props", "KVP", "--json"}, "\"unit\": \"Arms/rad/sec\""},
+      {{"--json", "faults"},
+       "\"fault_pointer\": 2,\n  \"records\": [\n    {\n      \"record\": 0,\n      \"bytes\": [\n        "
+       "9,"},
+      {{"sample", "VBus", "3", "--json"},
+       "\"samples\": 3,\n  \"mean\": 325.32,\n  \"spread\": 0.0,\n  \"unit\": \"Volts\""},
+      {{"error", "23", "--json"}, "{\n  \"code\": 23,\n  \"message\": \"Data is out of range\"\n}"},
+      {{"restore", SVODB_TOOL_FILES "/edited_user.par", "--dry-run", "--json"},
+       "\"name\": \"ARF0\",\n      \"now\": 194.304,\n      \"now_text\": \"194.304 Hz\",\n      \"after\": "
+       "303.6,"},
+      {{"diff", "drive", "node:0", "--json"}, "\"compared\": 79,\n  \"differing\": []"},
+      {{"defaults", "--model=X7103", "--json"},
+       "\"model\": \"X7103_240Vac_6/18Arms\",\n  \"drive_type\": \"serial\",\n  \"logic\": 3,"},
+      {{"mdb", "show", "--json"},
+       "\"name\": \"DCWeek\",\n      \"value\": 12.0,\n      \"unit\": \"Weeks\",\n      \"decodable\": "
+       "true"},
+      {{"save", "--yes", "--json"}, "{\n  \"set\": \"user\",\n  \"saved\": true\n}"},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args);
     EXPECT_EQ(run.exitCode, 0) << c.args[0];
     EXPECT_CONTAINS(run.out, c.part);
+    EXPECT_TRUE(nlohmann::json::accept(run.out)) << run.out;
   }
 }
 
@@ -359,13 +376,40 @@ TEST_F(Tool, CommandLineOptionsAreValidated) {
   } cases[] = {
       {{"--version"}, 0, "svodb 1."},
       {{"peek", "30", "--port=1"}, 0, "FPGA 30 = 0x04 (4)"},
-      {{"peek", "30", "--baud", "7"}, 2, "--baud takes 9600, 19200, 38400, 57600 or 115200, not '7'"},
+      {{"peek", "30", "--baud", "7"},
+       2,
+       "svodb: --baud: takes 9600, 19200, 38400, 57600 or 115200, not '7'\n"},
+      {{"--baud=7", "peek", "30"}, 2, "svodb: --baud: takes 9600, 19200, 38400, 57600 or 115200, not '7'\n"},
+      {{"peek", "30", "--port=0"}, 2, "svodb: --port: takes a serial port number from 1 to 255, not '0'\n"},
+      {{"peek", "30", "--port"}, 2, "svodb: --port: 1 required N missing\n"},
+      {{"peek", "30", "--network=1,x"},
+       2,
+       "svodb: --network: takes 2, 4 or 7 comma-separated integers, not '1,x'\n"},
+      {{"--network", "1,2", "peek", "30", "--baud", "9600"}, 2, "not both"},
+      {{"--bogus", "peek", "30"}, 2, "svodb: unknown option '--bogus' (see svodb --help)\n"},
+      {{"vars", "--xml"}, 2, "svodb: vars: unexpected argument '--xml'\n"},
+      {{"bogus"}, 2, "svodb: unknown command 'bogus' (see svodb --help)\n"},
+      {{"--port", "2", "serve", "--port", "70000"},
+       2,
+       "svodb: serve: the HTTP port must be an integer from 0 to 65535"},
+      {{"serve", "--serial-port", "2", "--port", "0", "--for", "1"},
+       1,
+       "No such communication port (code 2)"},
+      {{"restore", "/no/such.par", "--dry-run"}, 2, "svodb: restore: cannot open /no/such.par\n"},
+      {{"diff", "drive", "/no/such.par"}, 2, "svodb: diff: cannot open '/no/such.par'"},
+      {{"mdb", "check", "/no/such.txt"}, 2, "svodb: cannot open '/no/such.txt'\n"},
+      {{"mdb", "write", "/no/such.txt", "--yes"}, 2, "svodb: cannot open '/no/such.txt'\n"},
+      {{"flash", "/no/such.i00", "--yes"},
+       2,
+       "svodb: flash: cannot open /no/such.i00; nothing was sent to the drive\n"},
       {{"peek", "30", "--network", "1,2", "--port", "3"}, 2, "not both"},
       {{"peek", "30", "--transport", SVODB_LIBRARY_PATH}, 2, "is not a transport library"},
       {{"version"}, 0, "transport library:  SVODB virtual drive 1.0\n"},
       {{"serial", "1234567890123456789012345"}, 2, "a serial number has at most 24 characters"},
       {{"trx", "set", "SINGain", "2000"}, 2, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
-      {{"peek", "30", "--transport", "/no/such/lib.so"}, 2, "cannot load the transport library /no/such/lib.so"},
+      {{"peek", "30", "--transport", "/no/such/lib.so"},
+       2,
+       "cannot load the transport library /no/such/lib.so"},
       {{"sim", "power-cycle"}, 0, "the virtual drive was switched off and on"},
   };
   for (const auto& c : cases) {

@@ -290,7 +290,8 @@ std::optional<ServeOptions> ParseServeOptions(const Args& args) {
       return std::nullopt;
     }
     std::optional<int32_t> value;
-    if (args[i] == "--http-port") {
+    // --http-port is the name this option had before --port.
+    if (args[i] == "--port" || args[i] == "--http-port") {
       value = ParseArgument("serve", "the HTTP port", args[i + 1], 0, 65535);
       if (value) options.port = *value;
     } else if (args[i] == "--for") {
@@ -337,14 +338,16 @@ int RunServe(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"serve", "serve the commissioning panel to a browser on this machine",
-     "usage: svodb serve [--http-port N] [--for SECONDS]\n"
+     "usage: svodb serve [--port N] [--serial-port N] [--for SECONDS]\n"
      "Serves a page on http://127.0.0.1:N/ (default 8600; 0 picks a free port) that shows the drive's\n"
      "identity, faults and variables and changes them, compares them with the factory defaults or a\n"
      "parameter file, restores, saves and backs up, plots online values, shows the motor data block\n"
      "and programs the flash. Changes take the same checks and backups as the commands; the page asks\n"
      "where a command would ask. Only this machine can connect, and only with the token printed in\n"
-     "the address. (--http-port, because --port names the drive's serial port.)\n"
-     "  --for SECONDS  stop after this long\n",
+     "the address.\n"
+     "  --port N         the HTTP port (default 8600)\n"
+     "  --serial-port N  the drive's serial port (the global --port, given before \"serve\")\n"
+     "  --for SECONDS    stop after this long\n",
      RunServe},
 };
 // clang-format on
