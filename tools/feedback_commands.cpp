@@ -12,6 +12,7 @@
 
 #include "cli.h"
 #include "feedback/motor_data_block.h"
+#include "progress.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 
@@ -163,7 +164,10 @@ int RunMdbWrite(const std::string& path) {
   ShowBackup(Backup{{backupPath}, {"svodb mdb write " + backupPath}});
   uint32_t a = 0, b = 0;
   if (!PresentDeviceBytes(generation, a, b)) return kExitFailure;
-  result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
+  {
+    const ElapsedTime elapsed("writing the motor data block");
+    result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
+  }
   if (result != 1) return LibraryFailure("writing " + path, result);
   std::printf("%s written to the generation-%u device at %u00 baud; the previous block is in %s\n",
               path.c_str(), generation, speed == 115 ? 1152u : 192u, backupPath.c_str());

@@ -19,6 +19,8 @@
 
 #include "catalog/catalogue_table.h"
 #include "cli.h"
+#include "network.h"
+#include "progress.h"
 #include "safety.h"
 #include "set_comparison.h"
 #include "values.h"
@@ -322,7 +324,11 @@ ShownValue ShowValue(const std::string& name) {
 
 // ---- svodb backup ---------------------------------------------------------------
 
-int RunBackup(const Args& args) {
+int RunBackup(const Args& given) {
+  Args args = given;
+  const std::optional<bool> everyNode = TakeEveryNodeOption("backup", args);
+  if (!everyNode) return kExitUsage;
+  if (*everyNode) return BackupEveryNode(args, RunBackup);
   std::vector<std::string> files;
   bool mfg = false;
   for (const std::string& arg : args) {
@@ -338,7 +344,11 @@ int RunBackup(const Args& args) {
   const std::string& file = files[0];
   if (!MayWriteOutput("backup", file)) return kExitUsage;
   if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
-  const int32_t result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
+  int32_t result = 0;
+  {
+    const ElapsedTime elapsed("reading the drive's NV memory");
+    result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
+  }
   if (result != kOk) return LibraryFailure("backing up the drive's NV memory to " + file, result);
   const std::optional<ParameterText> written = ReadParameterText(file);
   const std::size_t count = written ? Significant(written->body).size() : 0;
@@ -629,7 +639,10 @@ int RunRestore(const Args& args) {
   int32_t result = mfg ? RDFromNVMfg_SVODB() : RDFromNVUser_SVODB();
   if (result != kOk) return LibraryFailure("reading the drive's NV memory", result);
   if (!Selected(0)) return kExitFailure;
-  result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
+  {
+    const ElapsedTime elapsed("writing the drive's NV memory");
+    result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
+  }
   if (result != kOk) return LibraryFailure("restoring " + file + " to the drive's NV memory", result);
   std::printf("wrote %s to the drive's NV memory; the drive runs with it after its next power-up\n",
               file.c_str());
@@ -894,7 +907,11 @@ std::optional<SetComparison> CompareParameterSets(const std::string& first, cons
 
 namespace {
 
-int RunDiff(const Args& args) {
+int RunDiff(const Args& given) {
+  Args args = given;
+  const std::optional<bool> everyNode = TakeEveryNodeOption("diff", args);
+  if (!everyNode) return kExitUsage;
+  if (*everyNode) return DiffEveryNode(args);
   if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
   const std::optional<SetComparison> comparison = CompareParameterSets(args[0], args[1]);
   if (!comparison) return kExitUsage;
@@ -917,9 +934,12 @@ int RunDiff(const Args& args) {
 const Command kCommands[] = {
     {"backup", "save the drive's NV memory to a parameter file",
      "usage: svodb backup FILE [--mfg]\n"
+     "       svodb backup FOLDER --node all [--mfg]\n"
      "Reads the drive's NV memory (the parameters it starts with) and writes it to FILE as a user file\n"
      "of the parameters the drive's version supports; with --mfg as a manufacturing file of the\n"
-     "fourteen factory settings.\n",
+     "fourteen factory settings.\n"
+     "  --node all  every drive that answers on the network (see svodb scan), each into a file of\n"
+     "              FOLDER named by its address and serial number: node<N>-<serial>.par\n",
      RunBackup},
     {"restore", "check a parameter file and write it to the drive's NV memory",
      "usage: svodb restore FILE [--mfg] [--dry-run]\n"
@@ -944,7 +964,7 @@ const Command kCommands[] = {
      "  --logic L  the drive's logic version, 2-4 (default 3), which chooses the default tables\n",
      RunDefaults},
     {"diff", "show the parameters that differ between two parameter sets",
-     "usage: svodb diff A B\n"
+     "usage: svodb diff A B [--node all]\n"
      "Compares two parameter sets and shows, in engineering units, the parameters that differ. Each of\n"
      "A and B is one of:\n"
      "  FILE              a user or manufacturing parameter file (told apart by its first word)\n"
@@ -954,7 +974,9 @@ const Command kCommands[] = {
      "  defaults[:MODEL]  the factory defaults of MODEL; without MODEL, of the other side's model,\n"
      "                    and always of the other side's drive type, logic version and units\n"
      "Only parameters both sets hold are compared. Exit status: 0 the sets are equal, 1 they differ,\n"
-     "2 bad usage or a failure.\n",
+     "2 bad usage or a failure.\n"
+     "  --node all  compare on every drive that answers on the network (see svodb scan), in one table\n"
+     "              with the drive's address in its first column\n",
      RunDiff},
 };
 // clang-format on

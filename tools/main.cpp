@@ -6,6 +6,7 @@
 #include <string>
 
 #include "cli.h"
+#include "network.h"
 #include "svodb/svodb_linux.h"
 
 namespace svodb_tool {
@@ -19,6 +20,7 @@ void ForEachCommand(Visit visit) {
   for (const Command& command : FeedbackCommands()) visit(command);
   for (const Command& command : OfflineCommands()) visit(command);
   for (const Command& command : FileCommands()) visit(command);
+  for (const Command& command : NetworkCommands()) visit(command);
   for (const Command& command : FlashCommands()) visit(command);
   for (const Command& command : ServeCommands()) visit(command);
 }

@@ -11,6 +11,8 @@
 
 #include "cli.h"
 #include "json_output.h"
+#include "network.h"
+#include "progress.h"
 #include "values.h"
 #include "safety.h"
 #include "svodb/svodb.h"
@@ -57,7 +59,11 @@ std::string Text(int32_t (*read)(const char*, int32_t, char*), const char* name,
   return text;
 }
 
-int RunInfo(const Args& args) {
+int RunInfo(const Args& given) {
+  Args args = given;
+  const std::optional<bool> everyNode = TakeEveryNodeOption("info", args);
+  if (!everyNode) return kExitUsage;
+  if (*everyNode) return InfoEveryNode(args);
   if (!args.empty()) return UsageError("info: unexpected argument '" + args[0] + "'");
   if (!Connected()) return kExitFailure;
   int32_t model = 0, mode = 0, driveType = 0, result = 0;
@@ -274,21 +280,14 @@ int RunFaults(const Args& args) {
 constexpr int32_t kSamplesWorthProgress = 200;
 
 struct SampleProgress {
+  Progress shown;
   int32_t total = 0;
   int32_t taken = 0;
-  int shownTenth = -1;
-  bool terminal = isatty(fileno(stderr)) != 0;
 };
 
 int ShowSampleProgress(void* context) {
   SampleProgress& progress = *static_cast<SampleProgress*>(context);
-  ++progress.taken;
-  const int tenth = static_cast<int>(int64_t{progress.taken} * 10 / progress.total);
-  if (progress.total >= kSamplesWorthProgress && tenth != progress.shownTenth) {
-    progress.shownTenth = tenth;
-    // A terminal sees one line that counts up; a log a line per tenth.
-    std::fprintf(stderr, progress.terminal ? "\rsampling: %d%%" : "sampling: %d%%\n", tenth * 10);
-  }
+  if (progress.total >= kSamplesWorthProgress) progress.shown.Advance(++progress.taken);
   return 0;  // no message was waiting
 }
 
@@ -301,11 +300,11 @@ int RunSample(const Args& args) {
   char unit[SVODB_UNIT_SIZE] = "";
   // The library offers to handle a message once per sample: that is the
   // count the progress on standard error follows.
-  SampleProgress progress{*count};
+  SampleProgress progress{Progress("sampling", *count), *count};
   svodb_set_message_handlers(ShowSampleProgress, nullptr, &progress);
   const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
-  if (progress.terminal && progress.shownTenth >= 0) std::fprintf(stderr, "\n");
+  progress.shown.Finish();
   if (result != 1) return LibraryFailure("sampling " + args[0], result);
   std::printf("%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(), static_cast<int>(*count), mean,
               spread, unit);
@@ -315,8 +314,9 @@ int RunSample(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"info", "show the connected drive's model, mode, versions and serial number",
-     "usage: svodb info\n"
-     "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n",
+     "usage: svodb info [--node all]\n"
+     "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n"
+     "  --node all  of every drive that answers on the network (see svodb scan), as one table\n",
      RunInfo},
     {"get", "read variables of the drive in engineering units",
      "usage: svodb get NAME... | --all [--node N] [--json]\n"
