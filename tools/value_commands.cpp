@@ -141,10 +141,17 @@ Json ValueJson(const std::string& name, const ReadOutcome& read) {
   return item;
 }
 
-// Every variable the drive answers, in the catalogue's order (which groups
-// them as the catalogue does).
+// Every variable, group by group and in the catalogue's order within a
+// group; or the names asked for, as asked.
 std::vector<std::string> NamesToGet(const Args& names, bool all) {
-  return all ? CatalogueNames() : std::vector<std::string>(names.begin(), names.end());
+  if (!all) return names;
+  std::vector<std::string> grouped;
+  for (const char* group : kGroups) {
+    for (const std::string& name : CatalogueNames()) {
+      if (GroupOf(name) == std::string_view(group)) grouped.push_back(name);
+    }
+  }
+  return grouped;
 }
 
 int UnknownName(const std::string& command, const std::string& typed) {
@@ -167,6 +174,7 @@ int RunGet(const Args& args) {
   if (target->read == nullptr) return kExitFailure;
   int status = kExitOk;
   Json document = Json::array();
+  std::string_view heading;
   for (const std::string& typed : NamesToGet(names, all)) {
     const std::string name = CatalogueName(typed).value_or(typed);
     const ReadOutcome read = ReadVariable(*target, name);
@@ -176,7 +184,12 @@ int RunGet(const Args& args) {
     }
     if (JsonWanted()) {
       document.push_back(ValueJson(name, read));
+      if (all) document.back()["group"] = GroupOf(name);
     } else {
+      if (all && heading != GroupOf(name)) {
+        std::printf("%s[%s]\n", heading.empty() ? "" : "\n", GroupOf(name));
+        heading = GroupOf(name);
+      }
       std::printf("%-18s %s\n", name.c_str(), read.text ? read.text->c_str() : FormatValue(name, read.value).c_str());
     }
   }
@@ -323,8 +336,10 @@ const Command kCommands[] = {
      "Reads each variable from the connected drive and prints its engineering value and unit, an\n"
      "enumerated value as its label and a text variable (VerLW, SerialNum) as its text; with --node N\n"
      "reads the image of node N instead (0 the drive's image, 1-6 offline images). Names in any case.\n"
-     "  --all   every variable the drive answers, in the catalogue's order\n"
-     "  --json  an array of {name, value, unit} ({name, value, label} when enumerated, {name, text})\n",
+     "  --all   every variable the drive answers, under the headings [User parameters], [Manufacturing\n"
+     "          settings] and [Status and monitoring], in the catalogue's order within each\n"
+     "  --json  an array of {name, value, unit} ({name, value, label} when enumerated, {name, text});\n"
+     "          with --all each also has its \"group\"\n",
      RunGet},
     {"set", "write a variable of the drive in engineering units",
      "usage: svodb set NAME VALUE [--node N] [--json]\n"

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
@@ -95,13 +96,36 @@ std::string DidYouMean(const std::string& typed) {
   return hint + "?";
 }
 
-bool IsEnumerated(const std::string& name) {
+namespace {
+
+// Conversion codes 0-3 hold the drive's integer as it is (switches, raw
+// numbers, enumerations, the model, the auxiliary feedback type).
+bool HoldsInteger(const std::string& name) {
   int32_t conversionCode = -1;
   double minimum = 0, maximum = 0, defaultValue = 0;
   char unit[SVODB_UNIT_SIZE] = "";
   GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit);
+  return conversionCode >= 0 && conversionCode <= 3;
+}
+
+bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
+  uint8_t value = 0;
+  return query(name, &value) && value != 0;
+}
+
+}  // namespace
+
+const char* GroupOf(const std::string& name) {
+  if (Asked(StatVar_SVODB, name.c_str()) || Asked(ReadOnly_SVODB, name.c_str())) return kGroups[2];
+  for (const svodb::VariableRecord& record : svodb::kCatalogueTable) {
+    if (record.name != nullptr && name == record.name && !record.Has(svodb::kUserFlag)) return kGroups[1];
+  }
+  return kGroups[0];
+}
+
+bool IsEnumerated(const std::string& name) {
   int32_t value = 0;
-  return conversionCode >= 0 && conversionCode <= 3 && GetIdxVal_SVODB(name.c_str(), 0, &value) != -1;
+  return HoldsInteger(name) && GetIdxVal_SVODB(name.c_str(), 0, &value) != -1;
 }
 
 std::string UnitText(const std::string& name) {
@@ -122,6 +146,10 @@ std::optional<double> ParseValue(const std::string& name, const std::string& tex
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
   const bool numeric = !text.empty() && *end == '\0' && std::isfinite(number);
+  if (numeric && number != std::trunc(number) && HoldsInteger(name)) {
+    problem = name + " is an integer variable: it takes whole numbers, not '" + text + "'";
+    return std::nullopt;
+  }
   if (!IsEnumerated(name)) {
     if (!numeric) problem = "'" + text + "' is not a number";
     return numeric ? std::optional<double>(number) : std::nullopt;

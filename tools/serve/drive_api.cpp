@@ -9,6 +9,7 @@
 #include "enumerations.h"
 #include "serve/tool_run.h"
 #include "set_comparison.h"
+#include "values.h"
 #include "svodb/svodb.h"
 
 namespace svodb_tool {
@@ -38,15 +39,6 @@ json KeyValueLines(const std::string& text) {
 bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
   uint8_t value = 0;
   return query(name, &value) && value != 0;
-}
-
-// The catalogue lists the variables alphabetically without headings; the
-// panel groups them by what a commissioning engineer does with them:
-// values the drive reports, settings a user tunes, and the factory's.
-const char* GroupOf(const svodb::VariableRecord& record) {
-  if (Asked(StatVar_SVODB, record.name) || Asked(ReadOnly_SVODB, record.name)) return "Status and monitoring";
-  if (!record.Has(svodb::kUserFlag)) return "Manufacturing settings";
-  return "User parameters";
 }
 
 const char* Availability(const char* name) {
@@ -83,7 +75,7 @@ void AddValue(const char* name, json& variable) {
 
 json VariableJson(const svodb::VariableRecord& record) {
   json variable = {{"name", record.name},
-                   {"group", GroupOf(record)},
+                   {"group", GroupOf(record.name)},
                    {"description", record.description == nullptr ? "" : record.description},
                    {"readOnly", Asked(ReadOnly_SVODB, record.name)},
                    {"availability", Availability(record.name)}};
