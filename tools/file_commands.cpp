@@ -517,8 +517,23 @@ std::optional<double> FileNumber(const ParameterText& text, const std::string& n
   return number;
 }
 
-// The model and drive type the file names (from the check image) against
-// the connected drive's; none after saying why they differ.
+// A file of a newer logic version sets parameters that the drive lacks and
+// that a restore would drop without a word; an older one the library
+// converts. False after saying why.
+bool FileLogicFitsDrive(const std::string& file) {
+  const std::optional<ParameterText> text = ReadParameterText(file);
+  const std::optional<int32_t> fileLogic = text ? FileVersionOf(*text) : std::nullopt;
+  double driveLogic = 0;
+  const int32_t result = GetVariableOnline_SVODB("LogicVer", &driveLogic);
+  if (result != kOk) return LibraryFailure("reading the drive's logic version", result) == kExitOk;
+  if (!fileLogic || *fileLogic <= static_cast<int32_t>(driveLogic)) return true;
+  std::fprintf(stderr, "svodb: restore: %s is for logic %d; the drive has logic %d\n", file.c_str(),
+               static_cast<int>(*fileLogic), static_cast<int>(driveLogic));
+  return false;
+}
+
+// The model, drive type and logic version the file names (from the check
+// image) against the connected drive's; none after saying why they differ.
 bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
   int32_t fileModel = 0, driveModel = 0, fileType = 0;
   SetNode_SVODB(kCheckNode);
@@ -538,7 +553,7 @@ bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
                  DriveTypeName(fileType), DriveTypeName(DriveTypeOfConnection()));
     return false;
   }
-  return true;
+  return FileLogicFitsDrive(file);
 }
 
 std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
@@ -948,8 +963,9 @@ const Command kCommands[] = {
      "against the drive's). The drive runs with it after its next power-up. Parameters the file does\n"
      "not list keep the drive's values; a user file must list CmdGain, CmdOffset and CmdSrc, from\n"
      "which the drive's command scaling is set.\n"
-     "Before writing, the file's model and drive type are checked against the drive's and the plan is\n"
-     "shown: each parameter that changes, as the drive's NV holds it now and after the restore, with\n"
+     "Before writing, the file's model, drive type and logic version (not newer than the drive's) are\n"
+     "checked against the drive's and the plan is shown: each parameter that changes, as the drive's\n"
+     "NV holds it now and after the restore, with\n"
      "warnings for names listed twice, numbers without their unit column and values the drive will\n"
      "store rounded. Then it asks (--yes: no question) and saves the drive's NV to the backups folder.\n"
      "  --mfg      FILE is a manufacturing file: only its factory settings are written\n"
