@@ -2,6 +2,7 @@
 // info, get, set, serial, faults and sample.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -24,6 +25,15 @@ namespace {
 constexpr std::size_t kTextSize = 25;  // serial number and version texts
 
 bool Connected() { return ConnectToDrive(); }
+
+// The words of a command line without "--node N": the names and values
+// that can be checked before the drive is touched.
+Args WithoutNode(const Args& args) {
+  Args words = args;
+  const auto node = std::ranges::find(words, "--node");
+  if (node != words.end()) words.erase(node, node + std::min<std::ptrdiff_t>(2, words.end() - node));
+  return words;
+}
 
 bool HasNodeOption(const Args& args) {
   for (const std::string& arg : args) {
@@ -165,12 +175,12 @@ int RunGet(const Args& args) {
   for (const std::string& typed : names) {
     if (typed.starts_with("--") && typed != "--node") return UsageError("get: unknown option '" + typed + "'");
   }
+  for (const std::string& typed : WithoutNode(names)) {
+    if (!CatalogueName(typed)) return UnknownName("get", typed);
+  }
   const auto target = ChooseTarget("get", names);
   if (!target) return kExitUsage;
   if (names.empty() == !all) return UsageError("get: expected variable names or --all (see svodb get --help)");
-  for (const std::string& typed : names) {
-    if (!CatalogueName(typed)) return UnknownName("get", typed);
-  }
   if (target->read == nullptr) return kExitFailure;
   int status = kExitOk;
   Json document = Json::array();
@@ -198,6 +208,12 @@ int RunGet(const Args& args) {
 }
 
 int RunSet(const Args& args) {
+  if (const Args words = WithoutNode(args); words.size() == 2) {
+    const std::optional<std::string> name = CatalogueName(words[0]);
+    if (!name) return UnknownName("set", words[0]);
+    if (const std::string problem = FractionProblem(*name, words[1]); !problem.empty())
+      return UsageError("set: " + problem);
+  }
   Args rest = args;
   const auto target = ChooseTarget("set", rest);
   if (!target) return kExitUsage;

@@ -98,14 +98,20 @@ std::string DidYouMean(const std::string& typed) {
 
 namespace {
 
+const svodb::VariableRecord* RecordOf(const std::string& name) {
+  for (const svodb::VariableRecord& record : svodb::kCatalogueTable) {
+    if (record.name != nullptr && name == record.name) return &record;
+  }
+  return nullptr;
+}
+
 // Conversion codes 0-3 hold the drive's integer as it is (switches, raw
-// numbers, enumerations, the model, the auxiliary feedback type).
+// numbers, enumerations, the model, the auxiliary feedback type). The
+// catalogue says so without the drive, so that a fraction is refused
+// before the drive is touched.
 bool HoldsInteger(const std::string& name) {
-  int32_t conversionCode = -1;
-  double minimum = 0, maximum = 0, defaultValue = 0;
-  char unit[SVODB_UNIT_SIZE] = "";
-  GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit);
-  return conversionCode >= 0 && conversionCode <= 3;
+  const svodb::VariableRecord* record = RecordOf(name);
+  return record != nullptr && record->conversionCode >= 0 && record->conversionCode <= 3;
 }
 
 bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
@@ -117,10 +123,8 @@ bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
 
 const char* GroupOf(const std::string& name) {
   if (Asked(StatVar_SVODB, name.c_str()) || Asked(ReadOnly_SVODB, name.c_str())) return kGroups[2];
-  for (const svodb::VariableRecord& record : svodb::kCatalogueTable) {
-    if (record.name != nullptr && name == record.name && !record.Has(svodb::kUserFlag)) return kGroups[1];
-  }
-  return kGroups[0];
+  const svodb::VariableRecord* record = RecordOf(name);
+  return record != nullptr && !record->Has(svodb::kUserFlag) ? kGroups[1] : kGroups[0];
 }
 
 bool IsEnumerated(const std::string& name) {
@@ -142,14 +146,20 @@ std::optional<std::string> LabelOf(const std::string& name, int32_t value) {
   return std::string(label);
 }
 
+std::string FractionProblem(const std::string& name, const std::string& text) {
+  char* end = nullptr;
+  const double number = std::strtod(text.c_str(), &end);
+  const bool fraction = !text.empty() && *end == '\0' && std::isfinite(number) && number != std::trunc(number);
+  if (!fraction || !HoldsInteger(name)) return "";
+  return name + " is an integer variable: it takes whole numbers, not '" + text + "'";
+}
+
 std::optional<double> ParseValue(const std::string& name, const std::string& text, std::string& problem) {
+  problem = FractionProblem(name, text);
+  if (!problem.empty()) return std::nullopt;
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
   const bool numeric = !text.empty() && *end == '\0' && std::isfinite(number);
-  if (numeric && number != std::trunc(number) && HoldsInteger(name)) {
-    problem = name + " is an integer variable: it takes whole numbers, not '" + text + "'";
-    return std::nullopt;
-  }
   if (!IsEnumerated(name)) {
     if (!numeric) problem = "'" + text + "' is not a number";
     return numeric ? std::optional<double>(number) : std::nullopt;

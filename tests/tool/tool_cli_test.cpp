@@ -332,6 +332,27 @@ TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswersByGroup) {
   EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 159 + 3 + 2);
 }
 
+// With no drive at all, the exact message and nothing from the transport
+// show that the check came before the drive was touched.
+TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
+  const struct {
+    std::vector<std::string> args;
+    const char* err;
+  } cases[] = {
+      {{"set", "FilterType", "1.5"}, "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
+      {{"set", "EncOut", "0.5", "--node", "1"}, "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
+      {{"set", "Kvpp", "1"}, "svodb: set: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
+      {{"get", "KVP", "nosuch"}, "svodb: get: no variable is named 'nosuch'\n"},
+      {{"trx", "set", "SINGain", "2000"}, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
+      {{"poke", "3", "999", "--yes"}, "svodb: poke: the byte must be an integer from 0 to 255, not '999'\n"},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run(c.args, {"SVODB_SIM_NODES=none"});
+    EXPECT_EQ(run.exitCode, 2) << c.args[1];
+    EXPECT_EQ(run.err, c.err);
+  }
+}
+
 TEST_F(Tool, JsonOnTheCommandsThatPrintData) {
   const struct {
     std::vector<std::string> args;
