@@ -7,6 +7,7 @@
 #include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "enumerations.h"
+#include "feedback/motor_data_block.h"
 #include "serve/tool_run.h"
 #include "set_comparison.h"
 #include "values.h"
@@ -150,6 +151,24 @@ WriteOutcome WriteVariable(const std::string& name, const json& request) {
   const int32_t result = PutVariableOnline_SVODB(name.c_str(), *value);
   if (result != 1) return {422, {{"error", Message(result)}, {"code", result}}};
   return {200, *OneVariable(name)};
+}
+
+json MotorData() {
+  int32_t result = Connect();
+  if (result == 1) result = LoadShowData_TRXMDB();
+  if (result != 1) return {{"error", Message(result)}, {"code", result}};
+  json fields = json::array();
+  for (const svodb::MdbField& field : svodb::kMdbFieldTable) {
+    if (field.name[0] == '\0') break;
+    char text[SVODB_TRX_FIELD_TEXT_SIZE] = "";
+    char unit[SVODB_UNIT_SIZE] = "";
+    const bool shown = GetMotorData_TRXMDB(field.name, text) == 1;
+    GetDataUnit_TRXMDB(field.name, unit);
+    // The table marks a text field's unit as "...": no unit.
+    const std::string known = Trim(unit) == "..." ? "" : Trim(unit);
+    fields.push_back({{"name", field.name}, {"value", shown ? json(Trim(text)) : json(nullptr)}, {"unit", known}});
+  }
+  return {{"fields", fields}};
 }
 
 json Sample(const std::vector<std::string>& names) {
