@@ -75,9 +75,19 @@ int32_t Validate(const Block& block) {
   return (sum & 0xFF) == 0xFF ? 1 : kWrongChecksum;
 }
 
+// Reading the whole block from the device takes seconds.
+int32_t ReadBlock(Block& block) {
+  const ElapsedTime elapsed("reading the motor data block");
+  return Read_TRXMDB(block.data());
+}
+
 int RunMdbShow() {
   if (!Connected()) return kExitFailure;
-  const int32_t result = LoadShowData_TRXMDB();
+  int32_t result = 0;
+  {
+    const ElapsedTime elapsed("reading the motor data block");
+    result = LoadShowData_TRXMDB();
+  }
   if (result != 1) return LibraryFailure("reading the motor data block", result);
   for (const svodb::MdbField& field : svodb::kMdbFieldTable) {
     if (field.name[0] == '\0') break;
@@ -97,7 +107,7 @@ int RunMdbShow() {
 int RunMdbRead(const std::string& path) {
   if (!Connected()) return kExitFailure;
   Block block(SVODB_TRX_BLOCK_SIZE);
-  const int32_t result = Read_TRXMDB(block.data());
+  const int32_t result = ReadBlock(block);
   if (result != 1) return LibraryFailure("reading the motor data block", result);
   if (!WriteBlockFile(path, block)) return kExitFailure;
   std::printf("motor data block -> %s\n", path.c_str());
@@ -155,7 +165,7 @@ int RunMdbWrite(const std::string& path) {
   }
   if (!Confirmed("write " + path + " to the motor's feedback device")) return kExitUsage;
   Block backup(SVODB_TRX_BLOCK_SIZE);
-  result = Read_TRXMDB(backup.data());
+  result = ReadBlock(backup);
   if (result != 1) return LibraryFailure("reading the present block; nothing was written", result);
   const std::string backupPath = BackupPath("motor-block.txt").string();
   std::error_code error;
