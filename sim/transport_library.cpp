@@ -6,6 +6,7 @@
 //   SVODB_SIM_LOGIC        logic version, 2, 3 or 4 (default 4)
 //   SVODB_SIM_VERSION      version text of the logic, e.g. "3.2A" (default "4.0A")
 //   SVODB_SIM_TRX          generation of the motor's feedback device, 1 or 2 (default 1)
+//   SVODB_SIM_NODES        network addresses at which a drive answers, e.g. "1,2,5" (default "1")
 //   SVODB_SIM_STATE        path of a state file (default: none)
 //   SVODB_SIM_POWER_CYCLE  "1": switch the drive off and on before the first call
 //   SVODB_SIM_VIRTUAL_CLOCK  "1": read by the svodb tool, which then runs the
@@ -27,15 +28,19 @@
 // ".flash" appended, rewritten when an ISP function that may have changed it
 // ends.
 #define COMMSVODB_BUILDING_LIBRARY
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <map>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "drive_state_file.h"
 #include "svodb/commsvodb.h"
@@ -87,24 +92,15 @@ DriveConfig ConfigFromEnvironment() {
 
 void Complain(const std::string& message) { std::fprintf(stderr, "svodb virtual drive: %s\n", message.c_str()); }
 
-// The drive the environment asks for, or none after saying why not.
-std::optional<VirtualDrive> MakeDrive() {
-  try {
-    return VirtualDrive(ConfigFromEnvironment());
-  } catch (const std::invalid_argument& refused) {
-    Complain(refused.what());
-    return std::nullopt;
-  }
-}
-
-class SharedDrive {
+// One drive of the network: the drive and the files that keep it powered.
+class DriveUnit {
  public:
-  SharedDrive() : drive_(MakeDrive()), statePath_(Environment("SVODB_SIM_STATE")) {
-    if (!drive_) return;
+  DriveUnit(VirtualDrive drive, std::optional<std::filesystem::path> statePath)
+      : drive_(std::move(drive)), statePath_(std::move(statePath)) {
     if (statePath_) flashPath_ = std::filesystem::path(*statePath_) += ".flash";
     if (statePath_) devicePath_ = std::filesystem::path(*statePath_) += ".trx";
     // A long-running client would otherwise grow the log without end.
-    drive_->Log().SetRecording(false);
+    drive_.Log().SetRecording(false);
     LoadState();
   }
 
@@ -113,41 +109,40 @@ class SharedDrive {
   // library, so there is no lock.
   template <typename Call>
   auto Run(Call&& call) -> decltype(call(std::declval<VirtualDrive&>())) {
-    if (!drive_) return {};
-    const uint64_t before = drive_->PersistentRevision();
-    const svodb::sim::WorkingRegisters working = drive_->SaveWorkingRegisters();
-    auto result = call(*drive_);
-    unsaved_ = unsaved_ || drive_->PersistentRevision() != before || drive_->SaveWorkingRegisters() != working;
+    const uint64_t before = drive_.PersistentRevision();
+    const svodb::sim::WorkingRegisters working = drive_.SaveWorkingRegisters();
+    auto result = call(drive_);
+    unsaved_ = unsaved_ || drive_.PersistentRevision() != before || drive_.SaveWorkingRegisters() != working;
     if (unsaved_ && !SaveState()) return {};
-    if (drive_->Flash().Revision() != savedFlashRevision_) SaveFlash();
+    if (drive_.Flash().Revision() != savedFlashRevision_) SaveFlash();
     return result;
   }
 
  private:
   void LoadState() {
-    if (flashPath_) svodb::sim::ReadFlashFile(*flashPath_, drive_->Flash());
-    savedFlashRevision_ = drive_->Flash().Revision();
+    if (flashPath_) svodb::sim::ReadFlashFile(*flashPath_, drive_.Flash());
+    savedFlashRevision_ = drive_.Flash().Revision();
     if (!statePath_) return;
     // A new drive is saved with its first call, powered or not.
     unsaved_ = true;
     const auto saved = svodb::sim::ReadSavedDrive(*statePath_);
     if (!saved) return;
-    drive_->RestoreState(saved->persistent);
+    drive_.RestoreState(saved->persistent);
     // The motor's feedback device, when a file of its generation is there;
     // else it holds the block the drive's copy was saved with.
-    if (devicePath_) svodb::sim::ReadDeviceFile(*devicePath_, drive_->Trx());
+    if (devicePath_) svodb::sim::ReadDeviceFile(*devicePath_, drive_.Trx());
     if (saved->working && Environment("SVODB_SIM_POWER_CYCLE") != "1") {
-      drive_->ResumeWorkingRegisters(*saved->working);
+      drive_.ResumeWorkingRegisters(*saved->working);
     } else {
-      drive_->PowerCycle();
+      drive_.PowerCycle();
     }
   }
 
   bool SaveState() {
     if (!statePath_) return true;
-    const svodb::sim::WorkingRegisters working = drive_->SaveWorkingRegisters();
-    if (!svodb::sim::WriteStateFile(*statePath_, drive_->SaveState(), &working) ||
-        (devicePath_ && !svodb::sim::WriteDeviceFile(*devicePath_, drive_->Trx()))) {
+    const svodb::sim::WorkingRegisters working = drive_.SaveWorkingRegisters();
+    if (!svodb::sim::WriteStateFile(*statePath_, drive_.SaveState(), &working) ||
+        (devicePath_ && !svodb::sim::WriteDeviceFile(*devicePath_, drive_.Trx()))) {
       Complain("cannot write the state file " + statePath_->string() + " (" + std::strerror(errno) +
                "); the drive's last change is not kept");
       return false;
@@ -157,11 +152,11 @@ class SharedDrive {
   }
 
   void SaveFlash() {
-    savedFlashRevision_ = drive_->Flash().Revision();
-    if (flashPath_) svodb::sim::WriteFlashFile(*flashPath_, drive_->Flash());
+    savedFlashRevision_ = drive_.Flash().Revision();
+    if (flashPath_) svodb::sim::WriteFlashFile(*flashPath_, drive_.Flash());
   }
 
-  std::optional<VirtualDrive> drive_;
+  VirtualDrive drive_;
   std::optional<std::filesystem::path> statePath_;
   std::optional<std::filesystem::path> flashPath_;
   std::optional<std::filesystem::path> devicePath_;
@@ -169,8 +164,94 @@ class SharedDrive {
   bool unsaved_ = false;
 };
 
-SharedDrive& Shared() {
-  static SharedDrive shared;
+// The network addresses at which a drive answers: distinct integers from 1
+// to the number of axes the network carries, comma-separated.
+std::vector<int32_t> NodesFromEnvironment() {
+  const std::optional<std::string> text = Environment("SVODB_SIM_NODES");
+  if (!text) return {1};
+  const std::string refused = "SVODB_SIM_NODES is '" + *text +
+                              "'; the virtual network models distinct addresses 1-" +
+                              std::to_string(svodb::sim::kMotoBusAxes) + ", comma-separated";
+  std::vector<int32_t> nodes;
+  std::size_t start = 0;
+  while (start <= text->size()) {
+    const std::size_t comma = std::min(text->find(',', start), text->size());
+    const std::string item = text->substr(start, comma - start);
+    char* end = nullptr;
+    errno = 0;
+    const long node = std::strtol(item.c_str(), &end, 10);
+    if (item.empty() || errno != 0 || *end != '\0' || node < 1 || node > svodb::sim::kMotoBusAxes ||
+        std::ranges::find(nodes, node) != nodes.end())
+      throw std::invalid_argument(refused);
+    nodes.push_back(static_cast<int32_t>(node));
+    start = comma + 1;
+  }
+  std::ranges::sort(nodes);
+  return nodes;
+}
+
+// The drives of the virtual network. The network's first argument (A) is
+// the address of the drive the connection talks to; an address where no
+// drive answers opens the network, but every call to the drive there gets
+// "No Response from drive". A serial port reaches the drive of the lowest
+// address. The drives share the model and logic the environment sets and
+// differ in their serial numbers, whose last digit is their address. Each
+// is built on first use: the drive at address 1 keeps its state in
+// SVODB_SIM_STATE, the drive at address N in that name with ".nodeN" added.
+class SharedNetwork {
+ public:
+  SharedNetwork() {
+    try {
+      config_ = ConfigFromEnvironment();
+      nodes_ = NodesFromEnvironment();
+      svodb::sim::ValidateConfig(*config_);
+      current_ = nodes_.front();
+    } catch (const std::invalid_argument& refused) {
+      Complain(refused.what());
+      config_.reset();
+      nodes_.clear();
+    }
+  }
+
+  void SelectSerialDrive() {
+    if (!nodes_.empty()) current_ = nodes_.front();
+  }
+  void SelectAddress(int32_t address) { current_ = address; }
+  bool Answers() const { return std::ranges::find(nodes_, current_) != nodes_.end(); }
+
+  template <typename Call>
+  auto Run(Call&& call) -> decltype(call(std::declval<VirtualDrive&>())) {
+    if (!Answers()) return {};
+    return Unit(current_).Run(call);
+  }
+  // Calls that concern the transport itself, not the drive at an address.
+  template <typename Call>
+  auto RunOnAny(Call&& call) -> decltype(call(std::declval<VirtualDrive&>())) {
+    if (nodes_.empty()) return {};
+    return Unit(nodes_.front()).Run(call);
+  }
+
+ private:
+  DriveUnit& Unit(int32_t address) {
+    std::unique_ptr<DriveUnit>& unit = units_[address];
+    if (!unit) {
+      DriveConfig config = *config_;
+      config.serialNumber.back() = static_cast<char>('0' + address);
+      std::optional<std::filesystem::path> statePath = Environment("SVODB_SIM_STATE");
+      if (statePath && address != 1) *statePath += ".node" + std::to_string(address);
+      unit = std::make_unique<DriveUnit>(VirtualDrive(config), statePath);
+    }
+    return *unit;
+  }
+
+  std::optional<DriveConfig> config_;
+  std::vector<int32_t> nodes_;
+  int32_t current_ = 0;
+  std::map<int32_t, std::unique_ptr<DriveUnit>> units_;
+};
+
+SharedNetwork& Shared() {
+  static SharedNetwork shared;
   return shared;
 }
 
@@ -185,21 +266,41 @@ int32_t Guarded(Call&& call) noexcept {
   }
 }
 
+// Opening and closing the network reach the bus even where no drive answers.
+template <typename Call>
+int32_t GuardedOnBus(Call&& call) noexcept {
+  try {
+    return Shared().Answers() ? Shared().Run(call) : 1;
+  } catch (...) {
+    return 0;
+  }
+}
+
+template <typename Call>
+void GuardedOnAny(Call&& call) noexcept {
+  try {
+    Shared().RunOnAny(call);
+  } catch (...) {
+  }
+}
+
 }  // namespace
 
 extern "C" {
 
 COMMSVODB_API int32_t COMMSVODB_CALL InitComPort(int32_t port, int32_t baudRate) {
+  Shared().SelectSerialDrive();
   return Guarded([&](VirtualDrive& drive) { return drive.InitComPort(port, baudRate); });
 }
 
 COMMSVODB_API int32_t COMMSVODB_CALL InitMotoBus(int32_t a, int32_t b, int32_t extended, int32_t c, int32_t d,
                                                  int32_t e, int32_t f, int32_t g) {
-  return Guarded([&](VirtualDrive& drive) { return drive.InitMotoBus({a, b, extended, c, d, e, f, g}); });
+  Shared().SelectAddress(a);
+  return GuardedOnBus([&](VirtualDrive& drive) { return drive.InitMotoBus({a, b, extended, c, d, e, f, g}); });
 }
 
 COMMSVODB_API int32_t COMMSVODB_CALL KillMotoBus(void) {
-  return Guarded([](VirtualDrive& drive) { return drive.KillMotoBus(); });
+  return GuardedOnBus([](VirtualDrive& drive) { return drive.KillMotoBus(); });
 }
 
 COMMSVODB_API int32_t COMMSVODB_CALL GetCommType(void) {
@@ -252,7 +353,7 @@ COMMSVODB_API int32_t COMMSVODB_CALL GetMaxNumMotoBusAxes(int32_t* axes) {
 
 COMMSVODB_API void COMMSVODB_CALL CommSVODBVersion(char* text) {
   if (text != nullptr) text[0] = '\0';
-  Guarded([&](VirtualDrive& drive) {
+  GuardedOnAny([&](VirtualDrive& drive) {
     drive.CommSVODBVersion(text);
     return 1;
   });
@@ -260,7 +361,7 @@ COMMSVODB_API void COMMSVODB_CALL CommSVODBVersion(char* text) {
 
 COMMSVODB_API void COMMSVODB_CALL CommNCLVersion(char* text) {
   if (text != nullptr) text[0] = '\0';
-  Guarded([&](VirtualDrive& drive) {
+  GuardedOnAny([&](VirtualDrive& drive) {
     drive.CommNCLVersion(text);
     return 1;
   });

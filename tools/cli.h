@@ -25,6 +25,7 @@ std::span<const Command> ValueCommands();
 std::span<const Command> FeedbackCommands();
 std::span<const Command> OfflineCommands();
 std::span<const Command> FileCommands();
+std::span<const Command> NetworkCommands();
 std::span<const Command> FlashCommands();
 std::span<const Command> ServeCommands();
 

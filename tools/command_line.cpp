@@ -13,7 +13,7 @@ namespace {
 template <typename Visit>
 void ForEachCommand(Visit visit) {
   for (const auto& table : {CatalogueCommands(), DriveCommands(), ValueCommands(), FeedbackCommands(),
-                            OfflineCommands(), FileCommands(), FlashCommands(), ServeCommands()}) {
+                            OfflineCommands(), FileCommands(), NetworkCommands(), FlashCommands(), ServeCommands()}) {
     for (const Command& command : table) visit(command);
   }
 }

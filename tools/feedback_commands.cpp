@@ -13,6 +13,7 @@
 #include "cli.h"
 #include "feedback/motor_data_block.h"
 #include "json_output.h"
+#include "progress.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 
@@ -78,9 +79,19 @@ Json NumberOrText(const std::string& text) {
   return !text.empty() && *end == '\0' ? Json(value) : Json(text);
 }
 
+// Reading the whole block from the device takes seconds.
+int32_t ReadBlock(Block& block) {
+  const ElapsedTime elapsed("reading the motor data block");
+  return Read_TRXMDB(block.data());
+}
+
 int RunMdbShow() {
   if (!Connected()) return kExitFailure;
-  const int32_t result = LoadShowData_TRXMDB();
+  int32_t result = 0;
+  {
+    const ElapsedTime elapsed("reading the motor data block");
+    result = LoadShowData_TRXMDB();
+  }
   if (result != SVODB_OK) return LibraryFailure("reading the motor data block", result);
   Json fields = Json::array();
   std::string table;
@@ -106,7 +117,7 @@ int RunMdbShow() {
 int RunMdbRead(const std::string& path) {
   if (!Connected()) return kExitFailure;
   Block block(SVODB_TRX_BLOCK_SIZE);
-  const int32_t result = Read_TRXMDB(block.data());
+  const int32_t result = ReadBlock(block);
   if (result != SVODB_OK) return LibraryFailure("reading the motor data block", result);
   if (!WriteBlockFile(path, block)) return kExitFailure;
   PrintResult(Json{{"file", path}, {"values", block.size()}}, "motor data block -> " + path + "\n");
@@ -166,7 +177,7 @@ int RunMdbWrite(const std::string& path) {
   }
   if (!Confirmed("write " + path + " to the motor's feedback device")) return kExitUsage;
   Block backup(SVODB_TRX_BLOCK_SIZE);
-  result = Read_TRXMDB(backup.data());
+  result = ReadBlock(backup);
   if (result != SVODB_OK) return LibraryFailure("reading the present block; nothing was written", result);
   const std::string backupPath = BackupPath("motor-block.txt").string();
   std::error_code error;
@@ -175,7 +186,10 @@ int RunMdbWrite(const std::string& path) {
   ShowBackup(Backup{{backupPath}, {"svodb mdb write " + backupPath}});
   uint32_t a = 0, b = 0;
   if (!PresentDeviceBytes(generation, a, b)) return kExitFailure;
-  result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
+  {
+    const ElapsedTime elapsed("writing the motor data block");
+    result = Write_Verify_TRXMDB_v2(block->data(), &a, &b);
+  }
   if (result != SVODB_OK) return LibraryFailure("writing " + path, result);
   const unsigned baud = speed == 115 ? 115200u : 19200u;
   PrintResult(Json{{"file", path}, {"generation", generation}, {"baud", baud}, {"backup", backupPath}},

@@ -20,6 +20,8 @@
 #include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "json_output.h"
+#include "network.h"
+#include "progress.h"
 #include "safety.h"
 #include "set_comparison.h"
 #include "svodb/svodb.h"
@@ -315,7 +317,11 @@ ShownValue ShowValue(const std::string& name) {
 
 // ---- svodb backup ---------------------------------------------------------------
 
-int RunBackup(const Args& args) {
+int RunBackup(const Args& given) {
+  Args args = given;
+  const std::optional<bool> everyNode = TakeEveryNodeOption("backup", args);
+  if (!everyNode) return kExitUsage;
+  if (*everyNode) return BackupEveryNode(args, RunBackup);
   std::vector<std::string> files;
   bool mfg = false;
   for (const std::string& arg : args) {
@@ -331,7 +337,11 @@ int RunBackup(const Args& args) {
   const std::string& file = files[0];
   if (!MayWriteOutput("backup", file)) return kExitUsage;
   if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
-  const int32_t result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
+  int32_t result = 0;
+  {
+    const ElapsedTime elapsed("reading the drive's NV memory");
+    result = mfg ? GetMfgParamsNV_SVODBT(file.c_str()) : GetUserParamsNV_SVODBT(file.c_str());
+  }
   if (result != SVODB_OK) return LibraryFailure("backing up the drive's NV memory to " + file, result);
   const std::optional<ParameterText> written = ReadParameterText(file);
   const std::size_t count = written ? Significant(written->body).size() : 0;
@@ -500,8 +510,23 @@ std::optional<double> FileNumber(const ParameterText& text, const std::string& n
   return number;
 }
 
-// The model and drive type the file names (from the check image) against
-// the connected drive's; none after saying why they differ.
+// A file of a newer logic version sets parameters that the drive lacks and
+// that a restore would drop without a word; an older one the library
+// converts. False after saying why.
+bool FileLogicFitsDrive(const std::string& file) {
+  const std::optional<ParameterText> text = ReadParameterText(file);
+  const std::optional<int32_t> fileLogic = text ? FileVersionOf(*text) : std::nullopt;
+  double driveLogic = 0;
+  const int32_t result = GetVariableOnline_SVODB("LogicVer", &driveLogic);
+  if (result != SVODB_OK) return LibraryFailure("reading the drive's logic version", result) == kExitOk;
+  if (!fileLogic || *fileLogic <= static_cast<int32_t>(driveLogic)) return true;
+  std::fprintf(stderr, "svodb: restore: %s is for logic %d; the drive has logic %d\n", file.c_str(),
+               static_cast<int>(*fileLogic), static_cast<int>(driveLogic));
+  return false;
+}
+
+// The model, drive type and logic version the file names (from the check
+// image) against the connected drive's; none after saying why they differ.
 bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
   int32_t fileModel = 0, driveModel = 0, fileType = 0;
   SetNode_SVODB(kCheckNode);
@@ -521,7 +546,7 @@ bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
                  DriveTypeName(fileType), DriveTypeName(DriveTypeOfConnection()));
     return false;
   }
-  return true;
+  return FileLogicFitsDrive(file);
 }
 
 std::optional<RestorePlan> MakeRestorePlan(const std::string& file, bool mfg) {
@@ -647,7 +672,10 @@ int RunRestore(const Args& args) {
   int32_t result = mfg ? RDFromNVMfg_SVODB() : RDFromNVUser_SVODB();
   if (result != SVODB_OK) return LibraryFailure("reading the drive's NV memory", result);
   if (!Selected(0)) return kExitFailure;
-  result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
+  {
+    const ElapsedTime elapsed("writing the drive's NV memory");
+    result = mfg ? SetMfgParamsNV_SVODBT(file.c_str()) : SetUserParamsNV_SVODBT(file.c_str());
+  }
   if (result != SVODB_OK) return LibraryFailure("restoring " + file + " to the drive's NV memory", result);
   document["written"] = true;
   PrintResult(document, "wrote " + file +
@@ -938,7 +966,11 @@ Json DiffDocument(const std::string& first, const std::string& second, const Set
   return {{"first", first}, {"second", second}, {"compared", comparison.compared}, {"differing", rows}};
 }
 
-int RunDiff(const Args& args) {
+int RunDiff(const Args& given) {
+  Args args = given;
+  const std::optional<bool> everyNode = TakeEveryNodeOption("diff", args);
+  if (!everyNode) return kExitUsage;
+  if (*everyNode) return DiffEveryNode(args);
   if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
   const std::optional<SetComparison> comparison = CompareParameterSets(args[0], args[1]);
   if (!comparison) return kExitUsage;
@@ -965,9 +997,12 @@ int RunDiff(const Args& args) {
 const Command kCommands[] = {
     {"backup", "save the drive's NV memory to a parameter file",
      "usage: svodb backup FILE [--mfg]\n"
+     "       svodb backup FOLDER --node all [--mfg]\n"
      "Reads the drive's NV memory (the parameters it starts with) and writes it to FILE as a user file\n"
      "of the parameters the drive's version supports; with --mfg as a manufacturing file of the\n"
-     "fourteen factory settings.\n",
+     "fourteen factory settings.\n"
+     "  --node all  every drive that answers on the network (see svodb scan), each into a file of\n"
+     "              FOLDER named by its address and serial number: node<N>-<serial>.par\n",
      RunBackup},
     {"restore", "check a parameter file and write it to the drive's NV memory",
      "usage: svodb restore FILE [--mfg] [--dry-run]\n"
@@ -976,8 +1011,9 @@ const Command kCommands[] = {
      "against the drive's). The drive runs with it after its next power-up. Parameters the file does\n"
      "not list keep the drive's values; a user file must list CmdGain, CmdOffset and CmdSrc, from\n"
      "which the drive's command scaling is set.\n"
-     "Before writing, the file's model and drive type are checked against the drive's and the plan is\n"
-     "shown: each parameter that changes, as the drive's NV holds it now and after the restore, with\n"
+     "Before writing, the file's model, drive type and logic version (not newer than the drive's) are\n"
+     "checked against the drive's and the plan is shown: each parameter that changes, as the drive's\n"
+     "NV holds it now and after the restore, with\n"
      "warnings for names listed twice, numbers without their unit column and values the drive will\n"
      "store rounded. Then it asks (--yes: no question) and saves the drive's NV to the backups folder.\n"
      "  --mfg      FILE is a manufacturing file: only its factory settings are written\n"
@@ -992,7 +1028,7 @@ const Command kCommands[] = {
      "  --logic L  the drive's logic version, 2-4 (default 3), which chooses the default tables\n",
      RunDefaults},
     {"diff", "show the parameters that differ between two parameter sets",
-     "usage: svodb diff A B\n"
+     "usage: svodb diff A B [--node all]\n"
      "Compares two parameter sets and shows, in engineering units, the parameters that differ. Each of\n"
      "A and B is one of:\n"
      "  FILE              a user or manufacturing parameter file (told apart by its first word)\n"
@@ -1002,7 +1038,9 @@ const Command kCommands[] = {
      "  defaults[:MODEL]  the factory defaults of MODEL; without MODEL, of the other side's model,\n"
      "                    and always of the other side's drive type, logic version and units\n"
      "Only parameters both sets hold are compared. Exit status: 0 the sets are equal, 1 they differ,\n"
-     "2 bad usage or a failure.\n",
+     "2 bad usage or a failure.\n"
+     "  --node all  compare on every drive that answers on the network (see svodb scan), in one table\n"
+     "              with the drive's address in its first column\n",
      RunDiff},
 };
 // clang-format on

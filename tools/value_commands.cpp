@@ -2,6 +2,7 @@
 // info, get, set, serial, faults and sample.
 #include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -11,6 +12,8 @@
 
 #include "cli.h"
 #include "json_output.h"
+#include "network.h"
+#include "progress.h"
 #include "values.h"
 #include "safety.h"
 #include "svodb/svodb.h"
@@ -22,6 +25,15 @@ namespace {
 constexpr std::size_t kTextSize = 25;  // serial number and version texts
 
 bool Connected() { return ConnectToDrive(); }
+
+// The words of a command line without "--node N": the names and values
+// that can be checked before the drive is touched.
+Args WithoutNode(const Args& args) {
+  Args words = args;
+  const auto node = std::ranges::find(words, "--node");
+  if (node != words.end()) words.erase(node, node + std::min<std::ptrdiff_t>(2, words.end() - node));
+  return words;
+}
 
 bool HasNodeOption(const Args& args) {
   for (const std::string& arg : args) {
@@ -57,7 +69,11 @@ std::string Text(int32_t (*read)(const char*, int32_t, char*), const char* name,
   return text;
 }
 
-int RunInfo(const Args& args) {
+int RunInfo(const Args& given) {
+  Args args = given;
+  const std::optional<bool> everyNode = TakeEveryNodeOption("info", args);
+  if (!everyNode) return kExitUsage;
+  if (*everyNode) return InfoEveryNode(args);
   if (!args.empty()) return UsageError("info: unexpected argument '" + args[0] + "'");
   if (!Connected()) return kExitFailure;
   int32_t model = 0, mode = 0, driveType = 0, result = 0;
@@ -135,10 +151,17 @@ Json ValueJson(const std::string& name, const ReadOutcome& read) {
   return item;
 }
 
-// Every variable the drive answers, in the catalogue's order (which groups
-// them as the catalogue does).
+// Every variable, group by group and in the catalogue's order within a
+// group; or the names asked for, as asked.
 std::vector<std::string> NamesToGet(const Args& names, bool all) {
-  return all ? CatalogueNames() : std::vector<std::string>(names.begin(), names.end());
+  if (!all) return names;
+  std::vector<std::string> grouped;
+  for (const char* group : kGroups) {
+    for (const std::string& name : CatalogueNames()) {
+      if (GroupOf(name) == std::string_view(group)) grouped.push_back(name);
+    }
+  }
+  return grouped;
 }
 
 int UnknownName(const std::string& command, const std::string& typed) {
@@ -152,15 +175,16 @@ int RunGet(const Args& args) {
   for (const std::string& typed : names) {
     if (typed.starts_with("--") && typed != "--node") return UsageError("get: unknown option '" + typed + "'");
   }
+  for (const std::string& typed : WithoutNode(names)) {
+    if (!CatalogueName(typed)) return UnknownName("get", typed);
+  }
   const auto target = ChooseTarget("get", names);
   if (!target) return kExitUsage;
   if (names.empty() == !all) return UsageError("get: expected variable names or --all (see svodb get --help)");
-  for (const std::string& typed : names) {
-    if (!CatalogueName(typed)) return UnknownName("get", typed);
-  }
   if (target->read == nullptr) return kExitFailure;
   int status = kExitOk;
   Json document = Json::array();
+  std::string_view heading;
   for (const std::string& typed : NamesToGet(names, all)) {
     const std::string name = CatalogueName(typed).value_or(typed);
     const ReadOutcome read = ReadVariable(*target, name);
@@ -170,7 +194,12 @@ int RunGet(const Args& args) {
     }
     if (JsonWanted()) {
       document.push_back(ValueJson(name, read));
+      if (all) document.back()["group"] = GroupOf(name);
     } else {
+      if (all && heading != GroupOf(name)) {
+        std::printf("%s[%s]\n", heading.empty() ? "" : "\n", GroupOf(name));
+        heading = GroupOf(name);
+      }
       std::printf("%-18s %s\n", name.c_str(), read.text ? read.text->c_str() : FormatValue(name, read.value).c_str());
     }
   }
@@ -179,6 +208,12 @@ int RunGet(const Args& args) {
 }
 
 int RunSet(const Args& args) {
+  if (const Args words = WithoutNode(args); words.size() == 2) {
+    const std::optional<std::string> name = CatalogueName(words[0]);
+    if (!name) return UnknownName("set", words[0]);
+    if (const std::string problem = FractionProblem(*name, words[1]); !problem.empty())
+      return UsageError("set: " + problem);
+  }
   Args rest = args;
   const auto target = ChooseTarget("set", rest);
   if (!target) return kExitUsage;
@@ -284,21 +319,14 @@ int RunFaults(const Args& args) {
 constexpr int32_t kSamplesWorthProgress = 200;
 
 struct SampleProgress {
+  Progress shown;
   int32_t total = 0;
   int32_t taken = 0;
-  int shownTenth = -1;
-  bool terminal = isatty(fileno(stderr)) != 0;
 };
 
 int ShowSampleProgress(void* context) {
   SampleProgress& progress = *static_cast<SampleProgress*>(context);
-  ++progress.taken;
-  const int tenth = static_cast<int>(int64_t{progress.taken} * 10 / progress.total);
-  if (progress.total >= kSamplesWorthProgress && tenth != progress.shownTenth) {
-    progress.shownTenth = tenth;
-    // A terminal sees one line that counts up; a log a line per tenth.
-    std::fprintf(stderr, progress.terminal ? "\rsampling: %d%%" : "sampling: %d%%\n", tenth * 10);
-  }
+  if (progress.total >= kSamplesWorthProgress) progress.shown.Advance(++progress.taken);
   return 0;  // no message was waiting
 }
 
@@ -311,11 +339,11 @@ int RunSample(const Args& args) {
   char unit[SVODB_UNIT_SIZE] = "";
   // The library offers to handle a message once per sample: that is the
   // count the progress on standard error follows.
-  SampleProgress progress{*count};
+  SampleProgress progress{Progress("sampling", *count), *count};
   svodb_set_message_handlers(ShowSampleProgress, nullptr, &progress);
   const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
-  if (progress.terminal && progress.shownTenth >= 0) std::fprintf(stderr, "\n");
+  progress.shown.Finish();
   if (result != SVODB_OK) return LibraryFailure("sampling " + args[0], result);
   char text[256];
   std::snprintf(text, sizeof text, "%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(),
@@ -329,16 +357,19 @@ int RunSample(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"info", "show the connected drive's model, mode, versions and serial number",
-     "usage: svodb info\n"
-     "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n",
+     "usage: svodb info [--node all]\n"
+     "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n"
+     "  --node all  of every drive that answers on the network (see svodb scan), as one table\n",
      RunInfo},
     {"get", "read variables of the drive in engineering units",
      "usage: svodb get NAME... | --all [--node N] [--json]\n"
      "Reads each variable from the connected drive and prints its engineering value and unit, an\n"
      "enumerated value as its label and a text variable (VerLW, SerialNum) as its text; with --node N\n"
      "reads the image of node N instead (0 the drive's image, 1-6 offline images). Names in any case.\n"
-     "  --all   every variable the drive answers, in the catalogue's order\n"
-     "  --json  an array of {name, value, unit} ({name, value, label} when enumerated, {name, text})\n",
+     "  --all   every variable the drive answers, under the headings [User parameters], [Manufacturing\n"
+     "          settings] and [Status and monitoring], in the catalogue's order within each\n"
+     "  --json  an array of {name, value, unit} ({name, value, label} when enumerated, {name, text});\n"
+     "          with --all each also has its \"group\"\n",
      RunGet},
     {"set", "write a variable of the drive in engineering units",
      "usage: svodb set NAME VALUE [--node N] [--json]\n"

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 
+#include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
@@ -95,13 +96,40 @@ std::string DidYouMean(const std::string& typed) {
   return hint + "?";
 }
 
+namespace {
+
+const svodb::VariableRecord* RecordOf(const std::string& name) {
+  for (const svodb::VariableRecord& record : svodb::kCatalogueTable) {
+    if (record.name != nullptr && name == record.name) return &record;
+  }
+  return nullptr;
+}
+
+// Conversion codes 0-3 hold the drive's integer as it is (switches, raw
+// numbers, enumerations, the model, the auxiliary feedback type). The
+// catalogue says so without the drive, so that a fraction is refused
+// before the drive is touched.
+bool HoldsInteger(const std::string& name) {
+  const svodb::VariableRecord* record = RecordOf(name);
+  return record != nullptr && record->conversionCode >= 0 && record->conversionCode <= 3;
+}
+
+bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
+  uint8_t value = 0;
+  return query(name, &value) && value != 0;
+}
+
+}  // namespace
+
+const char* GroupOf(const std::string& name) {
+  if (Asked(StatVar_SVODB, name.c_str()) || Asked(ReadOnly_SVODB, name.c_str())) return kGroups[2];
+  const svodb::VariableRecord* record = RecordOf(name);
+  return record != nullptr && !record->Has(svodb::kUserFlag) ? kGroups[1] : kGroups[0];
+}
+
 bool IsEnumerated(const std::string& name) {
-  int32_t conversionCode = -1;
-  double minimum = 0, maximum = 0, defaultValue = 0;
-  char unit[SVODB_UNIT_SIZE] = "";
-  GetProp_SVODB(name.c_str(), &conversionCode, &minimum, &maximum, &defaultValue, unit);
   int32_t value = 0;
-  return conversionCode >= 0 && conversionCode <= 3 && GetIdxVal_SVODB(name.c_str(), 0, &value) != -1;
+  return HoldsInteger(name) && GetIdxVal_SVODB(name.c_str(), 0, &value) != -1;
 }
 
 std::string UnitText(const std::string& name) {
@@ -119,7 +147,17 @@ std::optional<std::string> LabelOf(const std::string& name, int32_t value) {
   return std::string(label);
 }
 
+std::string FractionProblem(const std::string& name, const std::string& text) {
+  char* end = nullptr;
+  const double number = std::strtod(text.c_str(), &end);
+  const bool fraction = !text.empty() && *end == '\0' && std::isfinite(number) && number != std::trunc(number);
+  if (!fraction || !HoldsInteger(name)) return "";
+  return name + " is an integer variable: it takes whole numbers, not '" + text + "'";
+}
+
 std::optional<double> ParseValue(const std::string& name, const std::string& text, std::string& problem) {
+  problem = FractionProblem(name, text);
+  if (!problem.empty()) return std::nullopt;
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
   const bool numeric = !text.empty() && *end == '\0' && std::isfinite(number);

@@ -30,10 +30,20 @@ std::string UnitText(const std::string& name);
 std::optional<std::string> LabelOf(const std::string& name, int32_t value);
 
 // A value as the user typed it: a label of an enumerated variable (any
-// case, blanks or underscores alike) or a number; an enumerated variable
-// takes only whole numbers among its values. Sets `problem` and returns
+// case, blanks or underscores alike) or a number; an integer variable
+// refuses fractions, an enumerated one takes only its values. Sets `problem` and returns
 // none when the text is neither.
 std::optional<double> ParseValue(const std::string& name, const std::string& text, std::string& problem);
+// Why the text cannot be a value of the variable, as far as the catalogue
+// tells without the drive (a fraction for an integer variable); "" when
+// it may be.
+std::string FractionProblem(const std::string& name, const std::string& text);
+
+// The catalogue lists the variables alphabetically without headings; the
+// tool and the panel group them by what a commissioning engineer does with
+// them: settings a user tunes, the factory's, and values the drive reports.
+inline constexpr const char* kGroups[] = {"User parameters", "Manufacturing settings", "Status and monitoring"};
+const char* GroupOf(const std::string& name);
 
 // A read value as shown: a label, or the number with its unit.
 std::string FormatValue(const std::string& name, double value);

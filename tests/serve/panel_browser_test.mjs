@@ -1,8 +1,10 @@
 // svodb serve's page in Chromium, driven through chromedriver's WebDriver
 // protocol (plain HTTP, so no packages beyond Node itself): load, search,
 // edit and read back, an out-of-range value refused, diff against the
-// defaults, a backup download, a live plot that draws, a flash with its
-// progress bar. Leaves a screenshot of the main view in the output folder.
+// defaults, a backup download, a restore and a save behind their
+// confirmation, a live plot that draws, pauses and exports CSV, the motor
+// data block as a table, a flash with its progress bar and its backup.
+// Leaves a screenshot of the main view in the output folder.
 //
 // usage: node panel_browser_test.mjs SVODB FLASH_SAMPLES OUTPUT_DIR
 import { spawn, spawnSync } from 'node:child_process';
@@ -131,6 +133,12 @@ async function main() {
   if (!(await text(browser, '#status')).includes('connected')) fail('the status does not say connected');
   const groups = await browser.run("return [...document.querySelectorAll('#variables tr.group')].map(r => r.textContent)");
   if (groups.join() !== 'User parameters,Manufacturing settings,Status and monitoring') fail(`groups: ${groups}`);
+  const cells = (css) => browser.run("return [...document.querySelectorAll(arguments[0])].map(r => [...r.cells].map(c => c.textContent))", css);
+  // Units, range, default and availability (KVP follows the motor's feedback device here).
+  const table = Object.fromEntries((await cells('#variables tr[data-name]')).map((r) => [r[0], [r[2], r[3], r[4], r[5]].join('|')]));
+  if (table.KVP !== 'Arms/rad/sec|0.002 … 126.278|0.032|disabled' || table.AFBSrc !== '|0 … 1|0|not available on this model'
+      || !/^Hz\|[\d.]+ … [\d.]+\|[\d.]+\|enabled$/.test(table.ARF0)) fail(`rows: ${table.KVP}; ${table.AFBSrc}; ${table.ARF0}`);
+  if (!(await text(browser, '#faults')).includes('fault pointer: ')) fail('no fault log');
   const screenshot = Buffer.from(await browser.screenshot(), 'base64');
   writeFileSync(path.join(outputDir, 'panel.png'), screenshot);
 
@@ -193,9 +201,12 @@ async function main() {
   await until(async () => `the restore: ${await text(browser, '#message')}`, async () => /wrote .*upload\.par to the drive's NV memory.*\(backup: .*\.par\)$/s
     .test(await text(browser, '#message')));
 
-  step = 'motor data';
-  await browser.click('#motor-load');
-  await until('the motor data block', async () => (await text(browser, '#motor')).length > 100, 30_000);
+  step = 'save to NV';
+  await browser.click('#save');
+  await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
+  await browser.click('#confirm-yes');
+  await until(async () => `the save: ${await text(browser, '#message')}`,
+    async () => (await text(browser, '#message')) === "saved the drive's working user parameters to its NV memory");
 
   step = 'live plot';
   await browser.click('#plot-start');
@@ -205,6 +216,20 @@ async function main() {
     let n = 0; for (let i = 3; i < d.length; i += 4) n += d[i] > 0; return n;`);
   if (inked < 100) fail(`the plot drew ${inked} pixels`);
   await browser.click('#plot-pause');
+  const sampleCount = () => browser.run("return Number(document.querySelector('#plot').dataset.samples)");
+  const paused = await sampleCount();
+  await browser.click('#plot-csv');
+  const csv = path.join(downloads, 'svodb-plot.csv');
+  await until('the plot CSV', () => existsSync(csv) && readFileSync(csv, 'utf8').endsWith('\n'));
+  const csvLines = readFileSync(csv, 'utf8').trim().split('\n');
+  if (csvLines[0] !== 'time_ms,VBus' || csvLines.length !== paused + 1 || !/^\d+,325\.32$/.test(csvLines[1])) fail(`CSV: ${csvLines.slice(0, 2)}`);
+
+  step = 'motor data';
+  await browser.click('#motor-load');
+  await until('the motor data block', async () => (await cells('#motor tbody tr')).length === 20, 30_000);
+  const motor = Object.fromEntries((await cells('#motor tbody tr')).map((r) => [r[0], r.slice(1).join('|')]));
+  if (motor.MPoles !== '8|Poles' || motor.MNum !== 'VM2201-A04N0000|' || motor.Kt !== '0.50000|N-m/Arms') fail(`motor: ${JSON.stringify(motor)}`);
+  if (await sampleCount() !== paused) fail('the paused plot went on sampling');
 
   step = 'flash';
   await browser.run("document.querySelector('#flash-file').hidden = false");
@@ -220,6 +245,7 @@ async function main() {
   const [value, max] = await browser.run("const p = document.querySelector('#flash-progress'); return [p.value, p.max]");
   if (value !== max || max !== 2058) fail(`progress ${value} of ${max}`);
   if ((await text(browser, '#message')) !== 'the flash is programmed') fail(await text(browser, '#flash-result'));
+  if (!/put it back with: svodb restore .*-user\.par/.test(await text(browser, '#flash-result'))) fail('no backup before the flash');
   console.log(`flash progress seen part way: ${sawPartial}`);
 
   await browser.quit();

@@ -154,17 +154,24 @@ TEST_F(Tool, AStateFileThatCannotBeWrittenIsAnError) {
 
 // ---- previews that tell the truth ----------------------------------------------
 
-TEST_F(Tool, DryRunAndRestoreBothRefuseAnotherModel) {
+TEST_F(Tool, DryRunAndRestoreBothRefuseAnotherModelOrANewerLogic) {
   ASSERT_EQ(Run({"defaults", "--model", "X7103", "--out", Path("d.par").string()}).exitCode, 0);
-  const std::string expected = "svodb: restore: " + Path("d.par").string() +
-                               " is for X7103_240Vac_6/18Arms; the drive is X7102_240Vac_3/9Arms\n";
-  for (const std::vector<std::string>& extra : {std::vector<std::string>{"--dry-run"}, {"--yes"}}) {
-    std::vector<std::string> args{"restore", Path("d.par").string()};
-    args.insert(args.end(), extra.begin(), extra.end());
-    const Outcome run = Run(args);
-    EXPECT_EQ(run.exitCode, 2) << extra[0];
-    EXPECT_CONTAINS(run.err, expected);
-    EXPECT_CONTAINS(run.err, "nothing was written to the drive");
+  ASSERT_EQ(Run({"defaults", "--logic", "4", "--out", Path("l4.par").string()}).exitCode, 0);
+  const struct {
+    const char* file;
+    std::vector<std::string> drive;
+    std::string message;
+  } cases[] = {
+      {"d.par", {}, " is for X7103_240Vac_6/18Arms; the drive is X7102_240Vac_3/9Arms\n"},
+      {"l4.par", {"SVODB_SIM_LOGIC=3", "SVODB_SIM_VERSION=3.2A"}, " is for logic 4; the drive has logic 3\n"},
+  };
+  for (const auto& c : cases) {
+    for (const char* mode : {"--dry-run", "--yes"}) {
+      const Outcome run = Run({"restore", Path(c.file).string(), mode}, c.drive);
+      EXPECT_EQ(run.exitCode, 2) << c.file << mode;
+      EXPECT_CONTAINS(run.err, "svodb: restore: " + Path(c.file).string() + c.message +
+                                   "svodb: restore: nothing was written to the drive\n");
+    }
   }
   EXPECT_EQ(BackupCount(), 0u);
 }
@@ -295,7 +302,9 @@ TEST_F(Tool, ValuesReadAndWriteAsLabelsAndSayWhenRounded) {
        "CmdSrc             Analog Input\nVerLW              4.0A\nSerialNum          VD22010001\n", ""},
       {{"set", "cmdsrc", "pwm_INPUT"}, 0, "CmdSrc             PWM Input\n", ""},
       {{"set", "CmdSrc", "Analog Input"}, 0, "CmdSrc             Analog Input\n", ""},
-      {{"set", "FilterType", "1.5"}, 2, "", "svodb: set: '1.5' is no value of FilterType (one of: ARfx, BiQuad)\n"},
+      {{"set", "FilterType", "1.5"}, 2, "",
+       "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
+      {{"set", "FilterType", "1"}, 2, "", "svodb: set: '1' is no value of FilterType (one of: ARfx, BiQuad)\n"},
       {{"set", "ARF0", "300"}, 0, "ARF0               303.6 Hz\n",
        "svodb: set ARF0: asked for 300; the drive stores 303.6 Hz\n"},
       {{"get", "Kvpp"}, 2, "", "svodb: get: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
@@ -312,12 +321,36 @@ TEST_F(Tool, ValuesReadAndWriteAsLabelsAndSayWhenRounded) {
   }
 }
 
-TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswers) {
+TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswersByGroup) {
   const Outcome run = Run({"get", "--all"});
   EXPECT_EQ(run.exitCode, 0);
-  EXPECT_CONTAINS(run.out, "\nKVP                0.032 Arms/rad/sec\n");
-  EXPECT_CONTAINS(run.out, "\nVerLW              4.0A\n");
-  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 159);
+  const std::size_t user = run.out.find("[User parameters]\n"), kvp = run.out.find("\nKVP       "),
+                    mfg = run.out.find("\n\n[Manufacturing settings]\n"), serial = run.out.find("\nHstSet "),
+                    status = run.out.find("\n\n[Status and monitoring]\n"), verlw = run.out.find("\nVerLW    ");
+  EXPECT_EQ(user, 0u);
+  EXPECT_TRUE(user < kvp && kvp < mfg && mfg < serial && serial < status && status < verlw) << run.out;
+  EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 159 + 3 + 2);
+}
+
+// With no drive at all, the exact message and nothing from the transport
+// show that the check came before the drive was touched.
+TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
+  const struct {
+    std::vector<std::string> args;
+    const char* err;
+  } cases[] = {
+      {{"set", "FilterType", "1.5"}, "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
+      {{"set", "EncOut", "0.5", "--node", "1"}, "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
+      {{"set", "Kvpp", "1"}, "svodb: set: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
+      {{"get", "KVP", "nosuch"}, "svodb: get: no variable is named 'nosuch'\n"},
+      {{"trx", "set", "SINGain", "2000"}, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
+      {{"poke", "3", "999", "--yes"}, "svodb: poke: the byte must be an integer from 0 to 255, not '999'\n"},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run(c.args, {"SVODB_SIM_NODES=none"});
+    EXPECT_EQ(run.exitCode, 2) << c.args[1];
+    EXPECT_EQ(run.err, c.err);
+  }
 }
 
 TEST_F(Tool, JsonOnTheCommandsThatPrintData) {
@@ -364,6 +397,56 @@ TEST_F(Tool, LongSamplingShowsProgressOnStandardError) {
   EXPECT_CONTAINS(run.err, "sampling: 50%\n");
   EXPECT_EQ(run.err.substr(run.err.size() - 15), "sampling: 100%\n");
   EXPECT_EQ(Run({"sample", "VBus", "5"}).err, "");
+}
+
+// ---- a network of drives ----------------------------------------------------------
+
+TEST_F(Tool, ScanAndEveryNodeCommandsReachTheDrivesThatAnswer) {
+  const std::vector<std::string> network{"SVODB_SIM_NODES=3,1"};
+  const std::string rows = "1     31 (X7102 240Vac 3/9Arms)      4      VD22010001\n"
+                           "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003\n";
+  EXPECT_EQ(Run({"scan"}, network).out, "node  model                          logic  serial number\n" + rows);
+  EXPECT_CONTAINS(Run({"scan", "--json"}, network).out,
+                  "},\n    {\n      \"node\": 3,\n      \"model\": 31,\n      \"model_label\": \"X7102 240Vac 3/9Arms\",\n"
+                  "      \"logic_version\": 4.0,\n      \"serial_number\": \"VD22010003\"\n    }\n  ]\n}\n");
+  EXPECT_CONTAINS(Run({"info", "--node", "all"}, network).out,
+                  "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003               velocity  4.0A\n");
+  // Node 3 saves a change; node 1's backup then differs from node 3 only.
+  ASSERT_EQ(Run({"set", "KVP", "0.05", "--network", "3,0"}, network).exitCode, 0);
+  ASSERT_EQ(Run({"save", "--yes", "--network", "3,0"}, network).exitCode, 0);
+  const Outcome backup = Run({"backup", Path("all").string(), "--node", "all"}, network);
+  EXPECT_EQ(backup.exitCode, 0) << backup.err;
+  EXPECT_CONTAINS(backup.out, "parameters of the drive's NV memory to " + Path("all/node3-VD22010003.par").string());
+  const std::string first = Path("all/node1-VD22010001.par").string();
+  const Outcome diff = Run({"diff", first, "drive", "--node", "all"}, network);
+  EXPECT_EQ(diff.exitCode, 1);
+  EXPECT_CONTAINS(diff.out, "\n3     KVP               0.032 Arms/rad/sec");
+  EXPECT_CONTAINS(diff.out, "0.05 Arms/rad/sec\n1 of 92 parameters differ on 2 drives\n");
+}
+
+TEST_F(Tool, NetworkMistakesAreRefusedClearly) {
+  const struct {
+    std::vector<std::string> args;
+    const char* nodes;
+    int exitCode;
+    const char* text;
+  } cases[] = {
+      {{"scan"}, "SVODB_SIM_NODES=1,9", 1,
+       "svodb virtual drive: SVODB_SIM_NODES is '1,9'; the virtual network models distinct addresses 1-8, "
+       "comma-separated\nsvodb: no drive answers at network addresses 1-8\n"},
+      {{"scan"}, "SVODB_SIM_NODES=2,2", 1, "SVODB_SIM_NODES is '2,2'"},
+      {{"info", "--node", "2"}, "SVODB_SIM_NODES=2", 2, "svodb: info: --node takes 'all'"},
+      {{"backup", "f", "--node", "all", "--port", "1"}, "SVODB_SIM_NODES=2", 2,
+       "svodb: backup: --node all works over a network; a serial port reaches one drive\n"},
+      {{"scan", "--port", "1"}, "SVODB_SIM_NODES=2", 2, "svodb: scan: a serial port reaches one drive"},
+      {{"info", "--network", "1,0"}, "SVODB_SIM_NODES=2", 1, "No Response from drive"},
+  };
+  for (const auto& c : cases) {
+    const Outcome run = Run(c.args, {c.nodes});
+    EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << " " << c.nodes;
+    EXPECT_CONTAINS(run.err, c.text);
+    EXPECT_EQ(run.out, "") << c.args[0];
+  }
 }
 
 // ---- the command line ---------------------------------------------------------------

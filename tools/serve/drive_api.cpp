@@ -7,8 +7,10 @@
 #include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "enumerations.h"
+#include "feedback/motor_data_block.h"
 #include "serve/tool_run.h"
 #include "set_comparison.h"
+#include "values.h"
 #include "svodb/svodb.h"
 
 namespace svodb_tool {
@@ -40,18 +42,9 @@ bool Asked(bool(SVODB_CALL* query)(const char*, uint8_t*), const char* name) {
   return query(name, &value) && value != 0;
 }
 
-// The catalogue lists the variables alphabetically without headings; the
-// panel groups them by what a commissioning engineer does with them:
-// values the drive reports, settings a user tunes, and the factory's.
-const char* GroupOf(const svodb::VariableRecord& record) {
-  if (Asked(StatVar_SVODB, record.name) || Asked(ReadOnly_SVODB, record.name)) return "Status and monitoring";
-  if (!record.Has(svodb::kUserFlag)) return "Manufacturing settings";
-  return "User parameters";
-}
-
 const char* Availability(const char* name) {
   int32_t enabled = 1;
-  if (GetParamEnabled_SVODB(name, 0, &enabled) != 1) return "unknown";
+  if (GetParamEnabled_SVODB(name, 0, &enabled) != SVODB_OK) return "unknown";
   return enabled == 1 ? "enabled" : enabled == 0 ? "disabled" : "not available on this model";
 }
 
@@ -69,12 +62,12 @@ json Labels(const std::string& name) {
 void AddValue(const char* name, json& variable) {
   double value = 0;
   const int32_t result = GetVariableOnline_SVODB(name, &value);
-  if (result == 1) {
+  if (result == SVODB_OK) {
     variable["value"] = std::isfinite(value) ? json(value) : json(nullptr);
     return;
   }
   char text[SVODB_ONLINE_TEXT_SIZE] = "";
-  if (GetStringOnline_SVODB(name, 0, text) == 1) {
+  if (GetStringOnline_SVODB(name, 0, text) == SVODB_OK) {
     variable["text"] = Trim(text);
     return;
   }
@@ -83,14 +76,14 @@ void AddValue(const char* name, json& variable) {
 
 json VariableJson(const svodb::VariableRecord& record) {
   json variable = {{"name", record.name},
-                   {"group", GroupOf(record)},
+                   {"group", GroupOf(record.name)},
                    {"description", record.description == nullptr ? "" : record.description},
                    {"readOnly", Asked(ReadOnly_SVODB, record.name)},
                    {"availability", Availability(record.name)}};
   int32_t code = 0;
   double minimum = 0, maximum = 0, defaultValue = 0;
   char unit[SVODB_UNIT_SIZE] = "";
-  if (GetProp_SVODB(record.name, &code, &minimum, &maximum, &defaultValue, unit) == 1) {
+  if (GetProp_SVODB(record.name, &code, &minimum, &maximum, &defaultValue, unit) == SVODB_OK) {
     variable["units"] = Trim(unit);
     variable["min"] = minimum;
     variable["max"] = maximum;
@@ -156,8 +149,26 @@ WriteOutcome WriteVariable(const std::string& name, const json& request) {
     return {400, {{"error", "expected {\"value\": a number} or {\"label\": one of the variable's labels}"}}};
   }
   const int32_t result = PutVariableOnline_SVODB(name.c_str(), *value);
-  if (result != 1) return {422, {{"error", Message(result)}, {"code", result}}};
+  if (result != SVODB_OK) return {422, {{"error", Message(result)}, {"code", result}}};
   return {200, *OneVariable(name)};
+}
+
+json MotorData() {
+  int32_t result = Connect();
+  if (result == SVODB_OK) result = LoadShowData_TRXMDB();
+  if (result != SVODB_OK) return {{"error", Message(result)}, {"code", result}};
+  json fields = json::array();
+  for (const svodb::MdbField& field : svodb::kMdbFieldTable) {
+    if (field.name[0] == '\0') break;
+    char text[SVODB_TRX_FIELD_TEXT_SIZE] = "";
+    char unit[SVODB_UNIT_SIZE] = "";
+    const bool shown = GetMotorData_TRXMDB(field.name, text) == SVODB_OK;
+    GetDataUnit_TRXMDB(field.name, unit);
+    // The table marks a text field's unit as "...": no unit.
+    const std::string known = Trim(unit) == "..." ? "" : Trim(unit);
+    fields.push_back({{"name", field.name}, {"value", shown ? json(Trim(text)) : json(nullptr)}, {"unit", known}});
+  }
+  return {{"fields", fields}};
 }
 
 json Sample(const std::vector<std::string>& names) {
@@ -165,7 +176,7 @@ json Sample(const std::vector<std::string>& names) {
   for (const std::string& name : names) {
     double value = 0;
     const int32_t result = GetVariableOnline_SVODB(name.c_str(), &value);
-    values[name] = result == 1 && std::isfinite(value) ? json(value) : json(nullptr);
+    values[name] = result == SVODB_OK && std::isfinite(value) ? json(value) : json(nullptr);
   }
   return values;
 }

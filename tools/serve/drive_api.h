@@ -27,6 +27,11 @@ struct WriteOutcome {
 // stored value back; the library checks the range.
 WriteOutcome WriteVariable(const std::string& name, const nlohmann::json& request);
 
+// The motor data block as its fields: {"fields": [{name, value, unit}]},
+// value null where the block does not decode, unit "" where none is known;
+// {"error", "code"} when the block cannot be read.
+nlohmann::json MotorData();
+
 // The online values of the names, read now.
 nlohmann::json Sample(const std::vector<std::string>& names);
 

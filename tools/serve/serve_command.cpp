@@ -170,7 +170,8 @@ class Panel {
     });
     server.Get("/api/motor", [this](const httplib::Request&, httplib::Response& response) {
       std::lock_guard lock(drive_);
-      Reply(response, 200, ToolRunJson(RunToolCommand("mdb", {"show"})));
+      const json block = MotorData();
+      Reply(response, block.contains("error") ? 502 : 200, block);
     });
   }
 

@@ -286,8 +286,15 @@ function exportCsv() {
 // ---- motor data and flash ---------------------------------------------------
 async function loadMotor() {
   try {
-    const run = await api('motor');
-    $('#motor').textContent = run.ok ? run.output : run.messages;
+    const block = await api('motor');
+    $('#motor tbody').replaceChildren(...block.fields.map((field) => {
+      const tr = document.createElement('tr');
+      tr.dataset.name = field.name;
+      for (const text of [field.name, field.value ?? '(not decodable)', field.unit]) {
+        const td = document.createElement('td'); td.textContent = text; tr.append(td);
+      }
+      return tr;
+    }));
   } catch (error) { say('motor data: ' + error.message, true); }
 }
 
