@@ -59,8 +59,11 @@ TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
     Node(3) = NodeState{};
     ASSERT_EQ(SetOpMode_SVODB(c.opMode), 1);
     EXPECT_EQ(SetSetupS21_SVODB(c.s21), c.result) << c.opMode << "/" << c.s21;
-    EXPECT_EQ(Node(3).mode, c.mode) << c.opMode << "/" << c.s21;
-    EXPECT_EQ(Node(3).setupS21, c.storedS21) << c.opMode << "/" << c.s21;
+    int32_t mode = 7, s21 = 7;
+    EXPECT_EQ(GetMode_SVODB(&mode), 1);
+    EXPECT_EQ(GetSetupS21_SVODB(&s21), 1);
+    EXPECT_EQ(mode, static_cast<int32_t>(c.mode)) << c.opMode << "/" << c.s21;
+    EXPECT_EQ(s21, static_cast<int32_t>(c.storedS21)) << c.opMode << "/" << c.s21;
   }
   // A stored OpMode that no mode has: S2-1 is kept all the same.
   api::Context().registers.FindRegister("OpMode")->raw[3] = 5;
@@ -88,6 +91,9 @@ TEST_F(IdentityExports, CheckModelComparesWithTheDriveAsReadNow) {
     EXPECT_EQ(value, stored) << type;
   }
   ASSERT_EQ(SetModel_SVODB(28), 1);
+  int32_t model = 0;
+  EXPECT_EQ(GetModel_SVODB(&model), 1);
+  EXPECT_EQ(model, 28);
   Node(0).modelCode = 15;
   Db().connectedModelCode = 15;
   EXPECT_EQ(CKModel_SVODB(), 9);

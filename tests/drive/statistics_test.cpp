@@ -168,7 +168,12 @@ class StatisticsExports : public ExportTest {
 };
 
 TEST_F(StatisticsExports, FaultHistoryOutsideTheLogIsZeroWithoutTraffic) {
+  drive_.SetFaultLogByte(19, 0xC3);
+  uint8_t inside = 0;
+  EXPECT_EQ(GetFaultHistory_SVODB(2, 3, &inside), 1);
+  EXPECT_EQ(inside, 0xC3);
   drive_.SetFaultLogByte(0, 0x55);
+  drive_.Log().Clear();
   // 8 * 2^29 would wrap to 0 in 32 bits.
   const std::pair<int32_t, int32_t> outside[] = {{64, 0}, {-1, 0}, {0, -1}, {INT32_MAX, 7}, {536870912, 0}};
   for (const auto& [record, byte] : outside) {

@@ -259,12 +259,21 @@ TEST(CommandScaling, GainAndOffsetFromCountsAndBack) {
     EXPECT_EQ(plus, 1500);
     EXPECT_EQ(minus, -500);
   }
-  double gain = -1.0;
+  double gain = -1.0, offset = -1.0;
   EXPECT_EQ(CommandGainFromPwm({kX7103, 0, 0}, 700, 700, gain), code::kOk);
+  EXPECT_EQ(CommandOffsetFromPwm({kX7103, 0, 1}, 700, 700, offset), code::kOk);
   EXPECT_EQ(gain, 0.0);
+  EXPECT_EQ(offset, 0.0);
   int32_t count = -9;
+  // A gain of 0 divides by zero only in the limits, not in the counts.
+  EXPECT_EQ(PwmPlusFromCommand({kX7103, 0, 0}, 0.0, 5.0, count), code::kOk);
+  EXPECT_EQ(count, 0);
+  count = -9;
   EXPECT_EQ(PwmMinusFromCommand({kX7103, 2, 0}, 1.0, 0.0, count), code::kWrongOpMode);
   EXPECT_EQ(PwmPlusFromCommand({kUnknownModel, 9, 0}, 1.0, 0.0, count), code::kWrongModel);
+  EXPECT_EQ(PwmMinusFromCommand({kUnknownModel, 0, 0}, 1.0, 0.0, count), code::kWrongModel);
+  EXPECT_EQ(CommandGainFromPwm({kUnknownModel, 0, 0}, 2, 1, gain), code::kWrongModel);
+  EXPECT_EQ(CommandOffsetFromPwm({kUnknownModel, 0, 0}, 2, 1, offset), code::kWrongModel);
   EXPECT_EQ(count, -9);
   OffsetBounds bounds{-1.0, -1.0};
   EXPECT_EQ(CommandGainLimit({kUnknownModel, 0, 0}, 0.0, 2000, gain), code::kWrongModel);
