@@ -107,15 +107,10 @@ TEST_F(DriveExports, SetNodeChoosesTheCurrentLimitLayoutOfTheNode) {
   ClosePort();
   EXPECT_EQ(SetNode_SVODB(0), 1);  // LogicVer cannot be read: version 0
   EXPECT_EQ(CurrentLimitWidth(), 2u);
-}
-
-class OldDriveExports : public DriveExports {
- protected:
-  OldDriveExports() : DriveExports(DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
-};
-
-TEST_F(OldDriveExports, SetNodeOnALogicTwoDriveSelectsTheTwoBitLayout) {
-  OpenSerial();
+  sim::VirtualDrive logicTwo(DriveConfig{.logicVersion = 2, .versionText = "2.0A"});
+  Use(logicTwo);
+  ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+  ASSERT_EQ(SetNode_SVODB(2), 1);
   EXPECT_EQ(SetNode_SVODB(0), 1);
   EXPECT_EQ(CurrentLimitWidth(), 2u);
 }
@@ -141,7 +136,7 @@ TEST_F(DriveExports, RawAccessPassesStraightThrough) {
   EXPECT_EQ(ReadUnitFPGA_SVODB(16, &data), 6);
 }
 
-TEST_F(DriveExports, PassThroughsAndReset) {
+TEST_F(DriveExports, PassThroughsResetAndVersionTexts) {
   int32_t axes = 0;
   OpenNetwork();
   EXPECT_EQ(GetMaxNumMotoBusAxes_SVODB(&axes), 1);
@@ -149,9 +144,6 @@ TEST_F(DriveExports, PassThroughsAndReset) {
   EXPECT_EQ(GetMaxNumMotoBusAxes_SVODB(nullptr), 8);
   EXPECT_EQ(ChangeGetSleepTime_SVODB(25), drive_.ChangeGetSleepTime(25));
   EXPECT_EQ(Reset_Drive(), 1);
-}
-
-TEST_F(DriveExports, VersionTexts) {
   char text[SVODB_VERSION_SIZE];
   DLLVersion_SVODB(text);
   EXPECT_STREQ(text, "SVODB virtual drive 1.0 and 1.60.0000");
@@ -181,7 +173,7 @@ TEST_F(ExportTest, OverLongTransportVersionsAreCutToTheirRoom) {
   EXPECT_EQ(text[SVODB_VERSION_SIZE], 'X');
 }
 
-TEST_F(DriveExports, ReadOnlyOfCommandFollowsTheConnection) {
+TEST_F(DriveExports, ReadOnlyOfCommandAndForUserFollowTheConnection) {
   uint8_t value = 7;
   OpenNetwork();
   EXPECT_TRUE(ReadOnly_SVODB("command", &value));  // not the exact spelling: no rule
@@ -193,16 +185,12 @@ TEST_F(DriveExports, ReadOnlyOfCommandFollowsTheConnection) {
   OpenSerial();
   EXPECT_TRUE(ReadOnly_SVODB("Command", &value));
   EXPECT_EQ(value, 0);
-}
-
-TEST_F(DriveExports, ForUserFollowsTheConnection) {
   struct Case {
     const char* name;
     uint8_t serial;
     uint8_t network;
   };
-  for (const Case& c : {Case{"GearIn", 1, 0}, Case{"AFBSrc", 0, 0}, Case{"KVP", 1, 1}, Case{"FaultHistory", 0, 0}}) {
-    uint8_t value = 7;
+  for (const Case& c : {Case{"GearIn", 1, 0}, Case{"AFBSrc", 0, 0}, Case{"KVP", 1, 1}}) {
     OpenSerial();
     EXPECT_TRUE(ForUser_SVODB(c.name, &value));
     EXPECT_EQ(value, c.serial) << c.name;

@@ -91,53 +91,41 @@ TEST_F(Statistics, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
 
 // ----------------------------------------------------------------- sampling
 
-TEST_F(Statistics, MeanAndSpreadOfOneTwoThree) {
-  for (const int32_t digits : {kFullStatisticsDigits, kShortStatisticsDigits}) {
-    SCOPED_TRACE(digits);
-    SampleSequence({1, 2, 3});
-    SampleStatistics out;
-    EXPECT_EQ(SampleVariable(ctx, kSampled, 3, digits, out), code::kOk);
-    EXPECT_EQ(out.mean, 2.0);
-    // sqrt(2/3) = 0.81649658...
-    EXPECT_EQ(out.spread, digits == kFullStatisticsDigits ? 0.816497 : 0.816);
-  }
-  EXPECT_EQ(platform.Pumps(), 6);
-}
-
-TEST_F(Statistics, OneMessageIsHandledPerSampleAndNoMore) {
-  SampleSequence({7, 7, 7, 7, 7, 7});  // five messages waiting
-  SampleStatistics out;
-  EXPECT_EQ(SampleVariable(ctx, kSampled, 3, kFullStatisticsDigits, out), code::kOk);
-  EXPECT_EQ(platform.Pumps(), 3);
-  EXPECT_EQ(platform.QueuedMessages(), 2u);
-  EXPECT_EQ(out.mean, 7.0);
-  EXPECT_EQ(out.spread, 0.0);  // a constant signal has no spread, not a NaN
-}
-
-TEST_F(Statistics, OneSampleIsTheMeanNoSampleNaNAndNegativeCountZeros) {
-  SampleSequence({42});
-  SampleStatistics out;
-  EXPECT_EQ(SampleVariable(ctx, kSampled, 1, kFullStatisticsDigits, out), code::kOk);
-  EXPECT_EQ(out.mean, 42.0);
-  EXPECT_EQ(out.spread, 0.0);
-  EXPECT_EQ(platform.Pumps(), 1);
-
-  drive.Log().Clear();
-  platform = sim::VirtualPlatform{};
-  out = SampleStatistics{5.0, 5.0};
-  EXPECT_EQ(SampleVariable(ctx, kSampled, 0, kFullStatisticsDigits, out), code::kOk);
-  EXPECT_TRUE(std::isnan(out.mean));
-  EXPECT_TRUE(std::isnan(out.spread));
-
-  for (const int32_t count : {-1, std::numeric_limits<int32_t>::min()}) {
-    out = SampleStatistics{5.0, 5.0};
-    EXPECT_EQ(SampleVariable(ctx, kSampled, count, kShortStatisticsDigits, out), code::kOk);
-    EXPECT_EQ(out.mean, 0.0);
-    EXPECT_EQ(out.spread, 0.0);
+TEST_F(Statistics, MeanAndSpreadHandlingOneMessagePerSample) {
+  struct Case {
+    std::vector<uint8_t> values;  // the sampled byte, then after each pumped message
+    int32_t count, digits;
+    double mean, spread;
+    int pumps;
+  };
+  // sqrt(2/3) = 0.81649658...; a constant signal has no spread, not a NaN.
+  const Case cases[] = {
+      {{1, 2, 3}, 3, kFullStatisticsDigits, 2.0, 0.816497, 3},
+      {{1, 2, 3}, 3, kShortStatisticsDigits, 2.0, 0.816, 3},
+      {{7, 7, 7, 7, 7, 7}, 3, kFullStatisticsDigits, 7.0, 0.0, 3},
+      {{42}, 1, kFullStatisticsDigits, 42.0, 0.0, 1},
+      {{42}, -1, kShortStatisticsDigits, 0.0, 0.0, 0},
+      {{42}, std::numeric_limits<int32_t>::min(), kFullStatisticsDigits, 0.0, 0.0, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::to_string(c.count) + " samples of " + std::to_string(c.values.size()));
+    platform = sim::VirtualPlatform{};
+    SampleSequence(c.values);
+    SampleStatistics out{5.0, 5.0};
+    EXPECT_EQ(SampleVariable(ctx, kSampled, c.count, c.digits, out), code::kOk);
+    EXPECT_EQ(out.mean, c.mean);
+    EXPECT_EQ(out.spread, c.spread);
     EXPECT_FALSE(std::signbit(out.mean));
+    EXPECT_EQ(platform.Pumps(), c.pumps);
+    const int waiting = static_cast<int>(c.values.size()) - 1 - c.pumps;
+    EXPECT_EQ(platform.QueuedMessages(), static_cast<std::size_t>(std::max(waiting, 0)));
   }
+  platform = sim::VirtualPlatform{};
+  drive.Log().Clear();
+  SampleStatistics out{5.0, 5.0};
+  EXPECT_EQ(SampleVariable(ctx, kSampled, 0, kFullStatisticsDigits, out), code::kOk);
+  EXPECT_TRUE(std::isnan(out.mean) && std::isnan(out.spread));
   EXPECT_EQ(drive.Log().TotalCount(), 0u);
-  EXPECT_EQ(platform.Pumps(), 0);
 }
 
 TEST_F(Statistics, FailedSampleEndsTheRunWithItsCode) {
@@ -179,27 +167,25 @@ class StatisticsExports : public ExportTest {
   sim::VirtualPlatform platform_;
 };
 
-TEST_F(StatisticsExports, FaultHistory) {
+TEST_F(StatisticsExports, FaultHistoryOutsideTheLogIsZeroWithoutTraffic) {
   drive_.SetFaultLogByte(19, 0xC3);
-  uint8_t value = 0;
-  EXPECT_EQ(GetFaultHistory_SVODB(2, 3, &value), 1);
-  EXPECT_EQ(value, 0xC3);
-  // Outside the log (8 * 2^29 would wrap to 0 in 32 bits): 0, and the range
-  // check refuses before any traffic.
+  uint8_t inside = 0;
+  EXPECT_EQ(GetFaultHistory_SVODB(2, 3, &inside), 1);
+  EXPECT_EQ(inside, 0xC3);
   drive_.SetFaultLogByte(0, 0x55);
   drive_.Log().Clear();
+  // 8 * 2^29 would wrap to 0 in 32 bits.
   const std::pair<int32_t, int32_t> outside[] = {{64, 0}, {-1, 0}, {0, -1}, {INT32_MAX, 7}, {536870912, 0}};
   for (const auto& [record, byte] : outside) {
-    value = 0x77;
+    uint8_t value = 0x77;
     EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
     EXPECT_EQ(value, 0) << record << "/" << byte;
   }
   EXPECT_EQ(drive_.Log().TotalCount(), 0u);
   EXPECT_EQ(GetFaultHistory_SVODB(2, 3, nullptr), 8);
-
   NoTransport none;
   Use(none);
-  value = 0x77;
+  uint8_t value = 0x77;
   EXPECT_EQ(GetFaultHistory_SVODB(2, 3, &value), 1);
   EXPECT_EQ(value, 0);
 }
@@ -230,13 +216,14 @@ TEST_F(StatisticsExports, FailuresLeaveTheOutputs) {
   EXPECT_EQ(mean, 5);
   EXPECT_EQ(spread, 6);
   EXPECT_STREQ(unit, "kept");
-  EXPECT_EQ(GetParmMeanRMS_SVODB(nullptr, 1, &mean, &spread, unit), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 1, nullptr, &spread, unit), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 1, &mean, nullptr, unit), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 1, &mean, &spread, nullptr), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODBT(nullptr, 1, &mean, &spread), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODBT("KVP", 1, nullptr, &spread), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODBT("KVP", 1, &mean, nullptr), 8);
+  for (int32_t result :
+       {GetParmMeanRMS_SVODB(nullptr, 1, &mean, &spread, unit),
+        GetParmMeanRMS_SVODB("KVP", 1, nullptr, &spread, unit),
+        GetParmMeanRMS_SVODB("KVP", 1, &mean, nullptr, unit),
+        GetParmMeanRMS_SVODB("KVP", 1, &mean, &spread, nullptr),
+        GetParmMeanRMS_SVODBT(nullptr, 1, &mean, &spread), GetParmMeanRMS_SVODBT("KVP", 1, nullptr, &spread),
+        GetParmMeanRMS_SVODBT("KVP", 1, &mean, nullptr)})
+    EXPECT_EQ(result, 8);
   EXPECT_EQ(drive_.Log().TotalCount(), 0u);
 
   // Without a drive: the first sample fails; with no sample to take only the
