@@ -66,52 +66,31 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
     uint32_t elapsed;
   };
   const auto none = [](sim::VirtualDrive&) {};
+  const auto once = [](sim::VirtualDrive& d) { d.Faults().TrxWordDoesNotStick(67); };
+  // The read-back's port read fails twice and leaves chip select set; the
+  // rewrite's select drops it first, so the rewritten frame arrives whole.
+  const auto readBackFails = [](sim::VirtualDrive& d) {
+    d.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 0, 24);
+    d.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 0, 24);
+  };
+  const auto never = [](sim::VirtualDrive& d) { d.Faults().TrxWordDoesNotStick(123, Persistence::kAlways); };
+  const auto staysZero = [](sim::VirtualDrive& d) {
+    d.Faults().TrxWordDoesNotStick(67, Persistence::kAlways);
+    d.Trx().Eeprom().SetWord(67, 0);  // the drive's copy still holds the old bytes
+  };
+  constexpr uint32_t kAbandoned = kUnchangedBlockMs - 1001 - 200;  // no disable settle, no step back
+  // clang-format off
   const Case cases[] = {
       {"unchanged", 7, 7, none, 1, 0, {}, kUnchangedBlockMs},
       {"one word", 7, 6, none, 1, 0, {67}, kUnchangedBlockMs + kWriteCycleMs},
       {"two words", 7, 200, none, 1, 0, {67, 164}, kUnchangedBlockMs + 2 * kWriteCycleMs},
       {"first and last", 0, 383, none, 1, 0, {64, 255}, kUnchangedBlockMs + 2 * kWriteCycleMs},
-      {"sticks the second time",
-       7,
-       6,
-       [](auto& d) { d.Faults().TrxWordDoesNotStick(67); },
-       1,
-       1,
-       {67, 67},
-       kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
-      // The read-back's port read fails twice and leaves chip select set; the
-      // rewrite's select drops it first, so the rewritten frame arrives whole.
-      {"read-back fails",
-       7,
-       6,
-       [](auto& d) {
-         d.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 0, 24);
-         d.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 0, 24);
-       },
-       1,
-       1,
-       {67, 67},
-       kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
-      {"never sticks",
-       119,
-       118,
-       [](auto& d) { d.Faults().TrxWordDoesNotStick(123, Persistence::kAlways); },
-       10,
-       1,
-       {123, 123},
-       kUnchangedBlockMs - 1001 - 200 + 2 * kWriteCycleMs + kRetryMs},
-      {"stays zero",
-       7,
-       6,
-       [](auto& d) {
-         d.Faults().TrxWordDoesNotStick(67, Persistence::kAlways);
-         d.Trx().Eeprom().SetWord(67, 0);  // the drive's copy still holds the old bytes
-       },
-       13,
-       2,
-       {67, 67},
-       kUnchangedBlockMs - 1001 - 200 + 2 * kWriteCycleMs + 2 * kRetryMs},
+      {"sticks the second time", 7, 6, once, 1, 1, {67, 67}, kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
+      {"read-back fails", 7, 6, readBackFails, 1, 1, {67, 67}, kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
+      {"never sticks", 119, 118, never, 10, 1, {123, 123}, kAbandoned + 2 * kWriteCycleMs + kRetryMs},
+      {"stays zero", 7, 6, staysZero, 13, 2, {67, 67}, kAbandoned + 2 * kWriteCycleMs + 2 * kRetryMs},
   };
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     drive.Faults().Clear();

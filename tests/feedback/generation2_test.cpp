@@ -140,7 +140,7 @@ TEST_F(Generation2Test, AnExchangeWhoseEnableFailsGoesOnAtTheOldSpeed) {
 // right is 40; the sum's low byte must be 255 (0x1FF passes, 0x1FE not).
 TEST(MdbValidation, RangeBeforeChecksum) {
   struct Case {
-    std::vector<std::pair<std::size_t, uint32_t>> changes;  // on TestBlock(), or on zeros when empty-based
+    std::vector<std::pair<std::size_t, uint32_t>> changes;  // on TestBlock(), or on zeros
     bool zeros;
     Result expected;
   };
