@@ -3,6 +3,7 @@
 // NV memory saved to files, the factory defaults loaded into an image, and
 // the composed code of each failure.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -12,11 +13,11 @@
 #include <string>
 #include <vector>
 
-#include "api/export_fixture.h"
 #include "api/global_state.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
+#include "paramset/set_fixture.h"
 #include "svodb/svodb.h"
 #include "virtual_drive.h"
 
@@ -28,11 +29,6 @@ using sim::DriveConfig;
 using sim::Operation;
 using sim::Persistence;
 using Names = std::vector<std::string>;
-
-std::string Slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 void Spit(const fs::path& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary | std::ios::trunc);
@@ -60,37 +56,21 @@ std::string WithVersion(const std::string& text, const std::string& version) {
   return text.substr(0, start) + "FileVersion " + version + " " + text.substr(end - (text[end - 1] == '\r'));
 }
 
-class FileExports : public ExportTest {
+class FileExports : public DriveExports {
  protected:
-  explicit FileExports(DriveConfig config = DriveConfig{.setupSwitches = 0x01}) : drive_(std::move(config)) {}
   void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
+    DriveExports::SetUp();
     std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
     std::ranges::replace(name, '/', '_');
-    dir_ = fs::temp_directory_path() / ("svodb_file_exports_" + name);
+    dir_ = fs::temp_directory_path() / ("svodb_file_exports_" + std::to_string(getpid()) + "_" + name);
     fs::remove_all(dir_);
     fs::create_directories(dir_);
   }
   void TearDown() override {
     fs::remove_all(dir_);
-    ExportTest::TearDown();
+    DriveExports::TearDown();
   }
-  // Opens the connection and reads the drive's version text, as a setup
-  // tool does before any whole-set work.
-  void Open(sim::VirtualDrive& drive, bool network = false) {
-    Use(drive);
-    ASSERT_EQ(UsePort(1, 19200, network ? 2 : 1, 0, 0, 0), 1);
-    char text[SVODB_ONLINE_TEXT_SIZE] = {};
-    GetStringOnline_SVODB("VerLW", 0, text);  // logic 2 has none
-    drive.Log().Clear();
-  }
-  void Open(bool network = false) { Open(drive_, network); }
-
   std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-  static int32_t& Store(const char* name, uint32_t node) {
-    return api::Context().registers.FindRegister(name)->raw[node];
-  }
   static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
   static void Select(int32_t node) { ASSERT_EQ(SetNode_SVODB(node), 1); }
   // An offline image of a logic-3 drive of the model, made current.
@@ -104,23 +84,9 @@ class FileExports : public ExportTest {
     EXPECT_EQ(GetVariable_SVODB(name, &value), 1) << name;
     return value;
   }
-  int32_t InNv(const char* name) {
-    LibraryContext ctx = api::Context();
-    int32_t raw = -1;
-    EXPECT_EQ(ReadNvField(ctx, name, raw), 1) << name;
-    return raw;
-  }
   std::size_t NvChanges() const {
     return drive_.Log().Count(Operation::kPutVarToEEPROM) + drive_.Log().Count(Operation::kNVEraseUnit);
   }
-  std::vector<int32_t> Erased() const {
-    std::vector<int32_t> entries;
-    for (const sim::CallRecord& call : drive_.Log().Records())
-      if (call.operation == Operation::kNVEraseUnit) entries.push_back(call.arguments[0]);
-    return entries;
-  }
-
-  sim::VirtualDrive drive_;
   fs::path dir_;
 };
 
@@ -170,7 +136,7 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
 TEST_F(FileExports, AUserFileReachesNvOnlyForTheDrivesModel) {
   Open();
   const sim::PersistentState factory = drive_.SaveState();
-  const int32_t factoryPoles = InNv("DPoles");
+  const int32_t factoryPoles = OnDrive("DPoles", true);
   struct Case {
     const char* what;
     int32_t fileModel;
@@ -213,8 +179,8 @@ TEST_F(FileExports, AUserFileReachesNvOnlyForTheDrivesModel) {
   EXPECT_EQ(SetUserParamsNV_SVODBT(Path("user.par").c_str()), 1);
   EXPECT_EQ(api::CurrentNode(), 0u);
   EXPECT_EQ(Node(1).modelCode, 31u);
-  EXPECT_EQ(InNv("DPoles"), Store("DPoles", 1));
-  EXPECT_NE(InNv("DPoles"), factoryPoles);
+  EXPECT_EQ(OnDrive("DPoles", true), Store("DPoles", 1));
+  EXPECT_NE(OnDrive("DPoles", true), factoryPoles);
   EXPECT_TRUE(Erased().empty());
 }
 
@@ -236,9 +202,9 @@ TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpN
   EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 1);
   EXPECT_EQ(Erased().size(), 230u - 137 + 1);
   EXPECT_EQ(api::CurrentNode(), 3u);
-  EXPECT_EQ(InNv("DeadBand"), Store("DeadBand", 2));
-  EXPECT_EQ(InNv("HstSet"), Store("HstSet", 2));
-  EXPECT_EQ(InNv("DPoles"), dPoles);  // the user part stays in the image
+  EXPECT_EQ(OnDrive("DeadBand", true), Store("DeadBand", 2));
+  EXPECT_EQ(OnDrive("HstSet", true), Store("HstSet", 2));
+  EXPECT_EQ(OnDrive("DPoles", true), dPoles);  // the user part stays in the image
   EXPECT_EQ(Store("DPoles", 3), Store("DPoles", 2));
 
   struct Case {

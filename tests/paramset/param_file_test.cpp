@@ -4,6 +4,7 @@
 #include "paramset/param_file.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -14,13 +15,13 @@
 #include <utility>
 #include <vector>
 
-#include "api/export_fixture.h"
 #include "api/global_state.h"
 #include "catalog/drive_identity.h"
 #include "catalog/enumerations.h"
 #include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
+#include "paramset/set_fixture.h"
 #include "platform/files.h"
 #include "svodb/svodb.h"
 #include "virtual_drive.h"
@@ -35,11 +36,6 @@ const std::pair<uint32_t, std::string> kModels[] = {
     {30, "X7101_240Vac_1.5/4.5Arms"}, {31, "X7102_240Vac_3/9Arms"},  {28, "X7103_240Vac_6/18Arms"},
     {15, "X7202_90Vdc_6/18Arms"},     {14, "X7201_90Vdc_3/9Arms"},   {29, "X7104_240Vac_12/30Arms"},
     {27, "X7105_240Vac_24/48Arms"},   {26, "X7106_240Vac_48/96Arms"}};
-
-std::string Slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 Lines SplitLines(const std::string& text) {
   Lines lines;
@@ -98,9 +94,9 @@ class ParamFile : public ExportTest {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
-    dir_ =
-        fs::temp_directory_path() /
-        ("svodb_param_file_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+    dir_ = fs::temp_directory_path() /
+           ("svodb_param_file_" + std::to_string(getpid()) + "_" +
+            std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     fs::remove_all(dir_);
     fs::create_directories(dir_);
   }

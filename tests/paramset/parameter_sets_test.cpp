@@ -11,7 +11,6 @@
 #include <string>
 #include <vector>
 
-#include "api/export_fixture.h"
 #include "catalog/enumerations.h"
 #include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
@@ -19,6 +18,7 @@
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "paramset/default_tables.h"
+#include "paramset/set_fixture.h"
 #include "svodb/svodb.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
@@ -260,37 +260,7 @@ TEST_F(Transfers, NvWriteReportsAFailedConversionBackOfItsLastEntry) {
 
 // ---- the exports ---------------------------------------------------------------
 
-class SetExports : public testing::ExportTest {
- protected:
-  explicit SetExports(DriveConfig config = DriveConfig{.setupSwitches = 0x01}) : drive_(std::move(config)) {}
-  void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
-  }
-  void Open(bool network = false) {
-    ASSERT_EQ(UsePort(1, 19200, network ? 2 : 1, 0, 0, 0), 1);
-    char text[SVODB_ONLINE_TEXT_SIZE] = {};
-    GetStringOnline_SVODB("VerLW", 0, text);  // logic 2 has none: 11
-    drive_.Log().Clear();
-  }
-  int32_t& Store(const char* name, uint32_t node) {
-    return api::Context().registers.FindRegister(name)->raw[node];
-  }
-  int32_t OnDrive(const char* name, bool nv = false) {
-    LibraryContext ctx = api::Context();
-    int32_t raw = -1;
-    EXPECT_EQ(nv ? ReadNvField(ctx, name, raw) : ReadFpgaField(ctx, name, raw), 1) << name;
-    return raw;
-  }
-  std::vector<int32_t> Erased() {
-    std::vector<int32_t> entries;
-    for (const sim::CallRecord& call : drive_.Log().Records())
-      if (call.operation == Operation::kNVEraseUnit) entries.push_back(call.arguments[0]);
-    return entries;
-  }
-
-  sim::VirtualDrive drive_;
-};
+class SetExports : public testing::DriveExports {};
 
 TEST_F(SetExports, FailuresComposeWithTheirContext) {
   struct Case {
