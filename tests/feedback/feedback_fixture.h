@@ -18,6 +18,7 @@
 #include "feedback/feedback_context.h"
 #include "feedback/gen1_writes.h"
 #include "feedback/motor_data_block.h"
+#include "sim/forwarding_transport.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 
@@ -43,38 +44,19 @@ inline Block BlockOfDrive(const sim::MotorDataBlock& bytes) {
 // Forwards to the drive; reads of FPGA registers pass through `alter`,
 // which sees the register, the read's 1-based number among reads of that
 // register and the value, and may change it.
-class TamperedTransport final : public Transport {
+class TamperedTransport final : public ForwardingTransport {
  public:
-  explicit TamperedTransport(sim::VirtualDrive& drive) : drive_(drive) {}
+  using ForwardingTransport::ForwardingTransport;
   std::function<void(int32_t address, int readNumber, int32_t& data)> alter;
 
-  int32_t InitComPort(int32_t p, int32_t b) override { return drive_.InitComPort(p, b); }
-  int32_t InitMotoBus(const std::array<int32_t, 8>& a) override { return drive_.InitMotoBus(a); }
-  int32_t KillMotoBus() override { return drive_.KillMotoBus(); }
-  int32_t GetCommType() override { return drive_.GetCommType(); }
   int32_t GetVarFromFPGA(int32_t address, int32_t* data, int32_t* second) override {
     const int32_t result = drive_.GetVarFromFPGA(address, data, second);
     const int number = ++reads_[static_cast<std::size_t>(address & 0xFF)];
     if (result == 1 && alter) alter(address, number, *data);
     return result;
   }
-  int32_t PutVarToFPGA(int32_t a, int32_t d) override { return drive_.PutVarToFPGA(a, d); }
-  int32_t GetVarFromEEPROM(int32_t e, int32_t* r, int32_t* d) override {
-    return drive_.GetVarFromEEPROM(e, r, d);
-  }
-  int32_t PutVarToEEPROM(int32_t e, int32_t r, int32_t d) override { return drive_.PutVarToEEPROM(e, r, d); }
-  int32_t NVEraseUnit(int32_t e) override { return drive_.NVEraseUnit(e); }
-  int32_t FlushPort() override { return drive_.FlushPort(); }
-  int32_t ChangeBaudRate(int32_t b) override { return drive_.ChangeBaudRate(b); }
-  int32_t SendISPByte(int32_t b, int32_t* s) override { return drive_.SendISPByte(b, s); }
-  int32_t GetISPStatus(int32_t* s, int32_t t) override { return drive_.GetISPStatus(s, t); }
-  int32_t ChangeGetSleepTime(int32_t v) override { return drive_.ChangeGetSleepTime(v); }
-  int32_t GetMaxNumMotoBusAxes(int32_t* a) override { return drive_.GetMaxNumMotoBusAxes(a); }
-  void CommSVODBVersion(char* t) override { drive_.CommSVODBVersion(t); }
-  void CommNCLVersion(char* t) override { drive_.CommNCLVersion(t); }
 
  private:
-  sim::VirtualDrive& drive_;
   std::array<int, 256> reads_{};
 };
 

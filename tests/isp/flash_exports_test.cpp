@@ -2,6 +2,7 @@
 // drive's flash and verify against it, with the exact traffic and progress,
 // and every way a file run can end.
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -35,7 +36,8 @@ class FlashExports : public ExportTest {
     Use(transport_);
     api::UsePlatformForTesting(&platform_);
     folder_ = std::filesystem::temp_directory_path() /
-              ("svodb_flash_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+              ("svodb_flash_" + std::to_string(getpid()) + "_" +
+               std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     std::filesystem::create_directories(folder_);
   }
   void TearDown() override {

@@ -10,6 +10,7 @@
 
 #include "drive/transport.h"
 #include "platform/platform.h"
+#include "sim/forwarding_transport.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 
@@ -63,47 +64,17 @@ class Timeline {
 
 // The drive's calls go to the timeline as they happen; the drive's own log
 // is emptied after each, so it never grows.
-class TimelineTransport final : public Transport {
+class TimelineTransport final : public ForwardingTransport {
  public:
-  TimelineTransport(sim::VirtualDrive& drive, Timeline& timeline) : drive_(drive), timeline_(timeline) {}
-
-  int32_t InitComPort(int32_t p, int32_t b) override { return Pass(drive_.InitComPort(p, b)); }
-  int32_t InitMotoBus(const std::array<int32_t, 8>& a) override { return Pass(drive_.InitMotoBus(a)); }
-  int32_t KillMotoBus() override { return Pass(drive_.KillMotoBus()); }
-  int32_t GetCommType() override { return Pass(drive_.GetCommType()); }
-  int32_t GetVarFromFPGA(int32_t a, int32_t* d, int32_t* s) override {
-    return Pass(drive_.GetVarFromFPGA(a, d, s));
-  }
-  int32_t PutVarToFPGA(int32_t a, int32_t d) override { return Pass(drive_.PutVarToFPGA(a, d)); }
-  int32_t GetVarFromEEPROM(int32_t e, int32_t* r, int32_t* d) override {
-    return Pass(drive_.GetVarFromEEPROM(e, r, d));
-  }
-  int32_t PutVarToEEPROM(int32_t e, int32_t r, int32_t d) override {
-    return Pass(drive_.PutVarToEEPROM(e, r, d));
-  }
-  int32_t NVEraseUnit(int32_t e) override { return Pass(drive_.NVEraseUnit(e)); }
-  int32_t FlushPort() override { return Pass(drive_.FlushPort()); }
-  int32_t ChangeBaudRate(int32_t b) override { return Pass(drive_.ChangeBaudRate(b)); }
-  int32_t SendISPByte(int32_t b, int32_t* s) override { return Pass(drive_.SendISPByte(b, s)); }
-  int32_t GetISPStatus(int32_t* s, int32_t t) override { return Pass(drive_.GetISPStatus(s, t)); }
-  int32_t ChangeGetSleepTime(int32_t v) override { return Pass(drive_.ChangeGetSleepTime(v)); }
-  int32_t GetMaxNumMotoBusAxes(int32_t* a) override { return Pass(drive_.GetMaxNumMotoBusAxes(a)); }
-  void CommSVODBVersion(char* text) override {
-    drive_.CommSVODBVersion(text);
-    Pass(0);
-  }
-  void CommNCLVersion(char* text) override {
-    drive_.CommNCLVersion(text);
-    Pass(0);
-  }
+  TimelineTransport(sim::VirtualDrive& drive, Timeline& timeline)
+      : ForwardingTransport(drive), timeline_(timeline) {}
 
  private:
-  int32_t Pass(int32_t result) {
+  int32_t After(int32_t result) override {
     for (const sim::CallRecord& call : drive_.Log().Records()) timeline_.Add(call);
     drive_.Log().Clear();
     return result;
   }
-  sim::VirtualDrive& drive_;
   Timeline& timeline_;
 };
 

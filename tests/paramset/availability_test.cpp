@@ -24,6 +24,7 @@ using Lines = std::vector<std::string>;
 
 constexpr int32_t kSerial = 1;
 constexpr int32_t kNetwork = 2;
+constexpr int32_t kNeither = 3;  // reported by the transport, stored for an image
 constexpr uint32_t kImage = 4;
 constexpr int32_t kUntouched = 77;
 
@@ -68,7 +69,8 @@ class Availability : public ExportTest {
     drive_.Log().Clear();
   }
   void OnDrive(int32_t connection, const Settings& s) {
-    Open(connection);
+    Open(connection == kNeither ? kSerial : connection);
+    if (connection == kNeither) drive_.Faults().FailCall(Operation::kGetCommType, 1, 3);
     for (const Field& f : kFields) {
       const int shift = f.topBit - f.width + 1;
       const int mask = ((1 << f.width) - 1) << shift;
@@ -117,6 +119,7 @@ struct RuleCase {
   int32_t connection;
   Settings settings;
   int32_t enabled;
+  int32_t code = 1;
 };
 
 // Each holds on the drive and on an image alike.
@@ -160,6 +163,10 @@ const RuleCase kRuleCases[] = {
     {"VerLW AuxFBMitFlt AuxFBMitAlrm FAULTHISPNTR FaultHistory", kNetwork, {}, 0},
     // Listed nowhere, or not in this spelling.
     {"AFBMitEn kvp arf0 ARF2 Gearin", kSerial, {.opMode = 0}, 1},  {"AFBMitEn gearin GEARIN", kNetwork, {}, 1},
+    {"ARF0", kNeither, {.opMode = 1}, 1, 0},  {"CmdInNullEnb KVI", kNeither, {.opMode = 2, .s21 = 1}, 1},
+    {"Command", kNeither, {.cmdSrc = 2}, 0},  {"CommMode", kNeither, {.fbSrc = 1}, 1},  {"KIP", kNeither, {.selTrx = 0}, 0},
+    {"GearIn KPP", kNeither, {.opMode = 3}, 0},  {"KVP", kNeither, {.opMode = 1}, 0},
+    {"EncOut", kNeither, {.opMode = 3, .posCmdSrc = 0}, 1},  {"AuxFBType", kNeither, {}, 0},
 };
 // clang-format on
 
@@ -173,12 +180,12 @@ std::vector<std::string> Split(const char* names) {
 TEST_F(Availability, EachRuleOnTheDriveAndOnAnImage) {
   for (const RuleCase& c : kRuleCases) {
     for (const std::string& name : Split(c.names)) {
-      SCOPED_TRACE(name + (c.connection == kSerial ? " serial" : " network"));
+      SCOPED_TRACE(name + " on connection " + std::to_string(c.connection));
       OnDrive(c.connection, c.settings);
-      EXPECT_EQ(Enabled(name.c_str(), 0), Ok(c.enabled)) << "drive";
+      EXPECT_EQ(Enabled(name.c_str(), 0), Answer(c.code, c.enabled)) << "drive";
       OnImage(c.connection, c.settings);
       drive_.Log().Clear();
-      EXPECT_EQ(Enabled(name.c_str(), kImage), Ok(c.enabled)) << "image";
+      EXPECT_EQ(Enabled(name.c_str(), kImage), Answer(c.code, c.enabled)) << "image";
       EXPECT_TRUE(Traffic().empty());
     }
   }
@@ -234,32 +241,6 @@ TEST_F(Availability, FailuresAndRefusals) {
   EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
 }
 
-// Connection types other than serial and network, reported by the transport
-// for the drive and stored for an image.
-TEST_F(Availability, ADriveOnNeitherConnection) {
-  struct Case {
-    const char* name;
-    Settings settings;
-    Answer answer;
-  };
-  // clang-format off
-  const Case cases[] = {
-      {"ARF0", {.opMode = 1}, {0, 1}},  {"CmdInNullEnb", {}, Ok(1)},  {"Command", {.cmdSrc = 2}, Ok(0)},
-      {"CommMode", {.fbSrc = 1}, Ok(1)},  {"KIP", {.selTrx = 0}, Ok(0)},  {"GearIn", {.opMode = 3}, Ok(0)},
-      {"KPP", {.opMode = 3}, Ok(0)},  {"KVI", {.opMode = 2, .s21 = 1}, Ok(1)},  {"KVP", {.opMode = 1}, Ok(0)},
-      {"EncOut", {.opMode = 3, .posCmdSrc = 0}, Ok(1)},  {"AuxFBType", {}, Ok(0)},
-  };
-  // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    OnDrive(kSerial, c.settings);
-    drive_.Faults().FailCall(Operation::kGetCommType, 1, 3);
-    EXPECT_EQ(Enabled(c.name, 0), c.answer) << "drive";
-    OnImage(3, c.settings);
-    EXPECT_EQ(Enabled(c.name, kImage), c.answer) << "image";
-  }
-}
-
 // ------------------------------------------------- auxiliary feedback type
 
 TEST_F(Availability, AuxFeedbackTypeOfTheNetworkDrive) {
@@ -281,25 +262,6 @@ TEST_F(Availability, AuxFeedbackTypeOfTheNetworkDrive) {
   drive_.Log().Clear();
   EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(0));
   EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 2u + 10u);
-
-  // An image holds the five bits; its type is composed from them as the
-  // drive's is.
-  OnImage(kNetwork, {});
-  SetImageRaw("AFBEnDatEnb", 1);
-  SetImageRaw("AFBDivisorSrc", 1);
-  SetImageRaw("AFBSrc", 1);
-  SetImageRaw("AFBHallsDis", 1);
-  SetImageRaw("AFBMitEn", 1);  // EnDat 2.1
-  EXPECT_EQ(Enabled("EnDatNumClks", kImage), Ok(1));
-  EXPECT_EQ(Enabled("AuxFBDivisor", kImage), Ok(0));
-  EXPECT_EQ(Enabled("EnDatPPR", kImage), Ok(1));
-  SetImageRaw("AFBHallsDis", 0);
-  SetImageRaw("AFBDivisorSrc", 0);
-  SetImageRaw("AFBEnDatEnb", 0);
-  SetImageRaw("AFBSrc", 0);  // incremental with Halls
-  EXPECT_EQ(Enabled("EnDatNumClks", kImage), Ok(0));
-  EXPECT_EQ(Enabled("AuxFBDivisor", kImage), Ok(1));
-  EXPECT_EQ(Enabled("EnDatPPR", kImage), Ok(0));
 }
 
 // ------------------------------------------------------------ the TRX rule
@@ -355,18 +317,6 @@ TEST_F(OlderLogicAvailability, SelTrxParamNeedsTheTrxLogicFamily) {
   EXPECT_EQ(Enabled("TRXSpan", 0), Ok(1));
 }
 
-TEST_F(OlderLogicAvailability, TheVersionTextIsTheOneLastReadFromTheDrive) {
-  OnDrive(kSerial, {.commMode = 1});
-  EXPECT_EQ(Enabled("SelTRXParam", 0), Answer(5, 1));
-  char text[SVODB_ONLINE_TEXT_SIZE] = {};
-  ASSERT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
-  ASSERT_STREQ(text, "106.2A");
-  drive_.Log().Clear();
-  EXPECT_EQ(Enabled("SelTRXParam", 0), Ok(1));
-  // LogicVer, then straight on to CommMode: no FbType below logic 4.
-  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1), Read(30), Read(30), Read(1), Read(1)}));
-}
-
 TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
   api::Context().db.driveVersion = "106.2A";
   OnImage(kSerial, {.commMode = 1, .fbType = 14});
@@ -386,15 +336,8 @@ TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
 // ---------------------------------------------------- static or dynamic
 
 TEST_F(Availability, DynamicVariables) {
-  // clang-format off
-  const char* const dynamic[] = {
-      "HSOT", "CmdIn", "DInp1 (EnbHWInp)", "DInp2 (InhibitCW)", "DInp3 (InhibitCCW)", "DInp4 (MSInp1)", "DInp1",
-      "DInp2", "DInp3", "DInp4", "HSInp1", "DriveOK", "EMUAI", "EMUBI", "Enabled", "ExtFaults", "FaultCode",
-      "FoldBack", "HallInp", "HSTemp", "IdFB", "IFB", "LogicVer", "Model", "MTemp", "PosFB", "PosFBMTrn", "PWMLo",
-      "SerialNum", "SetupS1", "SetupS2", "TRXExtFaults", "TRXPosMT", "SixStep", "SetupS2-1", "SetupS2-2", "VBus",
-      "VelFB", "Velocity", "VerLW", "AuxFBComAng", "AuxFBEnDatFlt", "AuxFBHallFlt", "AuxFBPTCFlt", "AuxFBSCDFlt",
-      "EnDatDistMT", "EnDatPPR"};
-  // clang-format on
+  const char* const dynamic[] = {"HSOT",  "DInp1 (EnbHWInp)", "DInp4", "TRXPosMT", "SetupS2-2",
+                                 "VelFB", "EnDatPPR"};
   const char* const staticOnes[] = {"KVP", "AFBMitEn", "velfb", "DInp1 (EnbHWInp", "DInp1(EnbHWInp)", ""};
   for (int32_t connection : {kSerial, kNetwork}) {
     SCOPED_TRACE(connection);

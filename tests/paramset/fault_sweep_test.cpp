@@ -110,8 +110,8 @@ std::string Differences(const Products& got, const Products& clean) {
 // and a value written in the wrong format or not at all shows.
 void EditImage(World& world, uint32_t node) {
   const std::pair<const char*, double> edits[] = {
-      {"KVP", 0.05},      {"KVI", 10.0},     {"ARF0", 300.0},  {"ARF1", 500.0},     {"CmdF0", 1000.0},
-      {"ILmtPlus", 50.0}, {"ILmtMinus", 60}, {"CmdGain", 1.2}, {"DeadBand", 1.5},   {"HstSet", 70.0},
+      {"KVP", 0.05},      {"KVI", 10.0},     {"ARF0", 300.0},  {"ARF1", 500.0},    {"CmdF0", 1000.0},
+      {"ILmtPlus", 50.0}, {"ILmtMinus", 60}, {"CmdGain", 1.2}, {"DeadBand", 1.5},  {"HstSet", 70.0},
       {"PWMFreq", 8.22},  {"BQ1K1", 1234},   {"KPP", 12.0},    {"I2TF0", 0.00065},
   };
   for (const auto& [name, value] : edits) ASSERT_EQ(PutOfflineValue(world.ctx, name, node, value), 1) << name;
@@ -139,7 +139,8 @@ const std::filesystem::path& RestoreSource(bool manufacturing) {
     World world{DriveConfig{}};
     ReadDriveAndEdit(world);
     const auto path = SweepFile(mfg ? "restore_mfg.txt" : "restore_user.txt");
-    const Result written = mfg ? WriteMfgFile(world.ctx, 0, path.string()) : WriteUserFile(world.ctx, 0, path.string());
+    const Result written =
+        mfg ? WriteMfgFile(world.ctx, 0, path.string()) : WriteUserFile(world.ctx, 0, path.string());
     EXPECT_EQ(written, 1);
     return path;
   };
@@ -156,7 +157,8 @@ std::vector<SweptOperation> Operations() {
       {"RDFromNVUser", {}, none, [](World& w) { return ReadUserSetFromNV(w.ctx, 0); }},
       {"RDFromNVMfg", {}, none, [](World& w) { return ReadMfgSetFromNV(w.ctx, 0); }},
       {"WRToDriveUser", {}, ReadDriveAndEdit, [](World& w) { return WriteUserSetToDrive(w.ctx, 0); }},
-      {"WRToDriveUser logic 3", Logic3(), ReadDriveAndEdit, [](World& w) { return WriteUserSetToDrive(w.ctx, 0); }},
+      {"WRToDriveUser logic 3", Logic3(), ReadDriveAndEdit,
+       [](World& w) { return WriteUserSetToDrive(w.ctx, 0); }},
       {"WRToDriveMfg", {}, ReadDriveAndEdit, [](World& w) { return WriteMfgSetToDrive(w.ctx, 0); }},
       {"WRToNVUser", {}, ReadDriveAndEdit, [](World& w) { return WriteUserSetToNV(w.ctx, 0); }},
       {"WRToNVMfg", {}, ReadDriveAndEdit, [](World& w) { return WriteMfgSetToNV(w.ctx, 0); }},
@@ -167,19 +169,32 @@ std::vector<SweptOperation> Operations() {
       {"SetDefaultMfg logic 3", Logic3(), none, [](World& w) { return LoadMfgDefaults(w.ctx, 0); }},
       {"SetDefaultMfg offline", {}, none, [](World& w) { return LoadMfgDefaults(w.ctx, 2); }},
       {"GetUserParamsNV", {}, none, [=](World& w) { return SaveNvAsUserFile(w.ctx, 0, out("backup")); }},
-      {"GetUserParamsNV logic 3", Logic3(), none, [=](World& w) { return SaveNvAsUserFile(w.ctx, 0, out("backup")); }},
+      {"GetUserParamsNV logic 3", Logic3(), none,
+       [=](World& w) { return SaveNvAsUserFile(w.ctx, 0, out("backup")); }},
       {"GetMfgParamsNV", {}, none, [=](World& w) { return SaveNvAsMfgFile(w.ctx, 0, out("backup")); }},
-      {"WRToFileUser", {}, ReadDriveAndEdit, [=](World& w) { return WriteUserFile(w.ctx, 0, out("backup")); }},
+      {"WRToFileUser",
+       {},
+       ReadDriveAndEdit,
+       [=](World& w) { return WriteUserFile(w.ctx, 0, out("backup")); }},
       {"WRToFileMfg", {}, ReadDriveAndEdit, [=](World& w) { return WriteMfgFile(w.ctx, 0, out("backup")); }},
-      {"RDFromFileUser", {}, none,
+      {"RDFromFileUser",
+       {},
+       none,
        [](World& w) { return ReadUserFile(w.ctx, 0, RestoreSource(false).string()); }},
-      {"RDFromFileMfg", {}, none, [](World& w) { return ReadMfgFile(w.ctx, 0, RestoreSource(true).string()); }},
-      {"SetUserParamsNV", {}, none,
+      {"RDFromFileMfg",
+       {},
+       none,
+       [](World& w) { return ReadMfgFile(w.ctx, 0, RestoreSource(true).string()); }},
+      {"SetUserParamsNV",
+       {},
+       none,
        [](World& w) {
          uint32_t currentNode = 0;
          return CopyUserFileToNv(w.ctx, currentNode, RestoreSource(false).string());
        }},
-      {"SetMfgParamsNV", {}, none,
+      {"SetMfgParamsNV",
+       {},
+       none,
        [](World& w) { return CopyMfgFileToNv(w.ctx, 0, RestoreSource(true).string()); }},
   };
 }
@@ -235,7 +250,8 @@ bool IsSecondRead(const std::vector<sim::CallRecord>& calls, std::size_t k) {
   const sim::CallRecord& call = calls[k];
   if (!IsRead(call.operation)) return false;
   if (call.operation == Operation::kGetVarFromFPGA && !settings.contains(call.arguments[0])) return false;
-  if (k + 1 < calls.size() && IsWrite(calls[k + 1].operation) && calls[k + 1].arguments[0] == call.arguments[0])
+  if (k + 1 < calls.size() && IsWrite(calls[k + 1].operation) &&
+      calls[k + 1].arguments[0] == call.arguments[0])
     return false;
   for (std::size_t back = 1; back <= 4 && back <= k; ++back) {
     const sim::CallRecord& earlier = calls[k - back];

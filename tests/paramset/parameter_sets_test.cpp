@@ -6,14 +6,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <functional>
-#include <map>
 #include <numeric>
 #include <set>
-#include <span>
 #include <string>
 #include <vector>
 
-#include "api/export_fixture.h"
 #include "catalog/enumerations.h"
 #include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
@@ -21,6 +18,7 @@
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "paramset/default_tables.h"
+#include "paramset/set_fixture.h"
 #include "svodb/svodb.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
@@ -39,11 +37,6 @@ Names NamesOf(const ParameterList& list) {
   return names;
 }
 
-Names Without(Names names, const Names& removed) {
-  std::erase_if(names, [&](const std::string& n) { return std::ranges::find(removed, n) != removed.end(); });
-  return names;
-}
-
 // The first arguments (FPGA address, NV entry) of the calls of one kind.
 std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
   std::set<int32_t> targets;
@@ -52,51 +45,41 @@ std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
   return targets;
 }
 
-const Names kBiquads = {"BQ0B2", "BQ0K1", "BQ0B1", "BQ0K2", "BQ1B2", "BQ1K1", "BQ1B1", "BQ1K2",
-                        "BQ2B2", "BQ2K1", "BQ2B1", "BQ2K2", "BQ3B2", "BQ3K1", "BQ3B1", "BQ3K2"};
-
-TEST(SetSelection, MembersAndOrder) {
+// The user file set as the drive's version text and logic see it: the
+// biquads need a TRX logic family, FBDivisor the 102 family, FbType and
+// FilterType logic 4, and a version text never read supports nothing.
+TEST(SetSelection, MembersFollowTheDrivesVersion) {
   const Catalogue catalogue;
-  const Names manufacturing = {"DeadBand", "EMUFunc",  "HstSet",     "IdCmd",         "ITF0",
-                               "IUOffset", "IVOffset", "MTempLimit", "MTempLimitPol", "PWMFreq",
-                               "TRXDiag",  "VBusOV",   "VBusRG",     "VBusUV"};
-  EXPECT_EQ(NamesOf(ManufacturingSet(catalogue)), manufacturing);
-  EXPECT_EQ(NamesOf(ManufacturingFileSet(catalogue)), manufacturing);
   ParameterList userAndManufacturing;
   AppendParameterSet(catalogue, ParameterSet::kUserWrite, userAndManufacturing);
   AppendParameterSet(catalogue, ParameterSet::kManufacturing, userAndManufacturing);
   std::ranges::sort(userAndManufacturing);  // the records lie in catalogue order
   EXPECT_EQ(DriveReadSet(catalogue), userAndManufacturing);
-
-  // The user file set as the drive's version text and logic see it.
   const Names all = NamesOf(UserFileSet(catalogue));
-  Names biquadsAndFbDivisor = kBiquads;
-  biquadsAndFbDivisor.push_back("FBDivisor");
+  ASSERT_EQ(all.size(), 65u);
   struct Case {
     DriveVersion version;
-    Names missing;
+    std::size_t count;
+    Names present, missing;
   };
   const Case cases[] = {
-      {{"4.0A", 4}, biquadsAndFbDivisor},
-      {{"105.1A", 4}, {"FBDivisor", "FbType", "FilterType"}},
+      {{"4.0A", 4}, 48, {"FbType", "FilterType", "GearIn"}, {"BQ0B2", "BQ3K2", "FBDivisor"}},
+      {{"105.1A", 4}, 62, {"BQ0B2", "BQ3K2", "GearIn"}, {"FBDivisor", "FbType", "FilterType"}},
       {{"S1.0x", 3},
-       {"BQ", "CmdInNullEnb", "EncOutPPR", "EncOutZOffset", "FBDivisor", "FbType", "FilterType", "FltRstMode",
-        "GearIn", "GearOut", "PosErrorMax"}},
-      {{"anything", 2},
-       {"AuxFBDivisor", "AuxFBType", "BQ", "CmdInNullEnb", "DInp1Pol", "DInp2Pol", "DInp3Pol", "DInp4Pol",
-        "EncOutPPR", "EncOutZOffset", "FBDivisor", "FBSrc", "FbType", "FilterType", "FltRstMode", "HSInp1Pol",
-        "PosErrorMax"}},
-      {{"", 3}, all},  // a version text never read supports nothing
+       39,
+       {"FBSrc", "DInp1Pol"},
+       {"BQ0K1", "CmdInNullEnb", "GearIn", "GearOut", "PosErrorMax"}},
+      {{"anything", 2}, 33, {"GearIn", "KVP"}, {"AuxFBType", "DInp4Pol", "FBSrc", "HSInp1Pol", "FltRstMode"}},
+      {{"", 3}, 0, {}, {"KVP"}},
   };
   for (const Case& c : cases) {
-    Names missing;
-    for (const std::string& name : c.missing) {
-      if (name == "BQ")
-        missing.insert(missing.end(), kBiquads.begin(), kBiquads.end());
-      else
-        missing.push_back(name);
-    }
-    EXPECT_EQ(NamesOf(UserFileSet(catalogue, c.version)), Without(all, missing)) << c.version.text;
+    const Names names = NamesOf(UserFileSet(catalogue, c.version));
+    EXPECT_EQ(names.size(), c.count) << c.version.text;
+    EXPECT_TRUE(std::ranges::is_sorted(names, {}, [&](const std::string& n) {
+      return std::ranges::find(all, n) - all.begin();
+    })) << c.version.text;
+    for (const std::string& name : c.present) EXPECT_NE(std::ranges::find(names, name), names.end()) << name;
+    for (const std::string& name : c.missing) EXPECT_EQ(std::ranges::find(names, name), names.end()) << name;
   }
 }
 
@@ -277,37 +260,7 @@ TEST_F(Transfers, NvWriteReportsAFailedConversionBackOfItsLastEntry) {
 
 // ---- the exports ---------------------------------------------------------------
 
-class SetExports : public testing::ExportTest {
- protected:
-  explicit SetExports(DriveConfig config = DriveConfig{.setupSwitches = 0x01}) : drive_(std::move(config)) {}
-  void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
-  }
-  void Open(bool network = false) {
-    ASSERT_EQ(UsePort(1, 19200, network ? 2 : 1, 0, 0, 0), 1);
-    char text[SVODB_ONLINE_TEXT_SIZE] = {};
-    GetStringOnline_SVODB("VerLW", 0, text);  // logic 2 has none: 11
-    drive_.Log().Clear();
-  }
-  int32_t& Store(const char* name, uint32_t node) {
-    return api::Context().registers.FindRegister(name)->raw[node];
-  }
-  int32_t OnDrive(const char* name, bool nv = false) {
-    LibraryContext ctx = api::Context();
-    int32_t raw = -1;
-    EXPECT_EQ(nv ? ReadNvField(ctx, name, raw) : ReadFpgaField(ctx, name, raw), 1) << name;
-    return raw;
-  }
-  std::vector<int32_t> Erased() {
-    std::vector<int32_t> entries;
-    for (const sim::CallRecord& call : drive_.Log().Records())
-      if (call.operation == Operation::kNVEraseUnit) entries.push_back(call.arguments[0]);
-    return entries;
-  }
-
-  sim::VirtualDrive drive_;
-};
+class SetExports : public testing::DriveExports {};
 
 TEST_F(SetExports, FailuresComposeWithTheirContext) {
   struct Case {
@@ -318,8 +271,10 @@ TEST_F(SetExports, FailuresComposeWithTheirContext) {
   };
   const Case cases[] = {
       // Model (FPGA 4) is read before the set and again by the set.
-      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006},
-      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006},
+      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB,
+       80006},
+      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB,
+       80006},
       {"model again", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB,
        10006},
       {"model of the write", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); },
@@ -470,149 +425,7 @@ TEST_F(SetExports, UserReadsTakeTheManufacturingSetUserWritesLeaveItAlone) {
   }
 }
 
-// ---- round trips ---------------------------------------------------------------
-
-struct DriveCase {
-  int32_t logic;
-  const char* versionText;
-  bool network;
-};
-
-// GoogleTest prints a parameter it has no printer for as raw bytes, the
-// struct's padding included, which memory checkers report as uninitialised.
-void PrintTo(const DriveCase& c, std::ostream* os) {
-  *os << "logic " << c.logic << " " << c.versionText << (c.network ? " network" : " serial");
-}
-
-class RoundTrips : public SetExports, public ::testing::WithParamInterface<DriveCase> {
- protected:
-  RoundTrips()
-      : SetExports(DriveConfig{
-            .logicVersion = GetParam().logic, .versionText = GetParam().versionText, .setupSwitches = 0x01}) {
-  }
-  void SetUp() override {
-    SetExports::SetUp();
-    Open(GetParam().network);
-  }
-  // Values every drive of the family takes, different from the factory's.
-  void Edit(uint32_t node) {
-    Store("ARF0", node) = 200;
-    Store("KVP", node) = 100;
-    Store("DPoles", node) = 4;
-    Store("ILmtPlus", node) = GetParam().logic < 3 ? 1 : 120;
-    Store("DeadBand", node) = 5;
-  }
-  void ExpectSameImage(uint32_t node, uint32_t reference) {
-    for (const VariableRecord* record : DriveReadSet(api::Context().db.catalogue)) {
-      if (record->minLogicVersion > GetParam().logic) continue;
-      EXPECT_EQ(Store(record->name, node), Store(record->name, reference)) << record->name;
-    }
-  }
-};
-
-TEST_P(RoundTrips, ThroughNvMemory) {
-  ASSERT_EQ(SetNode_SVODB(1), 1);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  Edit(1);
-  ASSERT_EQ(WRToNVUser_SVODB(), 1);
-  ASSERT_EQ(WRToNVMfg_SVODB(), 1);
-  const sim::PersistentState written = drive_.SaveState();
-  drive_.PowerCycle();
-  ASSERT_EQ(SetNode_SVODB(2), 1);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  ExpectSameImage(2, 1);
-  ASSERT_EQ(SetNode_SVODB(3), 1);
-  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);  // the power-up loaded NV into the registers
-  ExpectSameImage(3, 1);
-  ASSERT_EQ(SetNode_SVODB(2), 1);
-  ASSERT_EQ(WRToNVUser_SVODB(), 1);
-  ASSERT_EQ(WRToNVMfg_SVODB(), 1);
-  EXPECT_EQ(drive_.SaveState(), written);
-}
-
-TEST_P(RoundTrips, ThroughTheWorkingRegisters) {
-  ASSERT_EQ(SetNode_SVODB(1), 1);
-  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
-  Edit(1);
-  ASSERT_EQ(WRToDriveUser_SVODB(), 1);
-  ASSERT_EQ(WRToDriveMfg_SVODB(), 1);
-  ASSERT_EQ(SetNode_SVODB(2), 1);
-  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
-  ExpectSameImage(2, 1);
-}
-
-INSTANTIATE_TEST_SUITE_P(Drives, RoundTrips,
-                         ::testing::Values(DriveCase{2, "2.0A", false}, DriveCase{2, "2.0A", true},
-                                           DriveCase{3, "3.2A", false}, DriveCase{3, "3.2A", true},
-                                           DriveCase{4, "4.0A", false}, DriveCase{4, "4.0A", true}),
-                         [](const auto& info) {
-                           return "Logic" + std::to_string(info.param.logic) +
-                                  (info.param.network ? "Network" : "Serial");
-                         });
-
 // ---- factory defaults ------------------------------------------------------------
-
-using TextsByName = std::map<std::string, std::vector<std::string>>;
-
-TextsByName Texts(std::span<const DefaultRow> rows) {
-  TextsByName texts;
-  for (const DefaultRow& row : rows) texts[row.name].assign(row.texts.begin(), row.texts.end());
-  return texts;
-}
-
-TEST(DefaultTables, NamesAreCatalogueNamesInTheOrderTheyApply) {
-  const Catalogue catalogue;
-  for (uint32_t driveType : {1u, 2u}) {
-    for (bool four : {false, true}) {
-      for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
-        for (const DefaultRow& row : DefaultTable(set, driveType, four))
-          EXPECT_NE(catalogue.Find(row.name), nullptr);
-      }
-      const auto user = DefaultTable(DefaultSet::kUser, driveType, four);
-      const auto sorted = user.first(user.size() - (four ? 2 : 0));
-      EXPECT_TRUE(
-          std::ranges::is_sorted(sorted, {}, [](const DefaultRow& row) { return FoldCase(row.name); }));
-      if (four) {
-        EXPECT_EQ(std::string(user[user.size() - 2].name) + user.back().name, "FbTypeFilterType");
-      }
-      EXPECT_EQ(DefaultTable(DefaultSet::kManufacturing, driveType, four)[7].name,
-                std::string(driveType == 1 ? "FBSrc" : "PWMFreq"));
-    }
-  }
-}
-
-TEST(DefaultTables, TablesDifferOnlyWhereDriveTypeAndGenerationDo) {
-  for (uint32_t driveType : {1u, 2u}) {
-    TextsByName user = Texts(DefaultTable(DefaultSet::kUser, driveType, false));
-    user["FbType"].assign(8, "TRX");
-    user["FilterType"].assign(8, "ARfx");
-    EXPECT_EQ(Texts(DefaultTable(DefaultSet::kUser, driveType, true)), user);
-    TextsByName older = Texts(DefaultTable(DefaultSet::kManufacturing, driveType, false));
-    TextsByName newer = Texts(DefaultTable(DefaultSet::kManufacturing, driveType, true));
-    EXPECT_NE(older["DeadBand"], newer["DeadBand"]);
-    EXPECT_NE(older["PWMFreq"], newer["PWMFreq"]);
-    older.erase("DeadBand"), older.erase("PWMFreq"), newer.erase("DeadBand"), newer.erase("PWMFreq");
-    EXPECT_EQ(older, newer);
-  }
-  TextsByName serial = Texts(DefaultTable(DefaultSet::kUser, 1, false));
-  TextsByName network = Texts(DefaultTable(DefaultSet::kUser, 2, false));
-  const std::vector<std::string> networkI2T = {"1.500000", "3.010000", "6.0200000", "12.02000",
-                                               "24.08000", "48.16000", "3.000000",  "6.000000"};
-  EXPECT_EQ(network["I2TTrip"], networkI2T);
-  EXPECT_EQ(serial["Kip"][5], "4.54000");
-  EXPECT_EQ(serial["CmdSrc"][0] + network["CmdSrc"][7], "Analog_InputCommand_Variable");
-  EXPECT_EQ(network["Kvi"], std::vector<std::string>(8, "4.909000"));
-  for (const char* name : {"GearIn", "GearOut"}) serial.erase(name);
-  for (const char* name :
-       {"I2TTrip", "CmdSrc", "Kvi", "AuxFBComAng", "AuxFBDivisor", "EnDatDistMT", "EnDatPPR", "FBSrc"}) {
-    network.erase(name);
-    serial.erase(name);
-  }
-  EXPECT_EQ(serial, network);
-  TextsByName serialMfg = Texts(DefaultTable(DefaultSet::kManufacturing, 1, true));
-  serialMfg.erase("FBSrc");
-  EXPECT_EQ(Texts(DefaultTable(DefaultSet::kManufacturing, 2, true)), serialMfg);
-}
 
 // A default reads back from the image as its text: labels exactly, numbers
 // within the distance to the next value their raw format holds (the gains'
@@ -648,7 +461,9 @@ struct TableCase {
   int32_t logic;
 };
 
-void PrintTo(const TableCase& c, std::ostream* os) { *os << "drive type " << c.driveType << " logic " << c.logic; }
+void PrintTo(const TableCase& c, std::ostream* os) {
+  *os << "drive type " << c.driveType << " logic " << c.logic;
+}
 
 class OfflineDefaults : public ::testing::TestWithParam<TableCase> {};
 
@@ -689,31 +504,6 @@ INSTANTIATE_TEST_SUITE_P(Tables, OfflineDefaults,
                            return std::string(info.param.driveType == 1 ? "Serial" : "Network") + "Logic" +
                                   std::to_string(info.param.logic);
                          });
-
-// Defaults loaded into node 0 reach NV and come back from it after the
-// drive's next power-up.
-TEST_P(RoundTrips, DefaultsOnNodeZeroSurviveAPowerCycle) {
-  ASSERT_EQ(SetDefaultUser_SVODB(), 1);
-  ASSERT_EQ(SetDefaultMfg_SVODB(), 1);
-  drive_.PowerCycle();
-  ASSERT_EQ(SetNode_SVODB(2), 1);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  LibraryContext ctx = api::Context();
-  std::set<std::string> written = {"CmdGain", "CmdOffset", "AuxFBType"};
-  for (const char* set : {"user", "mfg"}) {
-    const ParameterList list = *set == 'u' ? UserWriteSet(ctx) : ManufacturingSet(ctx.db.catalogue);
-    for (const std::string& name : NamesOf(list)) written.insert(name);
-  }
-  const uint32_t driveType = GetParam().network ? 2 : 1;
-  const std::size_t column = *DefaultColumn(ctx.db.nodes[2].modelCode);
-  for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
-    for (const DefaultRow& row : DefaultTable(set, driveType, GetParam().logic >= 4)) {
-      const VariableRecord& record = *ctx.db.catalogue.Find(row.name);
-      if (written.contains(record.name) && record.minLogicVersion <= GetParam().logic)
-        ExpectReadsBack(ctx, row.name, row.texts[column], 2);
-    }
-  }
-}
 
 }  // namespace
 }  // namespace svodb

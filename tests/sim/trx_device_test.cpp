@@ -1,5 +1,6 @@
 // The virtual drive's feedback device seen from the bus and from the
-// drive's side: diagnostics gating, the drive's copy, persistence.
+// drive's side: diagnostics gating and the drive's copy. The device's
+// memory file is exercised by the tool's commands, one process after another.
 #include "trx_device.h"
 
 #include <gtest/gtest.h>
@@ -73,38 +74,6 @@ TEST_F(TrxDeviceTest, TheDrivesCopyFollowsTheDeviceAtPowerUpAndWhenLeavingDiagno
   drive.PutVarToFPGA(58, 0);
   EXPECT_EQ(drive.MotorByte(383), 0xAA);
   EXPECT_GT(drive.PersistentRevision(), revision);
-}
-
-TEST_F(TrxDeviceTest, TheDeviceMemoryFileKeepsEveryWordAndByte) {
-  for (int32_t generation : {1, 2}) {
-    VirtualDrive drive(WithGeneration(generation));
-    if (generation == 1) {
-      drive.Trx().Eeprom().SetWord(1, 0x7C0);
-    } else {
-      drive.Trx().Flash().SetByte(FeedbackDevice::kRegionStart + 17151, 0x42);
-    }
-    const std::string text = FormatDeviceMemory(drive.Trx());
-    VirtualDrive other(WithGeneration(generation));
-    ASSERT_TRUE(ParseDeviceMemory(text, other.Trx()));
-    EXPECT_EQ(FormatDeviceMemory(other.Trx()), text);
-    VirtualDrive wrong(WithGeneration(3 - generation));
-    const std::string before = FormatDeviceMemory(wrong.Trx());
-    EXPECT_FALSE(ParseDeviceMemory(text, wrong.Trx()));
-    EXPECT_EQ(FormatDeviceMemory(wrong.Trx()), before);
-    std::string truncated = text.substr(0, text.rfind("\n", text.size() - 2) + 1);
-    EXPECT_FALSE(ParseDeviceMemory(truncated, other.Trx()));
-  }
-}
-
-TEST_F(TrxDeviceTest, ARestoredDriveHoldsTheSavedBlockInItsDevice) {
-  VirtualDrive drive(WithGeneration(2));
-  PersistentState state = drive.SaveState();
-  state.motorData[7] ^= 0x10;
-  state.motorData[8] ^= 0x10;
-  drive.RestoreState(state);
-  drive.PowerCycle();
-  EXPECT_EQ(drive.Trx().Block()[7], state.motorData[7]);
-  EXPECT_EQ(drive.MotorByte(8), state.motorData[8]);
 }
 
 }  // namespace
