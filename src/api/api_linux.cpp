@@ -6,9 +6,9 @@
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
-#include "catalog/enumerations.h"
 #include "platform/platform.h"
 #include "svodb/svodb_linux.h"
+#include "values/enumerations.h"
 
 extern "C" {
 

@@ -3,12 +3,13 @@
 #include <array>
 #include <string>
 
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -90,6 +91,7 @@ class RuleInputs {
   // A LogicVer that cannot be read counts as older logic, as it does when
   // the default tables are chosen.
   bool LogicAtLeastFour() {
+    if (OnDrive()) return LogicVersionOrOldest(ctx_) >= kFeedbackTypeLogic;
     double logic = 0.0;
     return Value("LogicVer", logic) == code::kOk && logic >= kFeedbackTypeLogic;
   }

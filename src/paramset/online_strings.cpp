@@ -3,11 +3,12 @@
 #include <utility>
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/one_repeat.h"
-#include "drive/online_values.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 #include "drive/unit_scaling.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -24,8 +25,8 @@ constexpr int kSpecialBoardOffset = 80;
 
 // Drives before logic 3 keep neither text where this library looks.
 Result CheckLogicVersion(LibraryContext& ctx) {
-  double logic = 0.0;
-  const Result result = ReadVariableOnline(ctx, "LOGICVER", logic);
+  int32_t logic = 0;
+  const Result result = ReadLogicVersion(ctx, logic);
   if (result != code::kOk) return result;
   return logic < kOldestTextLogic ? code::kWrongLogicVersion : code::kOk;
 }

@@ -7,25 +7,24 @@
 #include <optional>
 #include <vector>
 
-#include "catalog/drive_identity.h"
-#include "catalog/enumerations.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
-#include "drive/scaling_context.h"
 #include "drive/unit_scaling.h"
 #include "platform/files.h"
+#include "values/conversion_dispatch.h"
+#include "values/drive_identity.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
+#include "values/scaling_context.h"
 
 namespace svodb {
 namespace {
 
-constexpr int32_t kAuxFbTypeCode = 3;
 constexpr int32_t kGearOutCode = 34;
 constexpr int32_t kGearInCode = 242;
 constexpr int32_t kAuxFbDivisorCode = 243;
-constexpr int32_t kCmdGainCode = 601;
-constexpr int32_t kCmdOffsetCode = 602;
 constexpr uint32_t kSerialDrive = 1;
 constexpr uint32_t kNetworkDrive = 2;
 constexpr std::size_t kUnitWidth = 16;
@@ -173,10 +172,7 @@ Result LabelResult(int32_t value) {
 // The image's logic version: the drive's own for node 0 (an unreadable
 // LogicVer counts as 0, the old formats, as elsewhere for node 0).
 int32_t LogicVersionOf(LibraryContext& ctx, uint32_t node) {
-  if (node != 0) return ctx.db.nodes[node].logicVersion;
-  double logicVersion = 0.0;
-  if (ReadVariableOnline(ctx, "LogicVer", logicVersion) != code::kOk) return 0;
-  return TruncateToInt32(logicVersion).value_or(0);
+  return node != 0 ? ctx.db.nodes[node].logicVersion : LogicVersionOrOldest(ctx);
 }
 
 Result SetLabelled(LibraryContext& ctx, std::string_view name, uint32_t mode, std::string_view text,
@@ -250,10 +246,6 @@ Result SetCommandCounts(LibraryContext& ctx, uint32_t mode, uint32_t modelCode, 
   return StoreLeniently(ctx, "PWMMinus", minus, mode, node);
 }
 
-bool IsScaled(int32_t conversionCode) {
-  return (conversionCode >= 10 && conversionCode <= 599) || conversionCode == 752;
-}
-
 Result ApplyFileText(LibraryContext& ctx, std::string_view name, uint32_t mode, uint32_t modelCode,
                      std::string_view text, uint32_t node) {
   if (name == kCloseStep) return SetCommandCounts(ctx, mode, modelCode, node);
@@ -261,7 +253,7 @@ Result ApplyFileText(LibraryContext& ctx, std::string_view name, uint32_t mode, 
   const int32_t c = ctx.db.catalogue.GetConversionCode(name);
   if (c >= 0 && c <= 2) return SetLabelled(ctx, name, mode, text, node);
   if (c == kAuxFbTypeCode) return SetAuxFbType(ctx, name, text, node);
-  if (IsScaled(c)) return SetScaled(ctx, name, c, mode, modelCode, text, node);
+  if (KindOf(c) == ValueKind::kUnitScaled) return SetScaled(ctx, name, c, mode, modelCode, text, node);
   if (c == kCmdGainCode || c == kCmdOffsetCode) {
     double value = 0.0;
     if (!ParseNumber(text, value)) return code::kOutOfRange;
@@ -322,11 +314,8 @@ Result FileVersionToWrite(LibraryContext& ctx, const ParameterFileIdentity& iden
     version = ctx.db.nodes[node].logicVersion;
     return code::kOk;
   }
-  double logicVersion = 0.0;
-  const Result result = ReadVariableOnline(ctx, "LogicVer", logicVersion);
-  if (result != code::kOk) return result >= kFileWritten ? code::kSystemError : result;
-  version = TruncateToInt32(logicVersion).value_or(0);
-  return code::kOk;
+  const Result result = ReadLogicVersion(ctx, version);
+  return result == code::kOk || result < kFileWritten ? result : code::kSystemError;
 }
 
 Result AppendHeader(LibraryContext& ctx, const ParameterFileIdentity& identity, uint32_t node, std::string& text) {

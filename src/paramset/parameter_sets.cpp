@@ -2,17 +2,17 @@
 
 #include <algorithm>
 
-#include "catalog/drive_identity.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
 #include "drive/drive_facts.h"
-#include "drive/online_values.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 #include "paramset/default_tables.h"
 #include "paramset/online_strings.h"
 #include "paramset/param_file.h"
+#include "values/drive_identity.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -59,8 +59,10 @@ Result ReadModelAndMode(LibraryContext& ctx, NodeState& image) {
 // The drive's LogicVer in engineering units; the values read now are in its
 // format, so the image takes its logic version.
 Result ReadDriveLogic(LibraryContext& ctx, NodeState& image, double& logic) {
-  const Result result = ReadVariableOnline(ctx, "LogicVer", logic);
-  if (result == code::kOk) image.logicVersion = static_cast<int32_t>(logic);
+  int32_t logicVersion = 0;
+  const Result result = ReadLogicVersion(ctx, logicVersion);
+  if (result == code::kOk) image.logicVersion = logicVersion;
+  if (result == code::kOk) logic = logicVersion;
   return result;
 }
 
@@ -211,7 +213,7 @@ ParameterList UserWriteSet(LibraryContext& ctx) {
 
 DriveVersion ConnectedDriveVersion(LibraryContext& ctx) {
   DriveVersion version{ctx.db.driveVersion, 0};
-  if (ReadRegisterOnline(ctx, "LogicVer", version.logicVersion) != code::kOk) version.logicVersion = 0;
+  version.logicVersion = LogicVersionOrOldest(ctx);
   return version;
 }
 
@@ -276,9 +278,8 @@ Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t 
   uint32_t model = 0;
   result = ReadModelOnline(ctx, model);
   if (result != code::kOk) return WithDetail(result, PositionOf(ctx.db.catalogue, "Model"));
-  double logic = 0.0;
-  result = ReadVariableOnline(ctx, "LogicVer", logic);
-  if (result != code::kOk) return result;
+  // The operation read LogicVer at its start.
+  const double logic = driveRaw;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
   Result written = 0;
@@ -301,9 +302,8 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
   Result result = facts.Read(WriteNeeds(list), Context::kNone);
   if (result != code::kOk) return result;
   const int32_t driveRaw = *KnownLogicVersion(ctx);
-  double logic = 0.0;
-  result = ReadVariableOnline(ctx, "LogicVer", logic);
-  if (result != code::kOk) return result;
+  // The operation read LogicVer at its start.
+  const double logic = driveRaw;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
   Result convertedBack = code::kOk;
@@ -322,10 +322,9 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
 bool UsesLogicFourDefaults(LibraryContext& ctx, uint32_t node) {
   // Inside a default load node 0's LogicVer was read at the start, and a
   // failed read failed the load: no fault picks the older tables.
+  if (node == 0) return LogicVersionOrOldest(ctx) >= 4;
   double logic = 0.0;
-  const Result result =
-      node == 0 ? ReadVariableOnline(ctx, "LogicVer", logic) : GetOfflineValue(ctx, "LogicVer", node, logic);
-  return result == code::kOk && logic >= 4.0;  // NaN compares false
+  return GetOfflineValue(ctx, "LogicVer", node, logic) == code::kOk && logic >= 4.0;  // NaN compares false
 }
 
 Result ApplyUserDefaults(LibraryContext& ctx, uint32_t node) {

@@ -16,13 +16,13 @@
 
 #include "api/export_fixture.h"
 #include "api/global_state.h"
-#include "catalog/drive_identity.h"
-#include "catalog/enumerations.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "platform/files.h"
 #include "svodb/svodb.h"
+#include "values/drive_identity.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
 #include "virtual_drive.h"
 
 namespace svodb::testing {

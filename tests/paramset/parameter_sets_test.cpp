@@ -14,14 +14,14 @@
 #include <vector>
 
 #include "api/export_fixture.h"
-#include "catalog/enumerations.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "paramset/default_tables.h"
 #include "svodb/svodb.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 

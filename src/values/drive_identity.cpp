@@ -1,9 +1,10 @@
-#include "catalog/drive_identity.h"
+#include "values/drive_identity.h"
 
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -109,9 +110,9 @@ Result SetOpModeOnline(LibraryContext& ctx, int32_t opMode) {
 }
 
 Result CheckLogicVersion(LibraryContext& ctx, uint8_t& atLeastTwo) {
-  double logicVersion = 0.0;
-  const Result result = ReadVariableOnline(ctx, "LogicVer", logicVersion);
-  atLeastTwo = result == code::kOk && logicVersion >= 2.0 ? 1 : 0;
+  int32_t logicVersion = 0;
+  const Result result = ReadLogicVersion(ctx, logicVersion);
+  atLeastTwo = logicVersion >= 2 ? 1 : 0;
   return result;
 }
 

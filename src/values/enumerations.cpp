@@ -1,11 +1,10 @@
-#include "catalog/enumerations.h"
+#include "values/enumerations.h"
 
 #include <algorithm>
 
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
-#include "drive/online_values.h"
-#include "drive/register_transfers.h"
+#include "drive/drive_facts.h"
 
 namespace svodb {
 namespace {
@@ -64,9 +63,7 @@ const EnumEntry* MonitorTableOfModel(Monitor monitor, uint32_t modelCode, uint32
 // Whether the connected drive has EncOutPPR. Its logic version is read each
 // time; a failed read counts as version 0, which has none.
 bool DriveHasProgrammableEncoderOutput(LibraryContext& ctx) {
-  int32_t logicVersion = 0;
-  if (ReadRegisterOnline(ctx, "LogicVer", logicVersion) != code::kOk) logicVersion = 0;
-  return IsSupportedByVersion("EncOutPPR", ctx.db.driveVersion, logicVersion);
+  return IsSupportedByVersion("EncOutPPR", ctx.db.driveVersion, LogicVersionOrOldest(ctx));
 }
 
 bool IsProgrammableEncoderOutput(std::string_view name, const EnumEntry& entry) {
@@ -81,11 +78,7 @@ bool OffersProgrammableEncoderOutput(LibraryContext& ctx, uint32_t node) {
 
 // Logic 4.0 reuses fault 8 for the regeneration short and the hardware
 // over-temperature as well.
-bool DriveReportsRegenShort(LibraryContext& ctx) {
-  double logicVersion = 0.0;
-  if (ReadVariableOnline(ctx, "LogicVer", logicVersion) != code::kOk) logicVersion = 0.0;
-  return logicVersion >= 4.0;
-}
+bool DriveReportsRegenShort(LibraryContext& ctx) { return LogicVersionOrOldest(ctx) >= 4; }
 
 // The drive sets one bit per Mitutoyo fault and may set several at once.
 std::string FaultBitLabels(const EnumEntry* table, int32_t value) {
