@@ -4,7 +4,6 @@
 #include <string>
 
 #include "catalog/parameter_database.h"
-#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -91,7 +90,6 @@ class RuleInputs {
   // A LogicVer that cannot be read counts as older logic, as it does when
   // the default tables are chosen.
   bool LogicAtLeastFour() {
-    if (OnDrive()) return LogicVersionOrOldest(ctx_) >= kFeedbackTypeLogic;
     double logic = 0.0;
     return Value("LogicVer", logic) == code::kOk && logic >= kFeedbackTypeLogic;
   }

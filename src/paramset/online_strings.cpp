@@ -3,7 +3,6 @@
 #include <utility>
 
 #include "catalog/parameter_database.h"
-#include "drive/drive_facts.h"
 #include "drive/one_repeat.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -25,8 +24,8 @@ constexpr int kSpecialBoardOffset = 80;
 
 // Drives before logic 3 keep neither text where this library looks.
 Result CheckLogicVersion(LibraryContext& ctx) {
-  int32_t logic = 0;
-  const Result result = ReadLogicVersion(ctx, logic);
+  double logic = 0.0;
+  const Result result = ReadVariableOnline(ctx, "LOGICVER", logic);
   if (result != code::kOk) return result;
   return logic < kOldestTextLogic ? code::kWrongLogicVersion : code::kOk;
 }

@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "catalog/parameter_database.h"
-#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/unit_scaling.h"
 #include "platform/files.h"
@@ -172,7 +171,10 @@ Result LabelResult(int32_t value) {
 // The image's logic version: the drive's own for node 0 (an unreadable
 // LogicVer counts as 0, the old formats, as elsewhere for node 0).
 int32_t LogicVersionOf(LibraryContext& ctx, uint32_t node) {
-  return node != 0 ? ctx.db.nodes[node].logicVersion : LogicVersionOrOldest(ctx);
+  if (node != 0) return ctx.db.nodes[node].logicVersion;
+  double logicVersion = 0.0;
+  if (ReadVariableOnline(ctx, "LogicVer", logicVersion) != code::kOk) return 0;
+  return TruncateToInt32(logicVersion).value_or(0);
 }
 
 Result SetLabelled(LibraryContext& ctx, std::string_view name, uint32_t mode, std::string_view text,
@@ -314,8 +316,11 @@ Result FileVersionToWrite(LibraryContext& ctx, const ParameterFileIdentity& iden
     version = ctx.db.nodes[node].logicVersion;
     return code::kOk;
   }
-  const Result result = ReadLogicVersion(ctx, version);
-  return result == code::kOk || result < kFileWritten ? result : code::kSystemError;
+  double logicVersion = 0.0;
+  const Result result = ReadVariableOnline(ctx, "LogicVer", logicVersion);
+  if (result != code::kOk) return result >= kFileWritten ? code::kSystemError : result;
+  version = TruncateToInt32(logicVersion).value_or(0);
+  return code::kOk;
 }
 
 Result AppendHeader(LibraryContext& ctx, const ParameterFileIdentity& identity, uint32_t node, std::string& text) {

@@ -59,10 +59,8 @@ Result ReadModelAndMode(LibraryContext& ctx, NodeState& image) {
 // The drive's LogicVer in engineering units; the values read now are in its
 // format, so the image takes its logic version.
 Result ReadDriveLogic(LibraryContext& ctx, NodeState& image, double& logic) {
-  int32_t logicVersion = 0;
-  const Result result = ReadLogicVersion(ctx, logicVersion);
-  if (result == code::kOk) image.logicVersion = logicVersion;
-  if (result == code::kOk) logic = logicVersion;
+  const Result result = ReadVariableOnline(ctx, "LogicVer", logic);
+  if (result == code::kOk) image.logicVersion = static_cast<int32_t>(logic);
   return result;
 }
 
@@ -278,8 +276,9 @@ Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t 
   uint32_t model = 0;
   result = ReadModelOnline(ctx, model);
   if (result != code::kOk) return WithDetail(result, PositionOf(ctx.db.catalogue, "Model"));
-  // The operation read LogicVer at its start.
-  const double logic = driveRaw;
+  double logic = 0.0;
+  result = ReadVariableOnline(ctx, "LogicVer", logic);
+  if (result != code::kOk) return result;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
   Result written = 0;
@@ -302,8 +301,9 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
   Result result = facts.Read(WriteNeeds(list), Context::kNone);
   if (result != code::kOk) return result;
   const int32_t driveRaw = *KnownLogicVersion(ctx);
-  // The operation read LogicVer at its start.
-  const double logic = driveRaw;
+  double logic = 0.0;
+  result = ReadVariableOnline(ctx, "LogicVer", logic);
+  if (result != code::kOk) return result;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
   Result convertedBack = code::kOk;
@@ -322,9 +322,10 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
 bool UsesLogicFourDefaults(LibraryContext& ctx, uint32_t node) {
   // Inside a default load node 0's LogicVer was read at the start, and a
   // failed read failed the load: no fault picks the older tables.
-  if (node == 0) return LogicVersionOrOldest(ctx) >= 4;
   double logic = 0.0;
-  return GetOfflineValue(ctx, "LogicVer", node, logic) == code::kOk && logic >= 4.0;  // NaN compares false
+  const Result result =
+      node == 0 ? ReadVariableOnline(ctx, "LogicVer", logic) : GetOfflineValue(ctx, "LogicVer", node, logic);
+  return result == code::kOk && logic >= 4.0;  // NaN compares false
 }
 
 Result ApplyUserDefaults(LibraryContext& ctx, uint32_t node) {

@@ -5,6 +5,7 @@
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
 #include "drive/drive_facts.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -78,7 +79,11 @@ bool OffersProgrammableEncoderOutput(LibraryContext& ctx, uint32_t node) {
 
 // Logic 4.0 reuses fault 8 for the regeneration short and the hardware
 // over-temperature as well.
-bool DriveReportsRegenShort(LibraryContext& ctx) { return LogicVersionOrOldest(ctx) >= 4; }
+bool DriveReportsRegenShort(LibraryContext& ctx) {
+  double logicVersion = 0.0;
+  if (ReadVariableOnline(ctx, "LogicVer", logicVersion) != code::kOk) logicVersion = 0.0;
+  return logicVersion >= 4.0;
+}
 
 // The drive sets one bit per Mitutoyo fault and may set several at once.
 std::string FaultBitLabels(const EnumEntry* table, int32_t value) {

@@ -21,10 +21,13 @@ int32_t NodeLogicVersion(LibraryContext& ctx, uint32_t node) {
 }
 
 // A current limit's conversion code follows the node's logic version (node
-// 0: the connected drive's); reading a value leaves the catalogue as it is.
-int32_t ConversionCodeOn(LibraryContext& ctx, const VariableRecord& record, std::string_view name,
-                         uint32_t node) {
-  return IsCurrentLimit(name) ? CurrentLimitCode(name, NodeLogicVersion(ctx, node)) : record.conversionCode;
+// 0: the connected drive's). The catalogue takes it too: callers (the
+// default tables' and the files' read-back among them) ask the catalogue
+// for a current limit's code after reading its value.
+int32_t FollowNodeConversionCode(LibraryContext& ctx, VariableRecord& record, std::string_view name,
+                                 uint32_t node) {
+  if (IsCurrentLimit(name)) record.conversionCode = CurrentLimitCode(name, NodeLogicVersion(ctx, node));
+  return record.conversionCode;
 }
 
 // ---- properties ----------------------------------------------------------------
@@ -162,10 +165,10 @@ Result PropertiesByCode(LibraryContext& ctx, std::string_view name, uint32_t nod
 
 Result GetOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double& value) {
   if (node > kMaxNode) return code::kOutOfRange;
-  const VariableRecord* record = ctx.db.catalogue.Find(name);
+  VariableRecord* record = ctx.db.catalogue.Find(name);
   if (record == nullptr) return code::kInvalidParameter;
   ImageStore image(ctx, node);
-  return ReadValue(image, name, ConversionCodeOn(ctx, *record, name, node), value);
+  return ReadValue(image, name, FollowNodeConversionCode(ctx, *record, name, node), value);
 }
 
 Result PutOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double value) {

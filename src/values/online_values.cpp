@@ -113,8 +113,8 @@ Result ReadVariableOnline(LibraryContext& ctx, std::string_view name, double& va
 
 Result WriteVariableOnline(LibraryContext& ctx, std::string_view name, double value) {
   if (IsCurrentLimit(name)) {
-    int32_t logicVersion = 0;
-    if (ReadLogicVersion(ctx, logicVersion) == code::kOk && logicVersion < 3) {
+    double logicVersion = 0.0;
+    if (ReadVariableOnline(ctx, "LogicVer", logicVersion) == code::kOk && logicVersion < 3.0) {
       ctx.db.catalogue.Find(name)->conversionCode = 1;
     }
   }

@@ -18,7 +18,7 @@ namespace {
 
 using sim::Operation;
 
-class LogicVersion : public ::testing::Test {
+class DriveLogicVersion : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_EQ(drive.InitComPort(1, 19200), 1);
@@ -32,7 +32,7 @@ class LogicVersion : public ::testing::Test {
   LibraryContext ctx{db, registers, drive, platform};
 };
 
-TEST_F(LogicVersion, OneAnswerAndOneFailurePolicyForEveryCaller) {
+TEST_F(DriveLogicVersion, OneAnswerAndOneFailurePolicyForEveryCaller) {
   struct Case {
     const char* what;
     bool insideOperation;  // the operation read LogicVer before the fault
@@ -42,14 +42,15 @@ TEST_F(LogicVersion, OneAnswerAndOneFailurePolicyForEveryCaller) {
     std::vector<std::string> traffic;
   };
   const std::string read = "GetVarFromFPGA(30) -> 1 [3]";
-  const std::string noResponse = "GetVarFromFPGA(30) -> 0 [0]";
-  const std::string wrongAddress = "GetVarFromFPGA(30) -> 4 [0]";
-  // Each case asks twice: ReadLogicVersion, then LogicVersionOrOldest.
+  const std::string noResponse = "GetVarFromFPGA(30) -> 0";
+  const std::string wrongAddress = "GetVarFromFPGA(30) -> 4";
+  // Each case asks twice, ReadLogicVersion then LogicVersionOrOldest; a
+  // setting is read twice, and a failed first read ends the question.
   const Case cases[] = {
-      {"read now", false, 1, 1, 3, {read, read}},
+      {"read now", false, 1, 1, 3, {read, read, read, read}},
       {"no response", false, 0, 0, 0, {noResponse, noResponse}},
       {"wrong address", false, 4, 4, 0, {wrongAddress, wrongAddress}},
-      {"the operation's answer", true, 0, 1, 3, {read}},
+      {"the operation's answer", true, 0, 1, 3, {read, read}},  // its own read only
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
