@@ -24,10 +24,10 @@
 #include <vector>
 
 #include "api/global_state.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "svodb/svodb.h"
+#include "values/offline_values.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 
 #include "catalog/catalogue_table.h"
 #include "drive/register_map.h"
-#include "drive/scaling_context.h"
 #include "drive/unit_scaling.h"
+#include "values/scaling_context.h"
 
 namespace svodb::sim {
 

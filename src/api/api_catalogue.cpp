@@ -2,9 +2,9 @@
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
-#include "catalog/catalogue_queries.h"
 #include "catalog/parameter_database.h"
 #include "svodb/svodb.h"
+#include "values/catalogue_queries.h"
 
 using svodb::LibraryContext;
 using svodb::api::Context;

@@ -8,8 +8,8 @@
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
-#include "catalog/enumerations.h"
 #include "svodb/svodb.h"
+#include "values/enumerations.h"
 
 using svodb::LibraryContext;
 using svodb::api::Context;

@@ -2,10 +2,10 @@
 // unless the name says online.
 #include "api/global_state.h"
 #include "api/guard.h"
-#include "catalog/drive_identity.h"
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
 #include "svodb/svodb.h"
+#include "values/drive_identity.h"
 
 using svodb::LibraryContext;
 using svodb::NodeState;

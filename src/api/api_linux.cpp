@@ -9,10 +9,10 @@
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
-#include "catalog/enumerations.h"
 #include "paramset/param_file.h"
 #include "platform/platform.h"
 #include "svodb/svodb_linux.h"
+#include "values/enumerations.h"
 
 // The public kinds are the reader's, in the same order.
 static_assert(SVODB_LINE_SKIPPED == static_cast<int>(svodb::FileLineKind::kSkipped) &&

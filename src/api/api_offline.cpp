@@ -3,11 +3,11 @@
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
-#include "catalog/catalogue_queries.h"
-#include "catalog/drive_identity.h"
-#include "catalog/offline_values.h"
 #include "drive/unit_scaling.h"
 #include "svodb/svodb.h"
+#include "values/catalogue_queries.h"
+#include "values/drive_identity.h"
+#include "values/offline_values.h"
 
 using svodb::LibraryContext;
 using svodb::api::CurrentNode;

@@ -2,8 +2,8 @@
 // engineering units.
 #include "api/global_state.h"
 #include "api/guard.h"
-#include "drive/online_values.h"
 #include "svodb/svodb.h"
+#include "values/online_values.h"
 
 using svodb::LibraryContext;
 namespace code = svodb::code;

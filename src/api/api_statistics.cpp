@@ -7,8 +7,8 @@
 #include "api/global_state.h"
 #include "api/guard.h"
 #include "api/text_copy.h"
-#include "drive/statistics.h"
 #include "svodb/svodb.h"
+#include "values/statistics.h"
 
 using svodb::LibraryContext;
 using svodb::SampleStatistics;

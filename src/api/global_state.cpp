@@ -7,10 +7,10 @@
 #include "drive/register_map.h"
 #include "drive/register_rows.h"
 #include "drive/transport.h"
+#include "drive/transport_library.h"
 #include "feedback/gen1_writes.h"
 #include "feedback/motor_data_block.h"
 #include "platform/platform.h"
-#include "platform/transport_library.h"
 
 namespace svodb::api {
 namespace {

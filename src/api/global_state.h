@@ -5,10 +5,9 @@
 #include <cstdint>
 
 #include "api/guard.h"
-
 #include "context.h"
+#include "drive/transport_library.h"
 #include "feedback/feedback_context.h"
-#include "platform/transport_library.h"
 
 namespace svodb::api {
 

@@ -1,9 +1,9 @@
 // The constant label tables and the analog monitor labels built from the
 // scale factors of each model.
+#include "catalog/enumeration_tables.h"
+
 #include <algorithm>
 #include <string_view>
-
-#include "catalog/enumerations.h"
 
 namespace svodb {
 namespace {

@@ -1,6 +1,7 @@
 #include "drive/connection.h"
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -40,8 +41,7 @@ Result SetNode(LibraryContext& ctx, uint32_t& currentNode, int32_t node) {
   currentNode = static_cast<uint32_t>(node);
   int32_t logicVersion = 0;
   if (node == 0) {
-    // LogicVer converts exactly (code 17): its raw value is the version.
-    if (ReadRegisterOnline(ctx, "LogicVer", logicVersion) != code::kOk) logicVersion = 0;
+    logicVersion = LogicVersionOrOldest(ctx);
   } else {
     logicVersion = ctx.db.nodes[static_cast<std::size_t>(node)].logicVersion;
   }

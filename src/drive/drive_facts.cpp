@@ -31,7 +31,7 @@ Result OperationFacts::Read(FactNeeds needs, Context context) {
   DriveFacts& facts = *ctx_.facts;
   if (needs.logicVersion && !facts.logicVersion) {
     int32_t raw = 0;
-    const Result result = ReadRegisterOnline(ctx_, "LogicVer", raw);
+    const Result result = ReadLogicVersion(ctx_, raw);
     if (result == code::kOk) {
       facts.logicVersion = raw;
     } else if (!needs.driveOptional || !NoDriveConnected(ctx_.transport)) {
@@ -56,6 +56,19 @@ std::optional<int32_t> KnownLogicVersion(const LibraryContext& ctx) noexcept {
 
 std::optional<uint8_t> KnownPowerBoard(const LibraryContext& ctx) noexcept {
   return ctx.facts == nullptr ? std::nullopt : ctx.facts->powerBoard;
+}
+
+Result ReadLogicVersion(LibraryContext& ctx, int32_t& logicVersion) {
+  // The register read answers from the operation's facts when it has them.
+  const Result result = ReadRegisterOnline(ctx, "LogicVer", logicVersion);
+  if (result != code::kOk) logicVersion = 0;
+  return result;
+}
+
+int32_t LogicVersionOrOldest(LibraryContext& ctx) {
+  int32_t logicVersion = 0;
+  ReadLogicVersion(ctx, logicVersion);
+  return logicVersion;
 }
 
 bool IsLogicVersionName(std::string_view name) { return FoldCase(name) == "logicver"; }

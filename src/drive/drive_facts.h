@@ -74,6 +74,18 @@ Result WithDriveFacts(LibraryContext& ctx, FactNeeds needs, Context context, Bod
 std::optional<int32_t> KnownLogicVersion(const LibraryContext& ctx) noexcept;
 std::optional<uint8_t> KnownPowerBoard(const LibraryContext& ctx) noexcept;
 
+// The connected drive's logic version (its raw LogicVer): every part of the
+// library asks here. Inside a whole-set or file operation the answer is the
+// value read at the operation's start; otherwise LogicVer is read now.
+// Failure policy, the same for every caller: when LogicVer cannot be read,
+// logicVersion is 0 (the oldest logic) and the read's code is returned. A
+// caller that goes on without an answer thus takes the oldest formats,
+// tables and layouts; a caller that must not guess returns or checks the
+// code.
+Result ReadLogicVersion(LibraryContext& ctx, int32_t& logicVersion);
+// The same answer for callers that go on without one: 0 when unreadable.
+int32_t LogicVersionOrOldest(LibraryContext& ctx);
+
 // LogicVer in any spelling: the catalogue finds names without regard to case.
 bool IsLogicVersionName(std::string_view name);
 

@@ -17,10 +17,11 @@ namespace {
 int32_t StoreIndex(int32_t node, int32_t lowest) { return node >= lowest && node <= 6 ? node : 0; }
 
 // The old two-bit current-limit layout is in place while the connected
-// drive's logic is below 3.
+// drive's logic is below 3; a LogicVer that cannot be read leaves the
+// layout as it is.
 std::optional<int32_t> DriveLogicVersion(LibraryContext& ctx) {
   int32_t logicVersion = 0;
-  if (ReadRegisterOnline(ctx, "LogicVer", logicVersion) != code::kOk) return std::nullopt;
+  if (ReadLogicVersion(ctx, logicVersion) != code::kOk) return std::nullopt;
   return logicVersion;
 }
 
@@ -352,8 +353,8 @@ Result EraseUnusedNv(LibraryContext& ctx) {
   }
   for (int32_t entry = highest + 1; entry <= kLastErasableNvEntry; ++entry) {
     Result result = ctx.transport.NVEraseUnit(entry);
-    // 2 means the drive was busy with the entry: it gets one more try.
-    if (result == 2) result = ctx.transport.NVEraseUnit(entry);
+    // A drive busy with the entry gets one more try.
+    if (result == kNvEraseBusy) result = ctx.transport.NVEraseUnit(entry);
     if (result != code::kOk) return result;
   }
   return code::kOk;

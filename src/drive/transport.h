@@ -10,14 +10,20 @@
 #include <array>
 #include <cstdint>
 
+#include "catalog/result_codes.h"
+
 namespace svodb {
 
 // Room the version texts of the transport need, terminator included.
 inline constexpr std::size_t kTransportVersionCapacity = 60;
 
 // Connection types reported by GetCommType and recorded per node.
+inline constexpr int32_t kNoConnection = 0;
 inline constexpr int32_t kSerialConnection = 1;
 inline constexpr int32_t kNetworkConnection = 2;
+
+// What NVEraseUnit answers when the drive was busy with the entry.
+inline constexpr int32_t kNvEraseBusy = 2;
 
 class Transport {
  public:
@@ -48,21 +54,21 @@ class Transport {
 // every drive operation answers "No Response from drive", empty versions.
 class NoTransport : public Transport {
  public:
-  int32_t InitComPort(int32_t, int32_t) override { return 0; }
-  int32_t InitMotoBus(const std::array<int32_t, 8>&) override { return 0; }
-  int32_t KillMotoBus() override { return 0; }
-  int32_t GetCommType() override { return 0; }
-  int32_t GetVarFromFPGA(int32_t, int32_t*, int32_t*) override { return 0; }
-  int32_t PutVarToFPGA(int32_t, int32_t) override { return 0; }
-  int32_t GetVarFromEEPROM(int32_t, int32_t*, int32_t*) override { return 0; }
-  int32_t PutVarToEEPROM(int32_t, int32_t, int32_t) override { return 0; }
-  int32_t NVEraseUnit(int32_t) override { return 0; }
-  int32_t FlushPort() override { return 0; }
-  int32_t ChangeBaudRate(int32_t) override { return 0; }
-  int32_t SendISPByte(int32_t, int32_t*) override { return 0; }
-  int32_t GetISPStatus(int32_t*, int32_t) override { return 0; }
-  int32_t ChangeGetSleepTime(int32_t) override { return 0; }
-  int32_t GetMaxNumMotoBusAxes(int32_t*) override { return 0; }
+  int32_t InitComPort(int32_t, int32_t) override { return code::kNoResponse; }
+  int32_t InitMotoBus(const std::array<int32_t, 8>&) override { return code::kNoResponse; }
+  int32_t KillMotoBus() override { return code::kNoResponse; }
+  int32_t GetCommType() override { return kNoConnection; }
+  int32_t GetVarFromFPGA(int32_t, int32_t*, int32_t*) override { return code::kNoResponse; }
+  int32_t PutVarToFPGA(int32_t, int32_t) override { return code::kNoResponse; }
+  int32_t GetVarFromEEPROM(int32_t, int32_t*, int32_t*) override { return code::kNoResponse; }
+  int32_t PutVarToEEPROM(int32_t, int32_t, int32_t) override { return code::kNoResponse; }
+  int32_t NVEraseUnit(int32_t) override { return code::kNoResponse; }
+  int32_t FlushPort() override { return code::kNoResponse; }
+  int32_t ChangeBaudRate(int32_t) override { return code::kNoResponse; }
+  int32_t SendISPByte(int32_t, int32_t*) override { return code::kNoResponse; }
+  int32_t GetISPStatus(int32_t*, int32_t) override { return code::kNoResponse; }
+  int32_t ChangeGetSleepTime(int32_t) override { return code::kNoResponse; }
+  int32_t GetMaxNumMotoBusAxes(int32_t*) override { return code::kNoResponse; }
   void CommSVODBVersion(char* text) override { text[0] = '\0'; }
   void CommNCLVersion(char* text) override { text[0] = '\0'; }
 };

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "drive/drive_facts.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 #include "platform/platform.h"
@@ -167,7 +168,7 @@ Result ProgramI00File(LibraryContext& ctx, const char* fileName, Function functi
     if (const Result header = ReadI00Header(lines, fileName, fileVersion); header != code::kOk) return header;
     // A drive whose version cannot be read matches no file.
     int32_t driveVersion = 0;
-    if (ReadRegisterOnline(ctx, "LogicVer", driveVersion) != code::kOk || driveVersion != fileVersion) {
+    if (ReadLogicVersion(ctx, driveVersion) != code::kOk || driveVersion != fileVersion) {
       return code::kWrongFileVersion;
     }
     if (const Result records = ReadI00Records(lines, image); records != code::kOk) return records;

@@ -1,5 +1,6 @@
 #include "isp/isp_protocol.h"
 
+#include "drive/drive_facts.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 #include "platform/platform.h"
@@ -125,7 +126,7 @@ namespace {
 std::optional<Result> BeginDirectOperation(LibraryContext& ctx, IspSession& session, Function function,
                                            bool& spiEnabled) {
   int32_t logicVersion = 0;
-  const Result read = ReadRegisterOnline(ctx, "LogicVer", logicVersion);
+  const Result read = ReadLogicVersion(ctx, logicVersion);
   if (read != code::kOk) return read;
   spiEnabled = logicVersion == kSpiEnableLogicVersion;
   if (spiEnabled) ctx.transport.PutVarToFPGA(kSpiEnableRegister, kSpiEnableOn);

@@ -3,12 +3,12 @@
 #include <array>
 #include <string>
 
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {

@@ -3,12 +3,12 @@
 #include <optional>
 
 #include "catalog/catalogue.h"
-#include "catalog/drive_identity.h"
 #include "catalog/parameter_database.h"
 #include "drive/drive_facts.h"
 #include "drive/register_transfers.h"
 #include "paramset/param_file.h"
 #include "paramset/parameter_sets.h"
+#include "values/drive_identity.h"
 
 namespace svodb {
 namespace {

@@ -4,10 +4,10 @@
 
 #include "catalog/parameter_database.h"
 #include "drive/one_repeat.h"
-#include "drive/online_values.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 #include "drive/unit_scaling.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {

@@ -7,26 +7,24 @@
 #include <optional>
 #include <vector>
 
-#include "catalog/drive_identity.h"
-#include "catalog/enumerations.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
 #include "drive/register_map.h"
-#include "drive/scaling_context.h"
 #include "drive/unit_scaling.h"
 #include "platform/files.h"
 #include "platform/line_reader.h"
+#include "values/conversion_dispatch.h"
+#include "values/drive_identity.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
+#include "values/scaling_context.h"
 
 namespace svodb {
 namespace {
 
-constexpr int32_t kAuxFbTypeCode = 3;
 constexpr int32_t kGearOutCode = 34;
 constexpr int32_t kGearInCode = 242;
 constexpr int32_t kAuxFbDivisorCode = 243;
-constexpr int32_t kCmdGainCode = 601;
-constexpr int32_t kCmdOffsetCode = 602;
 constexpr uint32_t kSerialDrive = 1;
 constexpr uint32_t kNetworkDrive = 2;
 constexpr std::size_t kUnitWidth = 16;
@@ -220,10 +218,6 @@ Result SetCommandCounts(LibraryContext& ctx, uint32_t mode, uint32_t modelCode, 
   return StoreLeniently(ctx, "PWMMinus", minus, mode, node);
 }
 
-bool IsScaled(int32_t conversionCode) {
-  return (conversionCode >= 10 && conversionCode <= 599) || conversionCode == 752;
-}
-
 Result ApplyFileText(LibraryContext& ctx, std::string_view name, uint32_t mode, uint32_t modelCode,
                      std::string_view text, uint32_t node) {
   if (name == kCloseStep) return SetCommandCounts(ctx, mode, modelCode, node);
@@ -231,7 +225,7 @@ Result ApplyFileText(LibraryContext& ctx, std::string_view name, uint32_t mode, 
   const int32_t c = ctx.db.catalogue.GetConversionCode(name);
   if (c >= 0 && c <= 2) return SetLabelled(ctx, name, mode, text, node);
   if (c == kAuxFbTypeCode) return SetAuxFbType(ctx, name, text, node);
-  if (IsScaled(c)) return SetScaled(ctx, name, c, mode, modelCode, text, node);
+  if (KindOf(c) == ValueKind::kUnitScaled) return SetScaled(ctx, name, c, mode, modelCode, text, node);
   if (c == kCmdGainCode || c == kCmdOffsetCode) {
     double value = 0.0;
     if (!ParseNumber(text, value)) return code::kOutOfRange;

@@ -2,17 +2,17 @@
 
 #include <algorithm>
 
-#include "catalog/drive_identity.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
 #include "drive/drive_facts.h"
-#include "drive/online_values.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
 #include "paramset/default_tables.h"
 #include "paramset/online_strings.h"
 #include "paramset/param_file.h"
+#include "values/drive_identity.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -211,7 +211,7 @@ ParameterList UserWriteSet(LibraryContext& ctx) {
 
 DriveVersion ConnectedDriveVersion(LibraryContext& ctx) {
   DriveVersion version{ctx.db.driveVersion, 0};
-  if (ReadRegisterOnline(ctx, "LogicVer", version.logicVersion) != code::kOk) version.logicVersion = 0;
+  version.logicVersion = LogicVersionOrOldest(ctx);
   return version;
 }
 

@@ -19,12 +19,12 @@
 #include <string>
 #include <vector>
 
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/register_table.h"
 #include "paramset/file_interfaces.h"
 #include "paramset/parameter_sets.h"
+#include "values/offline_values.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 

@@ -16,14 +16,14 @@
 #include <vector>
 
 #include "api/global_state.h"
-#include "catalog/drive_identity.h"
-#include "catalog/enumerations.h"
-#include "catalog/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "paramset/set_fixture.h"
 #include "platform/files.h"
 #include "svodb/svodb.h"
+#include "values/drive_identity.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
 #include "virtual_drive.h"
 
 namespace svodb::testing {

@@ -11,15 +11,18 @@
 #include <string>
 #include <vector>
 
-#include "catalog/enumerations.h"
-#include "catalog/offline_values.h"
+#include "api/export_fixture.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
 #include "catalog/parameter_database.h"
-#include "drive/online_values.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "paramset/default_tables.h"
 #include "paramset/set_fixture.h"
 #include "svodb/svodb.h"
+#include "values/enumerations.h"
+#include "values/offline_values.h"
+#include "values/online_values.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 

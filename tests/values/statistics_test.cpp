@@ -1,4 +1,4 @@
-#include "drive/statistics.h"
+#include "values/statistics.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
-#include "catalog/catalogue_queries.h"
+#include "values/catalogue_queries.h"
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -9,7 +10,7 @@ namespace svodb {
 
 std::optional<bool> IsSupportedByDrive(LibraryContext& ctx, const VariableRecord& record) {
   int32_t logicVersion = 0;
-  if (ReadRegisterOnline(ctx, "LogicVer", logicVersion) != code::kOk) return std::nullopt;
+  if (ReadLogicVersion(ctx, logicVersion) != code::kOk) return std::nullopt;
   return record.minLogicVersion <= logicVersion;
 }
 

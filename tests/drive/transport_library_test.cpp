@@ -1,7 +1,7 @@
 // The binding of the transport library: found functions are called with the
 // caller's arguments; a missing library or function answers as a drive that
 // does not respond, never crashes.
-#include "platform/transport_library.h"
+#include "drive/transport_library.h"
 
 #include <gtest/gtest.h>
 

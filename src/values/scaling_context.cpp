@@ -1,9 +1,9 @@
-#include "drive/scaling_context.h"
+#include "values/scaling_context.h"
 
 #include "catalog/parameter_database.h"
 #include "drive/drive_facts.h"
-#include "drive/online_values.h"
 #include "drive/register_transfers.h"
+#include "values/online_values.h"
 
 namespace svodb {
 
@@ -39,10 +39,7 @@ ScalingInputs ScalingInputsFor(LibraryContext& ctx, uint32_t node, int32_t conve
   ScalingInputs inputs;
   inputs.modelCode = ctx.db.connectedModelCode;
   inputs.commandUnits = ctx.db.connectedMode;
-  double logicVersion = 0.0;
-  if (DependsOnLogicVersion(conversionCode) && ReadVariableOnline(ctx, "LogicVer", logicVersion) == code::kOk) {
-    inputs.logicVersion = static_cast<int32_t>(logicVersion);
-  }
+  if (DependsOnLogicVersion(conversionCode)) inputs.logicVersion = LogicVersionOrOldest(ctx);
   FollowPowerBoard(ctx, conversionCode, inputs);
   return inputs;
 }

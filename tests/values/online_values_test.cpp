@@ -1,6 +1,6 @@
 // Online reads and writes of catalogue variables against the virtual drive,
 // and the logic-version conversions around whole-set writes.
-#include "drive/online_values.h"
+#include "values/online_values.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "platform/transport_library.h"
+#include "drive/transport_library.h"
 
 #include <cstring>
 

@@ -1,7 +1,7 @@
 // The value enumerations: the shape of every table, the table chosen per
 // node, model and mode, the drive-dependent labels on node 0 against the
 // virtual drive, and the exports as a C caller uses them.
-#include "catalog/enumerations.h"
+#include "values/enumerations.h"
 
 #include <gtest/gtest.h>
 

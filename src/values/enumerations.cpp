@@ -1,11 +1,11 @@
-#include "catalog/enumerations.h"
+#include "values/enumerations.h"
 
 #include <algorithm>
 
 #include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
-#include "drive/online_values.h"
-#include "drive/register_transfers.h"
+#include "drive/drive_facts.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
@@ -64,9 +64,7 @@ const EnumEntry* MonitorTableOfModel(Monitor monitor, uint32_t modelCode, uint32
 // Whether the connected drive has EncOutPPR. Its logic version is read each
 // time; a failed read counts as version 0, which has none.
 bool DriveHasProgrammableEncoderOutput(LibraryContext& ctx) {
-  int32_t logicVersion = 0;
-  if (ReadRegisterOnline(ctx, "LogicVer", logicVersion) != code::kOk) logicVersion = 0;
-  return IsSupportedByVersion("EncOutPPR", ctx.db.driveVersion, logicVersion);
+  return IsSupportedByVersion("EncOutPPR", ctx.db.driveVersion, LogicVersionOrOldest(ctx));
 }
 
 bool IsProgrammableEncoderOutput(std::string_view name, const EnumEntry& entry) {

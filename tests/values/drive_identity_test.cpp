@@ -1,6 +1,6 @@
 // Drive identity and operating mode per node, the online mode and model
 // queries against the virtual drive, and the version-support table.
-#include "catalog/drive_identity.h"
+#include "values/drive_identity.h"
 
 #include <gtest/gtest.h>
 

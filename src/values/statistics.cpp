@@ -1,11 +1,11 @@
-#include "drive/statistics.h"
+#include "values/statistics.h"
 
 #include <cmath>
 
-#include "catalog/catalogue_queries.h"
-#include "drive/online_values.h"
 #include "drive/unit_scaling.h"
 #include "platform/platform.h"
+#include "values/catalogue_queries.h"
+#include "values/online_values.h"
 
 namespace svodb {
 namespace {
