@@ -147,6 +147,16 @@ std::optional<PersistentState> ParseState(std::string_view text) {
 }
 
 bool ReplaceFileContent(const std::filesystem::path& path, std::string_view content) {
+  // A device or a pipe (SVODB_SIM_STATE=/dev/null) is written in place:
+  // renaming a file over it would replace the device itself.
+  std::error_code statusError;
+  const std::filesystem::file_status status = std::filesystem::status(path, statusError);
+  if (!statusError && std::filesystem::exists(status) && !std::filesystem::is_regular_file(status)) {
+    std::ofstream out(path, std::ios::binary);
+    out.write(content.data(), static_cast<std::streamsize>(content.size()));
+    out.close();
+    return static_cast<bool>(out);
+  }
   std::filesystem::path temporary = path;
   temporary += ".tmp";
   {

@@ -527,7 +527,8 @@ Result WriteParameterFile(LibraryContext& ctx, const std::string& fileName, Para
   std::string temporary;
   bool opened = false;
   try {
-    temporary = fileName + std::string(kTemporarySuffix);
+    const bool inPlace = files.WrittenInPlace(fileName);
+    temporary = inPlace ? fileName : fileName + std::string(kTemporarySuffix);
     std::unique_ptr<OutputFile> out = files.OpenForWriting(temporary);
     if (out == nullptr) return code::kCantOpenFile;
     opened = true;
@@ -537,11 +538,12 @@ Result WriteParameterFile(LibraryContext& ctx, const std::string& fileName, Para
     Result result = FormatParameterFile(ctx, list, identity, node, text);
     if (result >= kFileWritten && !(out->Write(text) && out->Close())) result = code::kCantOpenFile;
     out.reset();
+    if (inPlace) return result;
     if (result >= kFileWritten && !files.Replace(temporary, fileName)) result = code::kCantOpenFile;
     if (result < kFileWritten) files.Remove(temporary);
     return result;
   } catch (...) {
-    if (opened) files.Remove(temporary);
+    if (opened && temporary != fileName) files.Remove(temporary);
     return code::kSystemError;
   }
 }

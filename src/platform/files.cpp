@@ -1,6 +1,7 @@
 #include "platform/files.h"
 
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 
 #ifdef _WIN32
@@ -58,6 +59,12 @@ class SystemFiles final : public FileSystem {
 #endif
   }
   bool Remove(const std::string& path) override { return std::remove(path.c_str()) == 0; }
+  bool WrittenInPlace(const std::string& path) override {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    return !error && std::filesystem::exists(status) && !std::filesystem::is_regular_file(status) &&
+           !std::filesystem::is_directory(status);
+  }
 };
 
 FileSystem* g_testFiles = nullptr;

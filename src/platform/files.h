@@ -37,6 +37,10 @@ class FileSystem {
   // the system offers that; false when `to` is left as it was.
   virtual bool Replace(const std::string& from, const std::string& to) = 0;
   virtual bool Remove(const std::string& path) = 0;
+  // True when `path` names something other than a regular file or a folder
+  // (a device such as /dev/null, a pipe): it is written in place, because
+  // moving a new file over it would replace the device itself.
+  virtual bool WrittenInPlace(const std::string& /*path*/) { return false; }
 };
 
 // The running system's files (paths in the system's 8-bit encoding).

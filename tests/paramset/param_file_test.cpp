@@ -572,6 +572,14 @@ TEST_F(ParamFile, AFailedWriteLeavesTheOldFile) {
             31);
 }
 
+// A device is written in place: a file moved over /dev/null would replace it.
+TEST_F(ParamFile, ADeviceIsWrittenInPlace) {
+  PrepareImage(1, 31, 1, 3, 1, 0);
+  EXPECT_EQ(Write("/dev/null", List(ParameterSet::kUserFile), 1), 10065);
+  EXPECT_TRUE(std::filesystem::is_character_file("/dev/null"));
+  EXPECT_FALSE(std::filesystem::exists("/dev/null.svodb-tmp"));
+}
+
 // Node 0's file version is the connected drive's logic version.
 TEST_F(ParamFile, NodeZeroTakesTheVersionFromTheDrive) {
   sim::DriveConfig config;
