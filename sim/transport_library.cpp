@@ -296,7 +296,9 @@ COMMSVODB_API int32_t COMMSVODB_CALL InitComPort(int32_t port, int32_t baudRate)
 COMMSVODB_API int32_t COMMSVODB_CALL InitMotoBus(int32_t a, int32_t b, int32_t extended, int32_t c, int32_t d,
                                                  int32_t e, int32_t f, int32_t g) {
   Shared().SelectAddress(a);
-  return GuardedOnBus([&](VirtualDrive& drive) { return drive.InitMotoBus({a, b, extended, c, d, e, f, g}); });
+  return GuardedOnBus([&](VirtualDrive& drive) {
+    return drive.InitMotoBus({a, b, extended, c, d, e, f, g});
+  });
 }
 
 COMMSVODB_API int32_t COMMSVODB_CALL KillMotoBus(void) {

@@ -12,8 +12,9 @@ namespace {
 
 template <typename Visit>
 void ForEachCommand(Visit visit) {
-  for (const auto& table : {CatalogueCommands(), DriveCommands(), ValueCommands(), FeedbackCommands(),
-                            OfflineCommands(), FileCommands(), NetworkCommands(), FlashCommands(), ServeCommands()}) {
+  for (const auto& table :
+       {CatalogueCommands(), DriveCommands(), ValueCommands(), FeedbackCommands(), OfflineCommands(),
+        FileCommands(), NetworkCommands(), FlashCommands(), ServeCommands()}) {
     for (const Command& command : table) visit(command);
   }
 }

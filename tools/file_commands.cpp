@@ -70,7 +70,8 @@ bool IsSkipped(const FileLine& line) { return IsSkippedKind(line.kind); }
 int TakeFileLine(void* context, const svodb_file_line* line) {
   auto& text = *static_cast<ParameterText*>(context);
   // Skipped lines before the fourth header line belong to the header.
-  const auto headerLines = std::ranges::count_if(text.header, [](const FileLine& l) { return !IsSkipped(l); });
+  const auto headerLines =
+      std::ranges::count_if(text.header, [](const FileLine& l) { return !IsSkipped(l); });
   const bool inHeader = line->kind == SVODB_LINE_HEADER || (IsSkippedKind(line->kind) && headerLines < 4);
   (inHeader ? text.header : text.body)
       .push_back({line->number, line->kind, line->text, line->name, line->value, line->rest});

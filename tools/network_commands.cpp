@@ -48,7 +48,8 @@ std::optional<NodeIdentity> Identify(int32_t address) {
   Address(address);
   NodeIdentity node;
   node.address = address;
-  if (Connect() != SVODB_OK || GetModelOnline_SVODB(&node.model) != SVODB_OK || GetModeOnline_SVODB(&node.mode) != SVODB_OK ||
+  if (Connect() != SVODB_OK || GetModelOnline_SVODB(&node.model) != SVODB_OK ||
+      GetModeOnline_SVODB(&node.mode) != SVODB_OK ||
       GetVariableOnline_SVODB("LogicVer", &node.logicVersion) != SVODB_OK)
     return std::nullopt;
   char label[SVODB_LABEL_SIZE] = "";
@@ -155,7 +156,8 @@ std::optional<bool> TakeEveryNodeOption(const std::string& command, Args& args) 
 }
 
 int BackupEveryNode(const Args& args, int (*backupOne)(const Args& args)) {
-  const auto folder = std::ranges::find_if(args, [](const std::string& arg) { return !arg.starts_with("--"); });
+  const auto folder =
+      std::ranges::find_if(args, [](const std::string& arg) { return !arg.starts_with("--"); });
   if (folder == args.end()) return UsageError("backup: --node all needs a folder for the files");
   std::error_code error;
   std::filesystem::create_directories(*folder, error);

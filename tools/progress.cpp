@@ -1,9 +1,9 @@
 #include "progress.h"
 
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
-
-#include <unistd.h>
 
 namespace svodb_tool {
 namespace {

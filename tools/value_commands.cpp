@@ -14,10 +14,10 @@
 #include "json_output.h"
 #include "network.h"
 #include "progress.h"
-#include "values.h"
 #include "safety.h"
 #include "svodb/svodb.h"
 #include "svodb/svodb_linux.h"
+#include "values.h"
 
 namespace svodb_tool {
 namespace {
@@ -180,7 +180,8 @@ int RunGet(const Args& args) {
   }
   const auto target = ChooseTarget("get", names);
   if (!target) return kExitUsage;
-  if (names.empty() == !all) return UsageError("get: expected variable names or --all (see svodb get --help)");
+  if (names.empty() == !all)
+    return UsageError("get: expected variable names or --all (see svodb get --help)");
   if (target->read == nullptr) return kExitFailure;
   int status = kExitOk;
   Json document = Json::array();

@@ -150,7 +150,8 @@ std::optional<std::string> LabelOf(const std::string& name, int32_t value) {
 std::string FractionProblem(const std::string& name, const std::string& text) {
   char* end = nullptr;
   const double number = std::strtod(text.c_str(), &end);
-  const bool fraction = !text.empty() && *end == '\0' && std::isfinite(number) && number != std::trunc(number);
+  const bool fraction =
+      !text.empty() && *end == '\0' && std::isfinite(number) && number != std::trunc(number);
   if (!fraction || !HoldsInteger(name)) return "";
   return name + " is an integer variable: it takes whole numbers, not '" + text + "'";
 }

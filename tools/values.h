@@ -42,7 +42,8 @@ std::string FractionProblem(const std::string& name, const std::string& text);
 // The catalogue lists the variables alphabetically without headings; the
 // tool and the panel group them by what a commissioning engineer does with
 // them: settings a user tunes, the factory's, and values the drive reports.
-inline constexpr const char* kGroups[] = {"User parameters", "Manufacturing settings", "Status and monitoring"};
+inline constexpr const char* kGroups[] = {"User parameters", "Manufacturing settings",
+                                          "Status and monitoring"};
 const char* GroupOf(const std::string& name);
 
 // A read value as shown: a label, or the number with its unit.

@@ -45,9 +45,11 @@ SVODB_API int32_t svodb_read_file_lines(const char* path, svodb_file_line_handle
   if (path == nullptr || each == nullptr) return SVODB_INVALID_PARAMETER;
   return svodb::api::Guarded(SVODB_SYSTEM_ERROR, [&] {
     return svodb::ForEachFileLine(path, [&](const svodb::FileLineView& line) {
-      const std::string text(line.text), name(line.parts.name), value(line.parts.value), rest(line.parts.rest);
-      const svodb_file_line passed{line.number,  static_cast<int32_t>(line.kind), text.c_str(),
-                                   name.c_str(), value.c_str(),                   rest.c_str()};
+      const std::string text(line.text), name(line.parts.name), value(line.parts.value),
+          rest(line.parts.rest);
+      const svodb_file_line passed{line.number,   static_cast<int32_t>(line.kind),
+                                   text.c_str(),  name.c_str(),
+                                   value.c_str(), rest.c_str()};
       return each(context, &passed) != 0;
     });
   });

@@ -20,7 +20,8 @@ class Catalogue {
  public:
   Catalogue();
   // From the catalogue's rows, at compile time for the process's own one.
-  constexpr explicit Catalogue(const std::array<VariableRecord, kCatalogueRecordCount>& rows) : records_(rows) {}
+  constexpr explicit Catalogue(const std::array<VariableRecord, kCatalogueRecordCount>& rows)
+      : records_(rows) {}
   Catalogue(const Catalogue&) = delete;
   Catalogue& operator=(const Catalogue&) = delete;
 

@@ -39,7 +39,8 @@ static_assert(IsFieldTableWellFormed<TrxParameter>(kTrxParameterTable));
 
 class TrxFieldList {
  public:
-  constexpr explicit TrxFieldList(std::span<const TrxParameter> table = kTrxParameterTable) noexcept : fields(table) {}
+  constexpr explicit TrxFieldList(std::span<const TrxParameter> table = kTrxParameterTable) noexcept
+      : fields(table) {}
 
   FieldList<TrxParameter> fields;
 };

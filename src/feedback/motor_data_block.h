@@ -77,7 +77,8 @@ static_assert(MdbFieldsFitTheBlock(kMdbFieldTable));
 // then).
 class MdbFieldList {
  public:
-  constexpr explicit MdbFieldList(std::span<const MdbField> table = kMdbFieldTable) noexcept : fields(table) {}
+  constexpr explicit MdbFieldList(std::span<const MdbField> table = kMdbFieldTable) noexcept
+      : fields(table) {}
 
   FieldList<MdbField> fields;
   std::array<uint32_t, kMdbSize> values{};

@@ -15,7 +15,8 @@ LineReader::LineReader(std::streambuf* stream) : stream_(stream), buffer_(kBuffe
 }
 
 std::size_t LineReader::Read(char* into, std::size_t room) {
-  if (stream_ != nullptr) return static_cast<std::size_t>(stream_->sgetn(into, static_cast<std::streamsize>(room)));
+  if (stream_ != nullptr)
+    return static_cast<std::size_t>(stream_->sgetn(into, static_cast<std::streamsize>(room)));
   return std::fread(into, 1, room, file_);
 }
 

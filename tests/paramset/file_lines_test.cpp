@@ -34,18 +34,22 @@ std::string Seen(const char* path, int stopAfter = 100) {
     std::string text;
     int left;
   } log{"", stopAfter};
-  const int32_t result = svodb_read_file_lines(path, [](void* context, const svodb_file_line* line) {
-    auto& seen = *static_cast<Log*>(context);
-    seen.text += std::to_string(line->number) + ":" + std::to_string(line->kind) + "[" + line->name + "|" +
-                 line->value + "|" + line->rest + "]" + line->text + "\n";
-    return --seen.left > 0 ? 1 : 0;
-  }, &log);
+  const int32_t result = svodb_read_file_lines(
+      path,
+      [](void* context, const svodb_file_line* line) {
+        auto& seen = *static_cast<Log*>(context);
+        seen.text += std::to_string(line->number) + ":" + std::to_string(line->kind) + "[" + line->name +
+                     "|" + line->value + "|" + line->rest + "]" + line->text + "\n";
+        return --seen.left > 0 ? 1 : 0;
+      },
+      &log);
   return log.text + "=" + std::to_string(result);
 }
 
 TEST(FileLines, EachLineClassifiedAsTheReaderTakesIt) {
   const OneFile file(
-      "Drive--X700_Base_Unit \r\n# note\nFileVersion 3\r\n\nDriveModel X7102 (-STD)\nActiveCMDUnits Velocity\n"
+      "Drive--X700_Base_Unit \r\n# note\nFileVersion 3\r\n\nDriveModel X7102 (-STD)\nActiveCMDUnits "
+      "Velocity\n"
       "  # later\nKvp = 0.5  A/V\r\nKvp=5\nCmd\r = 1");
   EXPECT_EQ(Seen("f"),
             "1:1[Drive--X700_Base_Unit||]Drive--X700_Base_Unit \n"
@@ -66,7 +70,9 @@ TEST(FileLines, StopsWhereTheReaderOrTheCallerStops) {
   EXPECT_EQ(Seen("f"), "1:1[a||]a\n=32");
   EXPECT_EQ(Seen("f", 1), "1:1[a||]a\n=1");
   EXPECT_EQ(Seen("g"), "=31");
-  EXPECT_EQ(svodb_read_file_lines(nullptr, [](void*, const svodb_file_line*) { return 1; }, nullptr), 8);
+  EXPECT_EQ(svodb_read_file_lines(
+                nullptr, [](void*, const svodb_file_line*) { return 1; }, nullptr),
+            8);
   EXPECT_EQ(svodb_read_file_lines("f", nullptr, nullptr), 8);
 }
 

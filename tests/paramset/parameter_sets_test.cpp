@@ -12,8 +12,6 @@
 #include <vector>
 
 #include "api/export_fixture.h"
-#include "values/enumerations.h"
-#include "values/offline_values.h"
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"

@@ -298,20 +298,33 @@ TEST_F(Tool, ValuesReadAndWriteAsLabelsAndSayWhenRounded) {
     std::string out;
     std::string err;
   } cases[] = {
-      {{"get", "CmdSrc", "VerLW", "SerialNum"}, 0,
-       "CmdSrc             Analog Input\nVerLW              4.0A\nSerialNum          VD22010001\n", ""},
+      {{"get", "CmdSrc", "VerLW", "SerialNum"},
+       0,
+       "CmdSrc             Analog Input\nVerLW              4.0A\nSerialNum          VD22010001\n",
+       ""},
       {{"set", "cmdsrc", "pwm_INPUT"}, 0, "CmdSrc             PWM Input\n", ""},
       {{"set", "CmdSrc", "Analog Input"}, 0, "CmdSrc             Analog Input\n", ""},
-      {{"set", "FilterType", "1.5"}, 2, "",
+      {{"set", "FilterType", "1.5"},
+       2,
+       "",
        "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
-      {{"set", "FilterType", "1"}, 2, "", "svodb: set: '1' is no value of FilterType (one of: ARfx, BiQuad)\n"},
-      {{"set", "ARF0", "300"}, 0, "ARF0               303.6 Hz\n",
+      {{"set", "FilterType", "1"},
+       2,
+       "",
+       "svodb: set: '1' is no value of FilterType (one of: ARfx, BiQuad)\n"},
+      {{"set", "ARF0", "300"},
+       0,
+       "ARF0               303.6 Hz\n",
        "svodb: set ARF0: asked for 300; the drive stores 303.6 Hz\n"},
       {{"get", "Kvpp"}, 2, "", "svodb: get: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
-      {{"get", "kvp", "--json"}, 0, "[\n  {\n    \"name\": \"KVP\",\n    \"value\": 0.032,\n    \"unit\": \"Arms/rad/sec\"\n  }\n]\n",
+      {{"get", "kvp", "--json"},
+       0,
+       "[\n  {\n    \"name\": \"KVP\",\n    \"value\": 0.032,\n    \"unit\": \"Arms/rad/sec\"\n  }\n]\n",
        ""},
-      {{"get", "CmdSrc", "--json"}, 0,
-       "[\n  {\n    \"name\": \"CmdSrc\",\n    \"value\": 0.0,\n    \"label\": \"Analog Input\"\n  }\n]\n", ""},
+      {{"get", "CmdSrc", "--json"},
+       0,
+       "[\n  {\n    \"name\": \"CmdSrc\",\n    \"value\": 0.0,\n    \"label\": \"Analog Input\"\n  }\n]\n",
+       ""},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args);
@@ -326,7 +339,8 @@ TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswersByGroup) {
   EXPECT_EQ(run.exitCode, 0);
   const std::size_t user = run.out.find("[User parameters]\n"), kvp = run.out.find("\nKVP       "),
                     mfg = run.out.find("\n\n[Manufacturing settings]\n"), serial = run.out.find("\nHstSet "),
-                    status = run.out.find("\n\n[Status and monitoring]\n"), verlw = run.out.find("\nVerLW    ");
+                    status = run.out.find("\n\n[Status and monitoring]\n"),
+                    verlw = run.out.find("\nVerLW    ");
   EXPECT_EQ(user, 0u);
   EXPECT_TRUE(user < kvp && kvp < mfg && mfg < serial && serial < status && status < verlw) << run.out;
   EXPECT_EQ(std::count(run.out.begin(), run.out.end(), '\n'), 159 + 3 + 2);
@@ -339,8 +353,10 @@ TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
     std::vector<std::string> args;
     const char* err;
   } cases[] = {
-      {{"set", "FilterType", "1.5"}, "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
-      {{"set", "EncOut", "0.5", "--node", "1"}, "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
+      {{"set", "FilterType", "1.5"},
+       "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
+      {{"set", "EncOut", "0.5", "--node", "1"},
+       "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
       {{"set", "Kvpp", "1"}, "svodb: set: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
       {{"get", "KVP", "nosuch"}, "svodb: get: no variable is named 'nosuch'\n"},
       {{"trx", "set", "SINGain", "2000"}, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
@@ -403,11 +419,13 @@ TEST_F(Tool, LongSamplingShowsProgressOnStandardError) {
 
 TEST_F(Tool, ScanAndEveryNodeCommandsReachTheDrivesThatAnswer) {
   const std::vector<std::string> network{"SVODB_SIM_NODES=3,1"};
-  const std::string rows = "1     31 (X7102 240Vac 3/9Arms)      4      VD22010001\n"
-                           "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003\n";
+  const std::string rows =
+      "1     31 (X7102 240Vac 3/9Arms)      4      VD22010001\n"
+      "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003\n";
   EXPECT_EQ(Run({"scan"}, network).out, "node  model                          logic  serial number\n" + rows);
   EXPECT_CONTAINS(Run({"scan", "--json"}, network).out,
-                  "},\n    {\n      \"node\": 3,\n      \"model\": 31,\n      \"model_label\": \"X7102 240Vac 3/9Arms\",\n"
+                  "},\n    {\n      \"node\": 3,\n      \"model\": 31,\n      \"model_label\": \"X7102 "
+                  "240Vac 3/9Arms\",\n"
                   "      \"logic_version\": 4.0,\n      \"serial_number\": \"VD22010003\"\n    }\n  ]\n}\n");
   EXPECT_CONTAINS(Run({"info", "--node", "all"}, network).out,
                   "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003               velocity  4.0A\n");
@@ -416,7 +434,8 @@ TEST_F(Tool, ScanAndEveryNodeCommandsReachTheDrivesThatAnswer) {
   ASSERT_EQ(Run({"save", "--yes", "--network", "3,0"}, network).exitCode, 0);
   const Outcome backup = Run({"backup", Path("all").string(), "--node", "all"}, network);
   EXPECT_EQ(backup.exitCode, 0) << backup.err;
-  EXPECT_CONTAINS(backup.out, "parameters of the drive's NV memory to " + Path("all/node3-VD22010003.par").string());
+  EXPECT_CONTAINS(backup.out,
+                  "parameters of the drive's NV memory to " + Path("all/node3-VD22010003.par").string());
   const std::string first = Path("all/node1-VD22010001.par").string();
   const Outcome diff = Run({"diff", first, "drive", "--node", "all"}, network);
   EXPECT_EQ(diff.exitCode, 1);
@@ -431,12 +450,16 @@ TEST_F(Tool, NetworkMistakesAreRefusedClearly) {
     int exitCode;
     const char* text;
   } cases[] = {
-      {{"scan"}, "SVODB_SIM_NODES=1,9", 1,
+      {{"scan"},
+       "SVODB_SIM_NODES=1,9",
+       1,
        "svodb virtual drive: SVODB_SIM_NODES is '1,9'; the virtual network models distinct addresses 1-8, "
        "comma-separated\nsvodb: no drive answers at network addresses 1-8\n"},
       {{"scan"}, "SVODB_SIM_NODES=2,2", 1, "SVODB_SIM_NODES is '2,2'"},
       {{"info", "--node", "2"}, "SVODB_SIM_NODES=2", 2, "svodb: info: --node takes 'all'"},
-      {{"backup", "f", "--node", "all", "--port", "1"}, "SVODB_SIM_NODES=2", 2,
+      {{"backup", "f", "--node", "all", "--port", "1"},
+       "SVODB_SIM_NODES=2",
+       2,
        "svodb: backup: --node all works over a network; a serial port reaches one drive\n"},
       {{"scan", "--port", "1"}, "SVODB_SIM_NODES=2", 2, "svodb: scan: a serial port reaches one drive"},
       {{"info", "--network", "1,0"}, "SVODB_SIM_NODES=2", 1, "No Response from drive"},

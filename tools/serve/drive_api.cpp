@@ -10,8 +10,8 @@
 #include "feedback/motor_data_block.h"
 #include "serve/tool_run.h"
 #include "set_comparison.h"
-#include "values.h"
 #include "svodb/svodb.h"
+#include "values.h"
 
 namespace svodb_tool {
 namespace {
@@ -166,7 +166,8 @@ json MotorData() {
     GetDataUnit_TRXMDB(field.name, unit);
     // The table marks a text field's unit as "...": no unit.
     const std::string known = Trim(unit) == "..." ? "" : Trim(unit);
-    fields.push_back({{"name", field.name}, {"value", shown ? json(Trim(text)) : json(nullptr)}, {"unit", known}});
+    fields.push_back(
+        {{"name", field.name}, {"value", shown ? json(Trim(text)) : json(nullptr)}, {"unit", known}});
   }
   return {{"fields", fields}};
 }
