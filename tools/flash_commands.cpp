@@ -39,21 +39,20 @@ int ShowProgress(void* context, uintptr_t /*window*/, uint32_t message, uintptr_
   view.lastStep = static_cast<int32_t>(wParam);
   view.total = static_cast<int32_t>(lParam);
   if (ProgressObserver()) ProgressObserver()(view.lastStep, view.total);
-  if (JsonWanted()) return 1;  // standard output holds the document alone
   const int percent =
       view.total > 1 ? static_cast<int>(int64_t{view.lastStep} * 100 / (view.total - 1)) : 100;
   if (view.terminal) {
     if (percent == view.shown) return 1;
     view.shown = percent;
     const int filled = percent * kBarWidth / 100;
-    std::printf("\r[%s%s] %3d%%", std::string(static_cast<std::size_t>(filled), '#').c_str(),
+    std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(static_cast<std::size_t>(filled), '#').c_str(),
                 std::string(static_cast<std::size_t>(kBarWidth - filled), ' ').c_str(), percent);
   } else {
     if (percent / 10 == view.shown) return 1;
     view.shown = percent / 10;
-    std::printf("%d%%\n", percent / 10 * 10);
+    std::fprintf(stderr, "%d%%\n", percent / 10 * 10);
   }
-  std::fflush(stdout);
+  std::fflush(stderr);
   return 1;
 }
 
@@ -115,13 +114,15 @@ bool ReadyToChangeFlash(const std::string& action) {
 int ProgramFile(const std::string& file, bool isc, bool verify) {
   if (!verify && !ReadyToChangeFlash("program the drive's flash from " + file)) return kExitUsage;
   ProgressView view;
-  view.terminal = isatty(fileno(stdout)) != 0;
+  // On stderr like every progress display, so standard output holds only
+  // the outcome (or the JSON document).
+  view.terminal = isatty(fileno(stderr)) != 0;
   svodb_set_message_handlers(nullptr, ShowProgress, &view);
   const uintptr_t window = 1;  // any handle: the handler takes every post
   const int32_t result = isc ? HandleISCFile_SVODB(file.c_str(), verify ? 1 : 0, window, 0)
                              : HandleI00File_SVODB(file.c_str(), verify ? 1 : 0, window, 0);
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
-  if (view.terminal && view.shown >= 0) std::printf("\n");
+  if (view.terminal && view.shown >= 0) std::fprintf(stderr, "\n");
   const std::string what = (verify ? "verifying the flash against " : "programming the flash from ") + file;
   if (result != SVODB_OK) {
     std::fprintf(stderr, "svodb: %s: %s\n", what.c_str(), FlashFailure(result, isc, verify).c_str());
