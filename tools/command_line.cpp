@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "command_options.h"
 #include "json_output.h"
 #include "safety.h"
 
@@ -158,6 +159,12 @@ Args SplitOptionValues(const std::vector<std::string>& given) {
   return args;
 }
 
+// "COMMAND: " for a missing argument of the command being parsed.
+std::string CommandPrefix(const CLI::App& app) {
+  const std::vector<CLI::App*> parsed = app.get_subcommands();
+  return parsed.empty() ? "" : parsed.front()->get_name() + ": ";
+}
+
 Invocation Done(int exitCode) {
   Invocation invocation;
   invocation.exitCode = exitCode;
@@ -193,10 +200,16 @@ Invocation ParseCommandLine(int argc, const char* const* argv) {
     sub->set_help_flag();
     sub->allow_extras();
     AddGlobalOptions(*sub, flags);
+    if (command.declare != nullptr) command.declare(*sub);
     subcommands.emplace_back(sub, &command);
   });
   try {
     app.parse(argc, argv);
+  } catch (const CommandLineError& error) {
+    return Done(UsageError(error.what()));
+  } catch (const CLI::RequiredError& error) {
+    // "svodb peek --help" shows the help, without the address it asks for.
+    if (!flags.help) return Done(UsageError(CommandPrefix(app) + error.what()));
   } catch (const CLI::ParseError& error) {
     return Done(UsageError(error.what()));
   }
@@ -221,6 +234,8 @@ Invocation ParseCommandLine(int argc, const char* const* argv) {
   Invocation invocation;
   invocation.command = chosen->second;
   invocation.args = SplitOptionValues(sub->remaining());
+  if (invocation.command->declare != nullptr && !invocation.args.empty())
+    return Done(UsageError(sub->get_name() + ": unexpected argument '" + invocation.args[0] + "'"));
   return invocation;
 }
 

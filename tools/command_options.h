@@ -1,0 +1,27 @@
+// A command's own options and arguments, declared on its CLI11 subcommand
+// and checked while the line is parsed, before anything touches a drive.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstdint>
+#include <stdexcept>
+#include <string>
+
+namespace svodb_tool {
+
+// A failed check with the whole message to print: CLI11 would put the
+// option's name before a validator's text, and the tool's messages name
+// the command instead ("peek: the FPGA address must be ...").
+struct CommandLineError : std::runtime_error {
+  using std::runtime_error::runtime_error;
+};
+
+// An integer from min to max into target; "what" names it in the message.
+CLI::Option* AddInteger(CLI::App& command, const std::string& name, int32_t& target, const std::string& what,
+                        int32_t min, int32_t max);
+
+// A word into target that `accepts` checks; otherwise the command's message.
+CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target, bool (*accepts)(const std::string&),
+                     const std::string& message);
+
+}  // namespace svodb_tool
