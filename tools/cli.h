@@ -49,6 +49,7 @@ struct ConnectionOptions {
   int32_t baudRate = 19200;
   bool portGiven = false;  // --port or --baud given: a serial connection asked for
   std::vector<int32_t> network;  // A, B [, C, D [, E, F, G]]: use the network
+  bool networkDrive = false;     // a bare --network after "defaults": a network drive's defaults
 };
 ConnectionOptions& Connection();
 

@@ -25,13 +25,27 @@ CLI::Option* AddInteger(CLI::App& command, const std::string& name, int32_t& tar
 
 CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target, bool (*accepts)(const std::string&),
                      const std::string& message) {
-  const std::string text = command.get_name() + ": " + message;
+  const std::string prefix = command.get_name() + ": '";
   return command.add_option(name, target)->check(CLI::Validator(
       [=](const std::string& word) {
-        if (!accepts(word)) throw CommandLineError(text);
+        if (!accepts(word)) throw CommandLineError(prefix + word + "' " + message);
         return std::string();
       },
       ""));
+}
+
+std::optional<int> ParseOwnArguments(const Command& command, const std::vector<std::string>& args) {
+  CLI::App app(command.summary, command.name);
+  command.declare(app);
+  std::vector<std::string> reversed(args.rbegin(), args.rend());  // as CLI11 takes them
+  try {
+    app.parse(reversed);
+  } catch (const CommandLineError& error) {
+    return UsageError(error.what());
+  } catch (const CLI::ParseError& error) {
+    return UsageError(command.name + std::string(": ") + error.what());
+  }
+  return std::nullopt;
 }
 
 }  // namespace svodb_tool

@@ -4,8 +4,10 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdint>
+#include <optional>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace svodb_tool {
 
@@ -20,8 +22,14 @@ struct CommandLineError : std::runtime_error {
 CLI::Option* AddInteger(CLI::App& command, const std::string& name, int32_t& target, const std::string& what,
                         int32_t min, int32_t max);
 
-// A word into target that `accepts` checks; otherwise the command's message.
+// A word into target that `accepts` checks; otherwise "COMMAND: 'WORD' MESSAGE".
 CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target, bool (*accepts)(const std::string&),
                      const std::string& message);
+
+struct Command;
+
+// Parses a command's own arguments, as the panel's server hands them to a
+// command that declares them; the usage error's exit code if they fail.
+std::optional<int> ParseOwnArguments(const Command& command, const std::vector<std::string>& args);
 
 }  // namespace svodb_tool

@@ -129,6 +129,7 @@ int RunNv(const Args&) {
 bool saveManufacturing = false;
 
 void DeclareSave(CLI::App& command) {
+  saveManufacturing = false;
   command.add_flag("--mfg", saveManufacturing, "the manufacturing parameters instead of the user parameters");
 }
 
@@ -157,7 +158,7 @@ bool IsPowerCycle(const std::string& word) { return word == "power-cycle"; }
 
 void DeclareSim(CLI::App& command) {
   static std::string action;
-  AddWord(command, "ACTION", action, IsPowerCycle, "expected power-cycle (see svodb sim --help)")->required();
+  AddWord(command, "ACTION", action, IsPowerCycle, "is no action of sim (it takes power-cycle)")->required();
 }
 
 int RunSim(const Args&) {

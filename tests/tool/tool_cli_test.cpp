@@ -497,6 +497,9 @@ TEST_F(Tool, CommandLineOptionsAreValidated) {
        2,
        "cannot load the transport library /no/such/lib.so"},
       {{"sim", "power-cycle"}, 0, "the virtual drive was switched off and on"},
+      {{"defaults", "--network", "1,2", "--json"}, 0, "\"drive_type\": \"network\""},
+      {{"defaults", "--model", "Q"}, 2, "svodb: defaults: 'Q' is no model (a code such as 31"},
+      {{"peek", "30", "31"}, 2, "svodb: peek: unexpected argument '31'\n"},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args);
