@@ -5,6 +5,7 @@
 #include <string>
 
 #include "cli.h"
+#include "command_options.h"
 #include "json_output.h"
 
 #include "catalog/catalogue_table.h"
@@ -127,15 +128,15 @@ void PrintTable(const std::vector<VariableRow>& rows) {
               "E fixed while enabled, U user parameter, N kept in NV memory\n");
 }
 
-int RunVars(const Args& args) {
-  bool drive = false;
-  for (const std::string& arg : args) {
-    if (arg == "--drive") {
-      drive = true;
-    } else {
-      return UsageError("vars: unexpected argument '" + arg + "'");
-    }
-  }
+bool varsOfDrive = false;
+
+void DeclareVars(CLI::App& command) {
+  varsOfDrive = false;
+  command.add_flag("--drive", varsOfDrive, "add each variable's state on the connected drive");
+}
+
+int RunVars(const Args&) {
+  const bool drive = varsOfDrive;
   if (drive && !ConnectToDrive()) return kExitFailure;
   const std::vector<VariableRow> rows = CatalogueRows(drive);
   if (JsonWanted()) {
@@ -148,11 +149,16 @@ int RunVars(const Args& args) {
 
 // ---- svodb error -------------------------------------------------------------
 
-int RunError(const Args& args) {
-  if (args.size() != 1) return UsageError("error: expected one result code (see svodb error --help)");
-  const std::optional<int32_t> parsed = ParseInt32(args[0]);
-  if (!parsed) return UsageError("error: '" + args[0] + "' is not a 32-bit integer");
-  const int32_t code = *parsed;
+std::string errorCode;
+
+bool IsInt32(const std::string& text) { return ParseInt32(text).has_value(); }
+
+void DeclareError(CLI::App& command) {
+  AddWord(command, "CODE", errorCode, IsInt32, "is not a 32-bit integer")->required();
+}
+
+int RunError(const Args&) {
+  const int32_t code = *ParseInt32(errorCode);
   char message[SVODB_MESSAGE_SIZE];
   ErrorMessage_SVODB(code, message);
   PrintResult(Json{{"code", code}, {"message", message}}, std::to_string(code) + ": " + message + "\n");
@@ -168,11 +174,11 @@ const Command kCommands[] = {
      "           fixed_while_enabled, user_parameter, kept_in_nv}, description [, availability, change]}\n"
      "  --drive  add, for the connected drive, whether each variable is enabled, disabled or not\n"
      "           applicable (n/a) and whether it changes by itself (dynamic) or only when written\n",
-     RunVars},
+     RunVars, DeclareVars},
     {"error", "explain a result code",
      "usage: svodb error CODE\n"
      "Prints the library's message for a result code (decimal, or 0x hexadecimal).\n",
-     RunError},
+     RunError, DeclareError},
 };
 // clang-format on
 

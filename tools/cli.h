@@ -8,6 +8,10 @@
 #include <string>
 #include <vector>
 
+namespace CLI {
+class App;
+}
+
 namespace svodb_tool {
 
 using Args = std::vector<std::string>;
@@ -17,6 +21,10 @@ struct Command {
   const char* summary;
   const char* usage;  // the text of "svodb NAME --help"
   int (*run)(const Args& args);
+  // Declares the command's own options and arguments on its subcommand,
+  // bound to where run() finds them; run() then gets no Args. Without it
+  // run() parses its arguments itself.
+  void (*declare)(CLI::App& command) = nullptr;
 };
 
 std::span<const Command> CatalogueCommands();
@@ -41,6 +49,7 @@ struct ConnectionOptions {
   int32_t baudRate = 19200;
   bool portGiven = false;  // --port or --baud given: a serial connection asked for
   std::vector<int32_t> network;  // A, B [, C, D [, E, F, G]]: use the network
+  bool networkDrive = false;     // a bare --network after "defaults": a network drive's defaults
 };
 ConnectionOptions& Connection();
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "command_options.h"
 #include "json_output.h"
 #include "safety.h"
 
@@ -19,16 +20,14 @@ void ForEachCommand(Visit visit) {
   }
 }
 
-// A few commands have an option of their own under a global option's name;
-// after the command's name it is the command's, and the global one goes
-// before the command's name. serve's --port is its HTTP port (the serial
-// port is then --serial-port, or --port before "serve"); defaults'
-// --network is a flag (the defaults of a network drive).
+// serve has an option of its own under a global option's name: after
+// "serve", --port is its HTTP port (the serial port is then --serial-port,
+// or --port before "serve").
 struct OwnOption {
   const char* command;
   const char* option;
 };
-constexpr OwnOption kOwnOptions[] = {{"serve", "--port"}, {"defaults", "--network"}};
+constexpr OwnOption kOwnOptions[] = {{"serve", "--port"}};
 
 bool OwnsOption(const std::string& command, const std::string& option) {
   return std::ranges::any_of(
@@ -105,12 +104,20 @@ void AddGlobalOptions(CLI::App& app, Flags& flags) {
          "serial baud rate: 9600, 19200, 38400, 57600 or 115200 (default 19200)")
       ->type_name("B")
       ->check(Accepts("9600, 19200, 38400, 57600 or 115200", IsBaudRate));
-  if (!OwnsOption(command, "--network"))
-    app.add_option_function<std::string>(
-           "--network", [](const std::string& text) { Connection().network = *ParseNetwork(text); },
-           "use the network connection with these arguments")
-        ->type_name("A,B[,C,D[,E,F,G]]")
-        ->check(Accepts("2, 4 or 7 comma-separated integers", IsNetwork));
+  // After "defaults" a bare --network asks for the defaults of a network
+  // drive; with a value it is the global option, there as everywhere.
+  const bool bareNetwork = command == "defaults";
+  app.add_option_function<std::string>(
+         "--network",
+         [](const std::string& text) {
+           if (text.empty()) Connection().networkDrive = true;
+           if (!text.empty()) Connection().network = *ParseNetwork(text);
+         },
+         bareNetwork ? "a network drive's defaults; with A,B[,...] the network connection too"
+                     : "use the network connection with these arguments")
+      ->type_name("A,B[,C,D[,E,F,G]]")
+      ->expected(bareNetwork ? 0 : 1, 1)
+      ->check(Accepts("2, 4 or 7 comma-separated integers", IsNetwork));
   app.add_flag("--yes", Safety().yes, "go ahead with a command that changes the drive without asking");
   app.add_flag("--force", Safety().force, "replace an existing output file");
   app.add_flag("--json", JsonWanted(), "print the command's data as JSON");
@@ -129,8 +136,8 @@ std::string GlobalOptionsHelp(const CLI::App& app) {
   }
   return text +
          "  --opt=value is the same as --opt value\n"
-         "  After \"serve\", --port is the HTTP port and --serial-port the serial port; after \"defaults\",\n"
-         "  --network is that command's own flag. Give the global one before the command there.\n";
+         "  After \"serve\", --port is the HTTP port and --serial-port the serial port (or give the global\n"
+         "  --port before \"serve\").\n";
 }
 
 void PrintOverview(const CLI::App& app) {
@@ -157,6 +164,12 @@ Args SplitOptionValues(const std::vector<std::string>& given) {
     args.push_back(arg.substr(equals + 1));
   }
   return args;
+}
+
+// "COMMAND: " for a missing argument of the command being parsed.
+std::string CommandPrefix(const CLI::App& app) {
+  const std::vector<CLI::App*> parsed = app.get_subcommands();
+  return parsed.empty() ? "" : parsed.front()->get_name() + ": ";
 }
 
 Invocation Done(int exitCode) {
@@ -194,10 +207,16 @@ Invocation ParseCommandLine(int argc, const char* const* argv) {
     sub->set_help_flag();
     sub->allow_extras();
     AddGlobalOptions(*sub, flags);
+    if (command.declare != nullptr) command.declare(*sub);
     subcommands.emplace_back(sub, &command);
   });
   try {
     app.parse(argc, argv);
+  } catch (const CommandLineError& error) {
+    return Done(UsageError(error.what()));
+  } catch (const CLI::RequiredError& error) {
+    // "svodb peek --help" shows the help, without the address it asks for.
+    if (!flags.help) return Done(UsageError(CommandPrefix(app) + error.what()));
   } catch (const CLI::ParseError& error) {
     return Done(UsageError(error.what()));
   }
@@ -222,6 +241,8 @@ Invocation ParseCommandLine(int argc, const char* const* argv) {
   Invocation invocation;
   invocation.command = chosen->second;
   invocation.args = SplitOptionValues(sub->remaining());
+  if (invocation.command->declare != nullptr && !invocation.args.empty())
+    return Done(UsageError(sub->get_name() + ": unexpected argument '" + invocation.args[0] + "'"));
   return invocation;
 }
 

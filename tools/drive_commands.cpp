@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cli.h"
+#include "command_options.h"
 #include "json_output.h"
 #include "safety.h"
 #include "svodb/svodb.h"
@@ -17,8 +18,7 @@ namespace {
 
 // The library's version text is "<transport's version> and <library's
 // version>", the first part empty when no transport library is loaded.
-int RunVersion(const Args& args) {
-  if (!args.empty()) return UsageError("version: unexpected argument '" + args[0] + "'");
+int RunVersion(const Args&) {
   char combined[SVODB_VERSION_SIZE], network[SVODB_VERSION_SIZE], built[SVODB_COMPILE_TIME_SIZE];
   DLLVersion_SVODB(combined);
   NCLVersion_SVODB(network);
@@ -45,6 +45,8 @@ int RunVersion(const Args& args) {
   return kExitOk;
 }
 
+void NoOptions(CLI::App&) {}
+
 bool Connected() {
   const int32_t result = Connect();
   if (result != SVODB_OK) {
@@ -54,71 +56,85 @@ bool Connected() {
   return result == SVODB_OK;
 }
 
-int RunPeek(const Args& args) {
-  if (args.size() != 1) return UsageError("peek: expected one FPGA address (see svodb peek --help)");
-  const auto address = ParseArgument("peek", "the FPGA address", args[0], 0, 255);
-  if (!address) return kExitUsage;
+// The registers and NV entries the raw commands name, as the line gave them.
+struct RawOptions {
+  int32_t address = 0;
+  int32_t value = 0;
+} raw;
+
+void DeclareAddress(CLI::App& command) {
+  AddInteger(command, "ADDR", raw.address, "the FPGA address", 0, 255)->required();
+}
+
+void DeclarePoke(CLI::App& command) {
+  DeclareAddress(command);
+  AddInteger(command, "VALUE", raw.value, "the byte", 0, 255)->required();
+}
+
+void DeclareEntry(CLI::App& command) {
+  AddInteger(command, "ENTRY", raw.address, "the NV entry", 0, 255)->required();
+}
+
+int RunPeek(const Args&) {
+  const int32_t address = raw.address;
   if (!Connected()) return kExitFailure;
   int32_t data = 0;
-  const int32_t result = ReadUnitFPGA_SVODB(*address, &data);
-  if (result != SVODB_OK) return LibraryFailure("peek " + args[0], result);
+  const int32_t result = ReadUnitFPGA_SVODB(address, &data);
+  if (result != SVODB_OK) return LibraryFailure("peek " + std::to_string(address), result);
   if (JsonWanted()) {
-    PrintJson(Json{{"address", *address}, {"data", data & 0xFF}});
+    PrintJson(Json{{"address", address}, {"data", data & 0xFF}});
     return kExitOk;
   }
-  std::printf("FPGA %d = 0x%02X (%d)\n", static_cast<int>(*address), static_cast<unsigned>(data & 0xFF),
+  std::printf("FPGA %d = 0x%02X (%d)\n", static_cast<int>(address), static_cast<unsigned>(data & 0xFF),
               static_cast<int>(data & 0xFF));
   return kExitOk;
 }
 
-int RunPoke(const Args& args) {
-  if (args.size() != 2) return UsageError("poke: expected an FPGA address and a byte (see svodb poke --help)");
-  const auto address = ParseArgument("poke", "the FPGA address", args[0], 0, 255);
-  if (!address) return kExitUsage;
-  const auto value = ParseArgument("poke", "the byte", args[1], 0, 255);
-  if (!value) return kExitUsage;
+int RunPoke(const Args&) {
+  const int32_t address = raw.address, value = raw.value;
+  const std::string name = std::to_string(address);
   if (!Connected()) return kExitFailure;
   int32_t before = 0;
-  int32_t result = ReadUnitFPGA_SVODB(*address, &before);
-  if (result != SVODB_OK) return LibraryFailure("reading FPGA " + args[0] + " before the write", result);
-  if (!Confirmed("write " + std::to_string(*value) + " to FPGA register " + args[0] + " (it holds " +
+  int32_t result = ReadUnitFPGA_SVODB(address, &before);
+  if (result != SVODB_OK) return LibraryFailure("reading FPGA " + name + " before the write", result);
+  if (!Confirmed("write " + std::to_string(value) + " to FPGA register " + name + " (it holds " +
                  std::to_string(before & 0xFF) + ")"))
     return kExitUsage;
-  result = WriteUnitFPGA_SVODB(*address, *value);
-  if (result != SVODB_OK) return LibraryFailure("poke " + args[0], result);
+  result = WriteUnitFPGA_SVODB(address, value);
+  if (result != SVODB_OK) return LibraryFailure("poke " + name, result);
   std::fprintf(stderr, "svodb: it held %d; put it back with: svodb poke %d %d\n", static_cast<int>(before & 0xFF),
-               static_cast<int>(*address), static_cast<int>(before & 0xFF));
+               static_cast<int>(address), static_cast<int>(before & 0xFF));
   char text[64];
-  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(*address),
-                static_cast<unsigned>(*value));
-  PrintResult(Json{{"address", *address}, {"data", *value}, {"before", before & 0xFF}}, text);
+  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(address), static_cast<unsigned>(value));
+  PrintResult(Json{{"address", address}, {"data", value}, {"before", before & 0xFF}}, text);
   return kExitOk;
 }
 
-int RunNv(const Args& args) {
-  if (args.size() != 1) return UsageError("nv: expected one NV entry (see svodb nv --help)");
-  const auto entry = ParseArgument("nv", "the NV entry", args[0], 0, 255);
-  if (!entry) return kExitUsage;
+int RunNv(const Args&) {
+  const int32_t entry = raw.address;
   if (!Connected()) return kExitFailure;
   int32_t fpgaRegister = 0, data = 0;
-  const int32_t result = ReadUnitEEPROM_SVODB(*entry, &fpgaRegister, &data);
-  if (result != SVODB_OK) return LibraryFailure("nv " + args[0], result);
+  const int32_t result = ReadUnitEEPROM_SVODB(entry, &fpgaRegister, &data);
+  if (result != SVODB_OK) return LibraryFailure("nv " + std::to_string(entry), result);
   if (JsonWanted()) {
-    PrintJson(Json{{"entry", *entry}, {"register", fpgaRegister}, {"data", data & 0xFF}});
+    PrintJson(Json{{"entry", entry}, {"register", fpgaRegister}, {"data", data & 0xFF}});
     return kExitOk;
   }
-  std::printf("NV %d = register %d, data 0x%02X (%d)\n", static_cast<int>(*entry), static_cast<int>(fpgaRegister),
+  std::printf("NV %d = register %d, data 0x%02X (%d)\n", static_cast<int>(entry), static_cast<int>(fpgaRegister),
               static_cast<unsigned>(data & 0xFF), static_cast<int>(data & 0xFF));
   return kExitOk;
 }
 
 // Copies the working registers of a set into NV, after a backup of NV.
-int RunSave(const Args& args) {
-  bool mfg = false;
-  for (const std::string& arg : args) {
-    if (arg != "--mfg") return UsageError("save: unexpected argument '" + arg + "' (see svodb save --help)");
-    mfg = true;
-  }
+bool saveManufacturing = false;
+
+void DeclareSave(CLI::App& command) {
+  saveManufacturing = false;
+  command.add_flag("--mfg", saveManufacturing, "the manufacturing parameters instead of the user parameters");
+}
+
+int RunSave(const Args&) {
+  const bool mfg = saveManufacturing;
   if (!ConnectToDrive()) return kExitFailure;
   const std::string set = mfg ? "manufacturing" : "user";
   if (!Confirmed("save the drive's working " + set + " parameters to its NV memory")) return kExitUsage;
@@ -138,9 +154,14 @@ int RunSave(const Args& args) {
 
 // The virtual drive takes SVODB_SIM_POWER_CYCLE when it starts, so the
 // variable must be set before the transport's first call.
-int RunSim(const Args& args) {
-  if (args.size() != 1 || args[0] != "power-cycle")
-    return UsageError("sim: expected power-cycle (see svodb sim --help)");
+bool IsPowerCycle(const std::string& word) { return word == "power-cycle"; }
+
+void DeclareSim(CLI::App& command) {
+  static std::string action;
+  AddWord(command, "ACTION", action, IsPowerCycle, "is no action of sim (it takes power-cycle)")->required();
+}
+
+int RunSim(const Args&) {
   setenv("SVODB_SIM_POWER_CYCLE", "1", 1);
   const int32_t result = Connect();
   if (result != SVODB_OK) return LibraryFailure("cannot open the connection", result);
@@ -155,32 +176,32 @@ const Command kCommands[] = {
      "usage: svodb version\n"
      "Prints the tool's, the library's, the transport library's and the network library's versions, one\n"
      "per line, and when the library was built.\n",
-     RunVersion},
+     RunVersion, NoOptions},
     {"peek", "read a byte of the drive's FPGA registers",
      "usage: svodb peek ADDR\n"
      "Reads FPGA register ADDR (0-255) of the connected drive, with no checks.\n",
-     RunPeek},
+     RunPeek, DeclareAddress},
     {"poke", "write a byte of the drive's FPGA registers",
      "usage: svodb poke ADDR VALUE\n"
      "Writes VALUE (0-255) to FPGA register ADDR (0-255) of the connected drive, with no checks. It asks\n"
      "first on a terminal (--yes: no question) and prints the byte it replaced.\n",
-     RunPoke},
+     RunPoke, DeclarePoke},
     {"nv", "read an entry of the drive's NV memory",
      "usage: svodb nv ENTRY\n"
      "Reads NV entry ENTRY (0-255) of the connected drive: the FPGA register it belongs to and its data.\n",
-     RunNv},
+     RunNv, DeclareEntry},
     {"save", "copy the drive's working parameters to its NV memory",
      "usage: svodb save [--mfg]\n"
      "Reads the user parameters (with --mfg the manufacturing parameters) from the drive's working\n"
      "registers and writes them to its NV memory, so that the drive starts with them after its next\n"
      "power-up. The NV memory is saved to the backups folder first.\n",
-     RunSave},
+     RunSave, DeclareSave},
     {"sim", "switch the virtual drive off and on",
      "usage: svodb sim power-cycle\n"
      "The virtual drive stays switched on from one command to the next (its state file keeps its\n"
      "working registers); power-cycle switches it off and on, so that it runs with what its NV memory\n"
      "holds. Setting SVODB_SIM_POWER_CYCLE=1 for any command does the same before that command.\n",
-     RunSim},
+     RunSim, DeclareSim},
 };
 // clang-format on
 

@@ -115,6 +115,7 @@ int RunMdbShow() {
 }
 
 int RunMdbRead(const std::string& path) {
+  if (!OutputFolderExists("mdb read", path)) return kExitUsage;
   if (!Connected()) return kExitFailure;
   Block block(SVODB_TRX_BLOCK_SIZE);
   const int32_t result = ReadBlock(block);

@@ -19,6 +19,7 @@
 
 #include "catalog/catalogue_table.h"
 #include "cli.h"
+#include "command_options.h"
 #include "json_output.h"
 #include "network.h"
 #include "progress.h"
@@ -627,22 +628,22 @@ void PrintRestorePlan(const RestorePlan& plan) {
   }
 }
 
-int RunRestore(const Args& args) {
-  std::vector<std::string> files;
-  bool mfg = false, dryRun = false;
-  for (const std::string& arg : args) {
-    if (arg == "--mfg") {
-      mfg = true;
-    } else if (arg == "--dry-run") {
-      dryRun = true;
-    } else if (arg.rfind("--", 0) == 0) {
-      return UsageError("restore: unknown option '" + arg + "' (see svodb restore --help)");
-    } else {
-      files.push_back(arg);
-    }
-  }
-  if (files.size() != 1) return UsageError("restore: expected one file name (see svodb restore --help)");
-  const std::string& file = files[0];
+struct RestoreOptions {
+  std::string file;
+  bool mfg = false;
+  bool dryRun = false;
+} restore;
+
+void DeclareRestore(CLI::App& command) {
+  restore = {};
+  command.add_option("FILE", restore.file, "the parameter file")->required();
+  command.add_flag("--mfg", restore.mfg, "FILE is a manufacturing file");
+  command.add_flag("--dry-run", restore.dryRun, "stop after the plan");
+}
+
+int RunRestore(const Args&) {
+  const std::string& file = restore.file;
+  const bool mfg = restore.mfg, dryRun = restore.dryRun;
   if (!CheckParameterFile(file, mfg)) {
     std::fprintf(stderr, "svodb: restore: nothing was written to the drive\n");
     return kExitUsage;
@@ -686,69 +687,46 @@ int RunRestore(const Args& args) {
 
 // ---- svodb defaults ---------------------------------------------------------------
 
-// Removes "OPTION VALUE" from args and returns the value (an empty inner
-// optional when the option is absent); none after a usage error.
-std::optional<std::optional<std::string>> TakeValueOption(const std::string& command,
-                                                          const std::string& option, Args& args) {
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] != option) continue;
-    if (i + 1 >= args.size()) {
-      UsageError(command + ": " + option + " needs a value");
-      return std::nullopt;
-    }
-    const std::string value = args[i + 1];
-    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i),
-               args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
-    return std::optional<std::string>(value);
-  }
-  return std::optional<std::string>();
+bool IsModel(const std::string& text) { return ParseModel(text).has_value(); }
+
+// What "defaults" was asked for; the model, image and logic a new image has
+// unless the line says otherwise.
+struct DefaultsOptions {
+  std::string model;
+  int32_t node = 1;
+  int32_t logic = kOfflineLogic;
+  std::string out;
+} defaults;
+
+void DeclareDefaults(CLI::App& command) {
+  defaults = {};
+  AddWord(command, "--model", defaults.model, IsModel,
+          "is no model (a code such as 31, or a name such as X7102)")
+      ->type_name("M");
+  AddInteger(command, "--node", defaults.node, "the offline image", 1, 6);
+  command.add_option("--out", defaults.out, "write the defaults to this user file")->type_name("FILE");
+  AddInteger(command, "--logic", defaults.logic, "the logic version", 2, 4);
 }
 
-std::optional<int32_t> TakeModelOption(const std::string& command, Args& args) {
-  const auto text = TakeValueOption(command, "--model", args);
-  if (!text) return std::nullopt;
-  if (!*text) return kInitialModel;
-  const std::optional<int32_t> model = ParseModel(**text);
-  if (!model)
-    UsageError(command + ": '" + **text + "' is no model (a code such as 31, or a name such as X7102)");
-  return model;
-}
-
-int RunDefaults(const Args& args) {
-  Args rest = args;
-  const std::optional<int32_t> model = TakeModelOption("defaults", rest);
-  if (!model) return kExitUsage;
-  const bool nodeGiven = std::ranges::find(rest, "--node") != rest.end();
-  const auto node = TakeNodeOption("defaults", rest);
-  if (!node) return kExitUsage;
-  if (nodeGiven && *node == 0) {
-    return UsageError("defaults: --node takes an offline image, 1-6 (node 0 is the drive's image)");
-  }
-  const auto out = TakeValueOption("defaults", "--out", rest);
-  if (!out) return kExitUsage;
-  const auto logicText = TakeValueOption("defaults", "--logic", rest);
-  if (!logicText) return kExitUsage;
-  std::optional<int32_t> logic = kOfflineLogic;
-  if (*logicText) logic = ParseArgument("defaults", "the logic version", **logicText, 2, 4);
-  if (!logic) return kExitUsage;
-  if (*out && !MayWriteOutput("defaults", **out)) return kExitUsage;
-  bool network = !Connection().network.empty();
-  for (const std::string& arg : rest) {
-    if (arg != "--network") return UsageError("defaults: unexpected argument '" + arg + "'");
-    network = true;
-  }
-  const int32_t imageNode = nodeGiven ? *node : 1;
+int RunDefaults(const Args&) {
+  const std::optional<int32_t> model = defaults.model.empty() ? kInitialModel : ParseModel(defaults.model);
+  const std::optional<int32_t> logic = defaults.logic;
+  const std::optional<std::string> out =
+      defaults.out.empty() ? std::nullopt : std::optional<std::string>(defaults.out);
+  if (out && !MayWriteOutput("defaults", *out)) return kExitUsage;
+  const bool network = !Connection().network.empty() || Connection().networkDrive;
+  const int32_t imageNode = defaults.node;
   const int32_t driveType = network ? 2 : 1;
   // The tables give their values in torque/current units.
   if (!LoadDefaultsImage(imageNode, *model, driveType, *logic, kTorqueUnits)) return kExitFailure;
   const std::string what = "the factory defaults of " + ModelName(*model) + " (" + DriveTypeName(driveType) +
                            " drive, logic " + std::to_string(*logic) + ")";
   Json document{{"model", ModelName(*model)}, {"drive_type", DriveTypeName(driveType)}, {"logic", *logic}};
-  if (*out) {
-    const int32_t result = WRToFileUser_SVODB((*out)->c_str());
-    if (result != SVODB_OK) return LibraryFailure("writing " + **out, result);
-    document["file"] = **out;
-    PrintResult(document, "wrote " + what + " to " + **out + "\n");
+  if (out) {
+    const int32_t result = WRToFileUser_SVODB(out->c_str());
+    if (result != SVODB_OK) return LibraryFailure("writing " + *out, result);
+    document["file"] = *out;
+    PrintResult(document, "wrote " + what + " to " + *out + "\n");
     return kExitOk;
   }
   document["node"] = imageNode;
@@ -1019,15 +997,16 @@ const Command kCommands[] = {
      "store rounded. Then it asks (--yes: no question) and saves the drive's NV to the backups folder.\n"
      "  --mfg      FILE is a manufacturing file: only its factory settings are written\n"
      "  --dry-run  stop after the plan; it makes every check the restore makes\n",
-     RunRestore},
+     RunRestore, DeclareRestore},
     {"defaults", "show the factory defaults of a model, or write them to a file",
      "usage: svodb defaults [--model M] [--node N] [--out FILE] [--network] [--logic L]\n"
      "Loads the factory user and manufacturing defaults into offline image N (1-6, default 1) and shows\n"
      "them, or with --out writes them to FILE as a user file.\n"
      "  --model M  a model code (e.g. 31) or name (e.g. X7102); default 31\n"
-     "  --network  the defaults of a network drive (also when the global --network option is given)\n"
+     "  --network  the defaults of a network drive; so does the global --network A,B[,...], which\n"
+     "             here may also be given after the command\n"
      "  --logic L  the drive's logic version, 2-4 (default 3), which chooses the default tables\n",
-     RunDefaults},
+     RunDefaults, DeclareDefaults},
     {"diff", "show the parameters that differ between two parameter sets",
      "usage: svodb diff A B [--node all]\n"
      "Compares two parameter sets and shows, in engineering units, the parameters that differ. Each of\n"

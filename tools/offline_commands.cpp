@@ -5,8 +5,10 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cli.h"
+#include "command_options.h"
 #include "enumerations.h"
 #include "json_output.h"
 #include "values.h"
@@ -15,11 +17,22 @@
 namespace svodb_tool {
 namespace {
 
-int RunEnum(const Args& args) {
-  Args rest = args;
-  const auto node = TakeNodeOption("enum", rest);
-  if (!node) return kExitUsage;
-  if (rest.size() != 1) return UsageError("enum: expected one variable name (see svodb enum --help)");
+// The variable and the image (node 0, the drive's, by default) both
+// commands ask about.
+struct VariableOptions {
+  std::string name;
+  int32_t node = 0;
+} variable;
+
+void DeclareVariable(CLI::App& command) {
+  variable = {};
+  command.add_option("NAME", variable.name, "the variable")->required();
+  AddInteger(command, "--node", variable.node, "the node", 0, 6);
+}
+
+int RunEnum(const Args&) {
+  const std::vector<std::string> rest{variable.name};
+  const std::optional<int32_t> node = variable.node;
   const std::optional<std::string> known = CatalogueName(rest[0]);
   if (!known) {
     const std::string hint = DidYouMean(rest[0]);
@@ -44,11 +57,9 @@ int RunEnum(const Args& args) {
   return kExitOk;
 }
 
-int RunProps(const Args& args) {
-  Args rest = args;
-  const auto node = TakeNodeOption("props", rest);
-  if (!node) return kExitUsage;
-  if (rest.size() != 1) return UsageError("props: expected one variable name (see svodb props --help)");
+int RunProps(const Args&) {
+  const std::vector<std::string> rest{variable.name};
+  const std::optional<int32_t> node = variable.node;
   if (!SelectNode(*node)) return kExitFailure;
   int32_t code = 0;
   double minimum = 0, maximum = 0, defaultValue = 0;
@@ -78,12 +89,12 @@ const Command kCommands[] = {
      "usage: svodb enum NAME [--node N]\n"
      "Lists index, value, display label and file label of each entry, as they read for the connected\n"
      "drive (node 0, the default) or for offline image N (1-6).\n",
-     RunEnum},
+     RunEnum, DeclareVariable},
     {"props", "show a variable's conversion code, limits, default and unit",
      "usage: svodb props NAME [--node N]\n"
      "Shows the property answers a setup tool builds an input field from, for the connected drive's\n"
      "image (node 0, the default) or offline image N (1-6).\n",
-     RunProps},
+     RunProps, DeclareVariable},
 };
 // clang-format on
 

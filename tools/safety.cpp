@@ -126,7 +126,16 @@ bool Confirmed(const std::string& action) {
   return false;
 }
 
+bool OutputFolderExists(const std::string& command, const std::string& path) {
+  const std::filesystem::path folder = std::filesystem::path(path).parent_path();
+  std::error_code error;
+  if (folder.empty() || std::filesystem::is_directory(folder, error)) return true;
+  UsageError(command + ": the folder " + folder.string() + " does not exist (for " + path + ")");
+  return false;
+}
+
 bool MayWriteOutput(const std::string& command, const std::string& path) {
+  if (!OutputFolderExists(command, path)) return false;
   std::error_code error;
   if (Safety().force || !std::filesystem::exists(path, error)) return true;
   UsageError(command + ": " + path + " exists; give --force to replace it");

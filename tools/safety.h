@@ -44,7 +44,11 @@ void ShowBackup(const Backup& backup);
 // so), so a script never changes a drive by accident.
 bool Confirmed(const std::string& action);
 
-// False (after saying why) when `path` exists and --force was not given.
+// False (after saying why) when the folder `path` names does not exist:
+// checked before the drive is touched, so that nothing is read for nothing.
+bool OutputFolderExists(const std::string& command, const std::string& path);
+// False (after saying why) when the folder is missing, or `path` exists and
+// --force was not given.
 bool MayWriteOutput(const std::string& command, const std::string& path);
 
 }  // namespace svodb_tool

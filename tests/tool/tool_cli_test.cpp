@@ -361,6 +361,9 @@ TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
       {{"get", "KVP", "nosuch"}, "svodb: get: no variable is named 'nosuch'\n"},
       {{"trx", "set", "SINGain", "2000"}, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
       {{"poke", "3", "999", "--yes"}, "svodb: poke: the byte must be an integer from 0 to 255, not '999'\n"},
+      {{"backup", "/no/dir/b.par"}, "svodb: backup: the folder /no/dir does not exist (for /no/dir/b.par)\n"},
+      {{"defaults", "--out", "/no/d.par"}, "svodb: defaults: the folder /no does not exist (for /no/d.par)\n"},
+      {{"mdb", "read", "/no/m.txt"}, "svodb: mdb read: the folder /no does not exist (for /no/m.txt)\n"},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args, {"SVODB_SIM_NODES=none"});
@@ -517,6 +520,9 @@ TEST_F(Tool, CommandLineOptionsAreValidated) {
        2,
        "cannot load the transport library /no/such/lib.so"},
       {{"sim", "power-cycle"}, 0, "the virtual drive was switched off and on"},
+      {{"defaults", "--network", "1,2", "--json"}, 0, "\"drive_type\": \"network\""},
+      {{"defaults", "--model", "Q"}, 2, "svodb: defaults: 'Q' is no model (a code such as 31"},
+      {{"peek", "30", "31"}, 2, "svodb: peek: unexpected argument '31'\n"},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args);

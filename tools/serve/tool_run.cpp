@@ -4,6 +4,7 @@
 
 #include <cstdio>
 
+#include "command_options.h"
 #include "safety.h"
 
 namespace svodb_tool {
@@ -73,7 +74,9 @@ ToolRun RunToolCommand(const std::string& name, const Args& args) {
   {
     CaughtStream out(stdout, STDOUT_FILENO);
     CaughtStream err(stderr, STDERR_FILENO);
-    run.exitCode = command->run(args);
+    const std::optional<int> refused =
+        command->declare != nullptr ? ParseOwnArguments(*command, args) : std::nullopt;
+    run.exitCode = refused ? *refused : command->run(command->declare != nullptr ? Args() : args);
     run.err = err.Release();
     run.out = out.Release();
   }
