@@ -12,6 +12,7 @@
 #include "drive/unit_scaling.h"
 #include "platform/files.h"
 #include "platform/line_reader.h"
+#include "values/catalogue_queries.h"
 #include "values/conversion_dispatch.h"
 #include "values/drive_identity.h"
 #include "values/enumerations.h"
@@ -327,8 +328,7 @@ Result AppendParameter(LibraryContext& ctx, const VariableRecord& entry, const P
   double value = 0.0;
   Result result = GetOfflineValue(ctx, name, node, value);
   if (result != code::kOk) return result;
-  // Read after the value: reading the current limits settles their code.
-  const int32_t conversionCode = ctx.db.catalogue.GetConversionCode(name);
+  const int32_t conversionCode = EffectiveConversionCode(ctx, name, node);
   if (conversionCode >= 4 && conversionCode <= 9) return code::kWrongDataType;
 
   std::string written;
