@@ -323,10 +323,9 @@ bool UsesLogicFourDefaults(LibraryContext& ctx, uint32_t node) {
   // Inside a default load node 0's LogicVer was read at the start, and a
   // failed read failed the load: no fault picks the older tables.
   int32_t logic = 0;
-  if (node == 0) return ReadLogicVersionOfKnownModel(ctx, logic) == code::kOk && logic >= 4;
-  // An image's own LogicVer, as its stored value reads.
-  double imageLogic = 0.0;
-  return GetOfflineValue(ctx, "LogicVer", node, imageLogic) == code::kOk && imageLogic >= 4.0;
+  const Result result =
+      node == 0 ? ReadLogicVersionOfKnownModel(ctx, logic) : ReadImageLogicVersion(ctx, node, logic);
+  return result == code::kOk && logic >= 4;
 }
 
 Result ApplyUserDefaults(LibraryContext& ctx, uint32_t node) {

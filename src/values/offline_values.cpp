@@ -154,6 +154,14 @@ Result GetOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node
   return ReadValue(image, name, EffectiveConversionCode(ctx, name, node), value);
 }
 
+Result ReadImageLogicVersion(LibraryContext& ctx, uint32_t node, int32_t& logicVersion) {
+  double value = 0.0;
+  const Result result = GetOfflineValue(ctx, "LogicVer", node, value);
+  // LogicVer passes its raw integer through unscaled.
+  logicVersion = result == code::kOk ? static_cast<int32_t>(value) : 0;
+  return result;
+}
+
 Result PutOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double value) {
   if (node > kMaxNode) return code::kOutOfRange;
   if (ctx.db.catalogue.Find(name) == nullptr) return code::kInvalidParameter;
