@@ -45,8 +45,9 @@ class Catalogue {
   const std::array<VariableRecord, kCatalogueRecordCount>& Records() const { return records_; }
 
  private:
-  // Two fields change at run time (flag 0 of Command, the conversion codes of
-  // the current limits), so the catalogue owns a copy of the constant table;
+  // One field changes at run time (flag 0 of Command); the current limits'
+  // conversion codes are derived per node where they are read, never stored
+  // here. So the catalogue owns a copy of the constant table;
   // the name index is constant (names never change).
   std::array<VariableRecord, kCatalogueRecordCount> records_;
 };

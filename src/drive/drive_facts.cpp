@@ -4,6 +4,7 @@
 #include "catalog/parameter_database.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
+#include "drive/unit_scaling.h"
 
 namespace svodb {
 namespace {
@@ -63,6 +64,13 @@ Result ReadLogicVersion(LibraryContext& ctx, int32_t& logicVersion) {
   const Result result = ReadRegisterOnline(ctx, "LogicVer", logicVersion);
   if (result != code::kOk) logicVersion = 0;
   return result;
+}
+
+Result ReadLogicVersionOfKnownModel(LibraryContext& ctx, int32_t& logicVersion) {
+  const Result result = ReadLogicVersion(ctx, logicVersion);
+  if (result != code::kOk || FindModel(ctx.db.connectedModelCode) != nullptr) return result;
+  logicVersion = 0;
+  return code::kWrongModel;
 }
 
 int32_t LogicVersionOrOldest(LibraryContext& ctx) {

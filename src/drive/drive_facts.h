@@ -77,12 +77,16 @@ std::optional<uint8_t> KnownPowerBoard(const LibraryContext& ctx) noexcept;
 // The connected drive's logic version (its raw LogicVer): every part of the
 // library asks here. Inside a whole-set or file operation the answer is the
 // value read at the operation's start; otherwise LogicVer is read now.
-// Failure policy, the same for every caller: when LogicVer cannot be read,
-// logicVersion is 0 (the oldest logic) and the read's code is returned. A
-// caller that goes on without an answer thus takes the oldest formats,
-// tables and layouts; a caller that must not guess returns or checks the
-// code.
+// Failure policy, the same for every caller of the three below: when
+// LogicVer cannot be read, logicVersion is 0 (the oldest logic) and the
+// read's code is returned. A caller that goes on without an answer thus
+// takes the oldest formats, tables and layouts; a caller that must not guess
+// returns or checks the code. ReadLogicVersionOfKnownModel adds one failure:
+// a connected model the library does not know fails it with code 9 (after
+// the read, as every converted value of that drive fails); the whole-set,
+// file, text and identity operations that work in the drive's units use it.
 Result ReadLogicVersion(LibraryContext& ctx, int32_t& logicVersion);
+Result ReadLogicVersionOfKnownModel(LibraryContext& ctx, int32_t& logicVersion);
 // The same answer for callers that go on without one: 0 when unreadable.
 int32_t LogicVersionOrOldest(LibraryContext& ctx);
 

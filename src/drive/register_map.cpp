@@ -192,6 +192,15 @@ RawRange RegisterMap::GetTorqueRange(std::string_view name) const noexcept {
   return RawRange{true, d.torqueMin, d.torqueMax, state->raw[0]};
 }
 
+RawRange RegisterMap::GetCurrentLimitRange(std::string_view name, int32_t logicVersion) const noexcept {
+  const RegisterState* state = FindRegister(name);
+  if (state == nullptr) return {};
+  const bool minus = name == "ILmtMinus";
+  const CurrentLimitLayout& layout =
+      logicVersion < 3 ? (minus ? kSelectorMinus : kSelectorPlus) : (minus ? kLimitMinus : kLimitPlus);
+  return RawRange{true, layout.min, layout.max, state->raw[0]};
+}
+
 void RegisterMap::SetCurrentLimitLayout(int32_t logicVersion) noexcept {
   const bool selectors = logicVersion < 3;
   ApplyLayout(FindRegister("ILmtMinus"), selectors ? kSelectorMinus : kLimitMinus);

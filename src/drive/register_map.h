@@ -63,6 +63,9 @@ class RegisterMap {
 
   RawRange GetVelocityRange(std::string_view name) const noexcept;
   RawRange GetTorqueRange(std::string_view name) const noexcept;
+  // A current limit's range in the layout of that logic version, whatever
+  // layout is in place, and its node-0 raw value.
+  RawRange GetCurrentLimitRange(std::string_view name, int32_t logicVersion) const noexcept;
 
   // Logic below 3 has 2-bit current-limit selectors in one byte; from 3 on
   // ILmtPlus and ILmtMinus are 8-bit limits of their own.

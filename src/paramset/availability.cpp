@@ -4,6 +4,7 @@
 #include <string>
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -33,7 +34,7 @@ constexpr double kMitutoyoAuxFeedback = 6.0;   // AuxFBType
 
 // Before logic 4.0 a drive cannot say whether its feedback is a TRX device;
 // only the logic family with version texts "106.xy" reads one.
-constexpr double kFeedbackTypeLogic = 4.0;
+constexpr int32_t kFeedbackTypeLogic = 4;
 constexpr std::string_view kTrxLogicFamily = "106.";
 constexpr std::size_t kShortestVersionText = 3;
 
@@ -90,8 +91,10 @@ class RuleInputs {
   // A LogicVer that cannot be read counts as older logic, as it does when
   // the default tables are chosen.
   bool LogicAtLeastFour() {
-    double logic = 0.0;
-    return Value("LogicVer", logic) == code::kOk && logic >= kFeedbackTypeLogic;
+    int32_t logic = 0;
+    const Result result =
+        OnDrive() ? ReadLogicVersionOfKnownModel(ctx_, logic) : ReadImageLogicVersion(ctx_, node_, logic);
+    return result == code::kOk && logic >= kFeedbackTypeLogic;
   }
 
   const std::string& DriveVersionText() const { return ctx_.db.driveVersion; }

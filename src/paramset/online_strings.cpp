@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/one_repeat.h"
 #include "drive/register_transfers.h"
 #include "drive/transport.h"
@@ -12,7 +13,7 @@
 namespace svodb {
 namespace {
 
-constexpr double kOldestTextLogic = 3.0;
+constexpr int32_t kOldestTextLogic = 3;
 constexpr int32_t kPowerBoardAddress = 511;
 constexpr int32_t kMinorAddress = 510;
 constexpr int32_t kRevisionAddress = 509;
@@ -24,8 +25,8 @@ constexpr int kSpecialBoardOffset = 80;
 
 // Drives before logic 3 keep neither text where this library looks.
 Result CheckLogicVersion(LibraryContext& ctx) {
-  double logic = 0.0;
-  const Result result = ReadVariableOnline(ctx, "LOGICVER", logic);
+  int32_t logic = 0;
+  const Result result = ReadLogicVersionOfKnownModel(ctx, logic);
   if (result != code::kOk) return result;
   return logic < kOldestTextLogic ? code::kWrongLogicVersion : code::kOk;
 }

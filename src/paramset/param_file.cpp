@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/unit_scaling.h"
 #include "platform/files.h"
 #include "platform/line_reader.h"
+#include "values/catalogue_queries.h"
 #include "values/conversion_dispatch.h"
 #include "values/drive_identity.h"
 #include "values/enumerations.h"
@@ -142,9 +144,9 @@ Result LabelResult(int32_t value) {
 // LogicVer counts as 0, the old formats, as elsewhere for node 0).
 int32_t LogicVersionOf(LibraryContext& ctx, uint32_t node) {
   if (node != 0) return ctx.db.nodes[node].logicVersion;
-  double logicVersion = 0.0;
-  if (ReadVariableOnline(ctx, "LogicVer", logicVersion) != code::kOk) return 0;
-  return TruncateToInt32(logicVersion).value_or(0);
+  int32_t logicVersion = 0;
+  ReadLogicVersionOfKnownModel(ctx, logicVersion);
+  return logicVersion;
 }
 
 Result SetLabelled(LibraryContext& ctx, std::string_view name, uint32_t mode, std::string_view text,
@@ -286,11 +288,8 @@ Result FileVersionToWrite(LibraryContext& ctx, const ParameterFileIdentity& iden
     version = ctx.db.nodes[node].logicVersion;
     return code::kOk;
   }
-  double logicVersion = 0.0;
-  const Result result = ReadVariableOnline(ctx, "LogicVer", logicVersion);
-  if (result != code::kOk) return result >= kFileWritten ? code::kSystemError : result;
-  version = TruncateToInt32(logicVersion).value_or(0);
-  return code::kOk;
+  const Result result = ReadLogicVersionOfKnownModel(ctx, version);
+  return result != code::kOk && result >= kFileWritten ? code::kSystemError : result;
 }
 
 Result AppendHeader(LibraryContext& ctx, const ParameterFileIdentity& identity, uint32_t node, std::string& text) {
@@ -327,8 +326,7 @@ Result AppendParameter(LibraryContext& ctx, const VariableRecord& entry, const P
   double value = 0.0;
   Result result = GetOfflineValue(ctx, name, node, value);
   if (result != code::kOk) return result;
-  // Read after the value: reading the current limits settles their code.
-  const int32_t conversionCode = ctx.db.catalogue.GetConversionCode(name);
+  const int32_t conversionCode = EffectiveConversionCode(ctx, name, node);
   if (conversionCode >= 4 && conversionCode <= 9) return code::kWrongDataType;
 
   std::string written;

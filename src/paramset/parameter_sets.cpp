@@ -28,7 +28,7 @@ ParameterList SetOf(const Catalogue& catalogue, ParameterSet set) {
 bool IsNode(uint32_t node) { return node <= kMaxNode; }
 
 // An entry is moved only when the drive's logic is at least the variable's.
-bool PassesLogicTest(const VariableRecord& record, double driveLogic) {
+bool PassesLogicTest(const VariableRecord& record, int32_t driveLogic) {
   return record.minLogicVersion <= driveLogic;
 }
 
@@ -56,11 +56,11 @@ Result ReadModelAndMode(LibraryContext& ctx, NodeState& image) {
   return code::kOk;
 }
 
-// The drive's LogicVer in engineering units; the values read now are in its
-// format, so the image takes its logic version.
-Result ReadDriveLogic(LibraryContext& ctx, NodeState& image, double& logic) {
-  const Result result = ReadVariableOnline(ctx, "LogicVer", logic);
-  if (result == code::kOk) image.logicVersion = static_cast<int32_t>(logic);
+// The values read now are in the drive's format, so the image takes its
+// logic version.
+Result ReadDriveLogic(LibraryContext& ctx, NodeState& image, int32_t& logic) {
+  const Result result = ReadLogicVersionOfKnownModel(ctx, logic);
+  if (result == code::kOk) image.logicVersion = logic;
   return result;
 }
 
@@ -77,7 +77,7 @@ int32_t ImageLogic(LibraryContext& ctx, uint32_t node, int32_t driveLogic) {
 
 using LoadOperation = Result (*)(LibraryContext&, std::string_view, int32_t);
 
-Result LoadEntries(LibraryContext& ctx, const ParameterList& list, uint32_t node, double logic,
+Result LoadEntries(LibraryContext& ctx, const ParameterList& list, uint32_t node, int32_t logic,
                    LoadOperation load) {
   for (const VariableRecord* record : list) {
     if (!PassesLogicTest(*record, logic)) continue;
@@ -239,7 +239,7 @@ Result ReadSetFromDrive(LibraryContext& ctx, const ParameterList& list, uint32_t
   result = ReadRegisterOnline(ctx, "SetupS2-1", setupS21);
   if (result != code::kOk) return result;
   image.setupS21 = static_cast<uint32_t>(setupS21);
-  double logic = 0.0;
+  int32_t logic = 0;
   result = ReadDriveLogic(ctx, image, logic);
   if (result != code::kOk) return result;
   return LoadEntries(ctx, list, node, logic, LoadFromDrive);
@@ -253,7 +253,7 @@ Result ReadSetFromNV(LibraryContext& ctx, const ParameterList& list, uint32_t no
   NodeState& image = ctx.db.nodes[node];
   result = ReadModelAndMode(ctx, image);
   if (result != code::kOk) return result;
-  double logic = 0.0;
+  int32_t logic = 0;
   result = ReadDriveLogic(ctx, image, logic);
   if (result != code::kOk) return result;
   return LoadEntries(ctx, list, node, logic, LoadFromNv);
@@ -276,8 +276,8 @@ Result WriteSetToDrive(LibraryContext& ctx, const ParameterList& list, uint32_t 
   uint32_t model = 0;
   result = ReadModelOnline(ctx, model);
   if (result != code::kOk) return WithDetail(result, PositionOf(ctx.db.catalogue, "Model"));
-  double logic = 0.0;
-  result = ReadVariableOnline(ctx, "LogicVer", logic);
+  int32_t logic = 0;
+  result = ReadLogicVersionOfKnownModel(ctx, logic);
   if (result != code::kOk) return result;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
@@ -301,8 +301,8 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
   Result result = facts.Read(WriteNeeds(list), Context::kNone);
   if (result != code::kOk) return result;
   const int32_t driveRaw = *KnownLogicVersion(ctx);
-  double logic = 0.0;
-  result = ReadVariableOnline(ctx, "LogicVer", logic);
+  int32_t logic = 0;
+  result = ReadLogicVersionOfKnownModel(ctx, logic);
   if (result != code::kOk) return result;
   const int32_t nodeLogic = ImageLogic(ctx, node, driveRaw);
 
@@ -322,10 +322,10 @@ Result WriteSetToNV(LibraryContext& ctx, const ParameterList& list, uint32_t nod
 bool UsesLogicFourDefaults(LibraryContext& ctx, uint32_t node) {
   // Inside a default load node 0's LogicVer was read at the start, and a
   // failed read failed the load: no fault picks the older tables.
-  double logic = 0.0;
+  int32_t logic = 0;
   const Result result =
-      node == 0 ? ReadVariableOnline(ctx, "LogicVer", logic) : GetOfflineValue(ctx, "LogicVer", node, logic);
-  return result == code::kOk && logic >= 4.0;  // NaN compares false
+      node == 0 ? ReadLogicVersionOfKnownModel(ctx, logic) : ReadImageLogicVersion(ctx, node, logic);
+  return result == code::kOk && logic >= 4;
 }
 
 Result ApplyUserDefaults(LibraryContext& ctx, uint32_t node) {

@@ -1,6 +1,7 @@
 #include "values/catalogue_queries.h"
 
 #include "catalog/parameter_database.h"
+#include "drive/current_limits.h"
 #include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
@@ -12,6 +13,16 @@ std::optional<bool> IsSupportedByDrive(LibraryContext& ctx, const VariableRecord
   int32_t logicVersion = 0;
   if (ReadLogicVersion(ctx, logicVersion) != code::kOk) return std::nullopt;
   return record.minLogicVersion <= logicVersion;
+}
+
+int32_t NodeLogicVersion(LibraryContext& ctx, uint32_t node) {
+  if (node == 0 || node > kMaxNode) return LogicVersionOrOldest(ctx);
+  return ctx.db.nodes[node].logicVersion;
+}
+
+int32_t EffectiveConversionCode(LibraryContext& ctx, std::string_view name, uint32_t node) {
+  if (IsCurrentLimit(name)) return CurrentLimitCode(name, NodeLogicVersion(ctx, node));
+  return ctx.db.catalogue.GetConversionCode(name);
 }
 
 bool QueryReadOnly(LibraryContext& ctx, std::string_view name, uint8_t& out) {

@@ -1,6 +1,7 @@
 #include "values/drive_identity.h"
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "values/online_values.h"
@@ -109,11 +110,9 @@ Result SetOpModeOnline(LibraryContext& ctx, int32_t opMode) {
 }
 
 Result CheckLogicVersion(LibraryContext& ctx, uint8_t& atLeastTwo) {
-  // As an engineering value: a connected model the library does not know
-  // fails the check (9), as it fails every converted value.
-  double logicVersion = 0.0;
-  const Result result = ReadVariableOnline(ctx, "LogicVer", logicVersion);
-  atLeastTwo = result == code::kOk && logicVersion >= 2.0 ? 1 : 0;
+  int32_t logicVersion = 0;
+  const Result result = ReadLogicVersionOfKnownModel(ctx, logicVersion);
+  atLeastTwo = result == code::kOk && logicVersion >= 2 ? 1 : 0;
   return result;
 }
 

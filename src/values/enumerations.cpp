@@ -80,9 +80,9 @@ bool OffersProgrammableEncoderOutput(LibraryContext& ctx, uint32_t node) {
 // Logic 4.0 reuses fault 8 for the regeneration short and the hardware
 // over-temperature as well.
 bool DriveReportsRegenShort(LibraryContext& ctx) {
-  double logicVersion = 0.0;
-  if (ReadVariableOnline(ctx, "LogicVer", logicVersion) != code::kOk) logicVersion = 0.0;
-  return logicVersion >= 4.0;
+  int32_t logicVersion = 0;
+  ReadLogicVersionOfKnownModel(ctx, logicVersion);
+  return logicVersion >= 4;
 }
 
 // The drive sets one bit per Mitutoyo fault and may set several at once.

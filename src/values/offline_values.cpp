@@ -8,6 +8,7 @@
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "drive/unit_scaling.h"
+#include "values/catalogue_queries.h"
 #include "values/conversion_dispatch.h"
 #include "values/online_values.h"
 #include "values/scaling_context.h"
@@ -15,20 +16,6 @@
 
 namespace svodb {
 namespace {
-
-int32_t NodeLogicVersion(LibraryContext& ctx, uint32_t node) {
-  return node == 0 ? LogicVersionOrOldest(ctx) : ctx.db.nodes[node].logicVersion;
-}
-
-// A current limit's conversion code follows the node's logic version (node
-// 0: the connected drive's). The catalogue takes it too: callers (the
-// default tables' and the files' read-back among them) ask the catalogue
-// for a current limit's code after reading its value.
-int32_t FollowNodeConversionCode(LibraryContext& ctx, VariableRecord& record, std::string_view name,
-                                 uint32_t node) {
-  if (IsCurrentLimit(name)) record.conversionCode = CurrentLimitCode(name, NodeLogicVersion(ctx, node));
-  return record.conversionCode;
-}
 
 // ---- properties ----------------------------------------------------------------
 
@@ -51,28 +38,25 @@ Result ScaledProperties(int32_t conversionCode, const RawRange& range, const Sca
 
 Result CurrentLimitProperties(LibraryContext& ctx, std::string_view name, uint32_t node,
                               VariableProperties& properties) {
-  VariableRecord& record = *ctx.db.catalogue.Find(name);
   const int32_t logicVersion = NodeLogicVersion(ctx, node);
-  ctx.registers.SetCurrentLimitLayout(logicVersion);
-  record.conversionCode = CurrentLimitCode(name, logicVersion);
+  const int32_t conversionCode = CurrentLimitCode(name, logicVersion);
   if (node != 0) {
     const double percent = logicVersion < 3 ? 3 : 100;
-    properties = VariableProperties{record.conversionCode, 0, percent, percent};
+    properties = VariableProperties{conversionCode, 0, percent, percent};
     return code::kOk;
   }
-  RawRange range;
-  if (!RangeAndDefault(ctx, name, ctx.db.connectedMode, range)) return code::kInvalidParameter;
+  RawRange range = ctx.registers.GetCurrentLimitRange(name, logicVersion);
+  if (!range.found) return code::kInvalidParameter;
   if (logicVersion < 3) {
     range.min = 0;
     range.max = 3;
     range.driveRaw = std::min(range.driveRaw, 3);
   }
-  if (record.conversionCode == 1) {
+  if (conversionCode == 1) {
     properties = VariableProperties{1, double(range.min), double(range.max), double(range.driveRaw)};
     return code::kOk;
   }
-  return ScaledProperties(record.conversionCode, range, ScalingInputsFor(ctx, 0, record.conversionCode),
-                          properties);
+  return ScaledProperties(conversionCode, range, ScalingInputsFor(ctx, 0, conversionCode), properties);
 }
 
 // The present command source, gain and offset that bound a new gain or
@@ -165,18 +149,24 @@ Result PropertiesByCode(LibraryContext& ctx, std::string_view name, uint32_t nod
 
 Result GetOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double& value) {
   if (node > kMaxNode) return code::kOutOfRange;
-  VariableRecord* record = ctx.db.catalogue.Find(name);
-  if (record == nullptr) return code::kInvalidParameter;
+  if (ctx.db.catalogue.Find(name) == nullptr) return code::kInvalidParameter;
   ImageStore image(ctx, node);
-  return ReadValue(image, name, FollowNodeConversionCode(ctx, *record, name, node), value);
+  return ReadValue(image, name, EffectiveConversionCode(ctx, name, node), value);
+}
+
+Result ReadImageLogicVersion(LibraryContext& ctx, uint32_t node, int32_t& logicVersion) {
+  double value = 0.0;
+  const Result result = GetOfflineValue(ctx, "LogicVer", node, value);
+  // LogicVer passes its raw integer through unscaled.
+  logicVersion = result == code::kOk ? static_cast<int32_t>(value) : 0;
+  return result;
 }
 
 Result PutOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double value) {
   if (node > kMaxNode) return code::kOutOfRange;
-  const VariableRecord* record = ctx.db.catalogue.Find(name);
-  if (record == nullptr) return code::kInvalidParameter;
+  if (ctx.db.catalogue.Find(name) == nullptr) return code::kInvalidParameter;
   ImageStore image(ctx, node);
-  return WriteValue(image, name, record->conversionCode, value);
+  return WriteValue(image, name, EffectiveConversionCode(ctx, name, node), value);
 }
 
 Result GetOfflineProperties(LibraryContext& ctx, std::string_view name, uint32_t node,

@@ -21,6 +21,11 @@ struct VariableProperties {
 
 // Nodes above 6 are refused with 23. Values are written only on success.
 Result GetOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double& value);
+// An offline image's own LogicVer as its stored value reads (the image's
+// model must be known, as for every converted value). As for the drive's
+// logic version, 0 and the code when it cannot be read.
+Result ReadImageLogicVersion(LibraryContext& ctx, uint32_t node, int32_t& logicVersion);
+
 Result PutOfflineValue(LibraryContext& ctx, std::string_view name, uint32_t node, double value);
 Result GetOfflineProperties(LibraryContext& ctx, std::string_view name, uint32_t node,
                             VariableProperties& properties);

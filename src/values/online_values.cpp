@@ -6,6 +6,7 @@
 #include "drive/register_map.h"
 #include "drive/transport.h"
 #include "drive/unit_scaling.h"
+#include "values/catalogue_queries.h"
 #include "values/conversion_dispatch.h"
 #include "values/drive_identity.h"
 #include "values/scaling_context.h"
@@ -22,14 +23,6 @@ double PercentOfStep(int32_t step) {
     case 1: return 33;
     default: return 0;
   }
-}
-
-// The current limits' layout and conversion code follow the connected drive.
-void FollowDriveCurrentLimits(LibraryContext& ctx, std::string_view name) {
-  int32_t logicVersion = 0;
-  if (ReadLogicVersion(ctx, logicVersion) != code::kOk) return;
-  ctx.db.catalogue.Find(name)->conversionCode = CurrentLimitCode(name, logicVersion);
-  ctx.registers.SetCurrentLimitLayout(logicVersion);
 }
 
 // ---- whole-set version conversions --------------------------------------------
@@ -104,24 +97,15 @@ Result ReadNodeFacts(LibraryContext& ctx, uint32_t node) {
 }  // namespace
 
 Result ReadVariableOnline(LibraryContext& ctx, std::string_view name, double& value) {
-  if (IsCurrentLimit(name)) FollowDriveCurrentLimits(ctx, name);
-  const VariableRecord* record = ctx.db.catalogue.Find(name);
-  if (record == nullptr) return code::kInvalidParameter;
+  if (ctx.db.catalogue.Find(name) == nullptr) return code::kInvalidParameter;
   DriveStore drive(ctx);
-  return ReadValue(drive, name, record->conversionCode, value);
+  return ReadValue(drive, name, EffectiveConversionCode(ctx, name, 0), value);
 }
 
 Result WriteVariableOnline(LibraryContext& ctx, std::string_view name, double value) {
-  if (IsCurrentLimit(name)) {
-    double logicVersion = 0.0;
-    if (ReadVariableOnline(ctx, "LogicVer", logicVersion) == code::kOk && logicVersion < 3.0) {
-      ctx.db.catalogue.Find(name)->conversionCode = 1;
-    }
-  }
-  const VariableRecord* record = ctx.db.catalogue.Find(name);
-  if (record == nullptr) return code::kInvalidParameter;
+  if (ctx.db.catalogue.Find(name) == nullptr) return code::kInvalidParameter;
   DriveStore drive(ctx);
-  return WriteValue(drive, name, record->conversionCode, value);
+  return WriteValue(drive, name, EffectiveConversionCode(ctx, name, 0), value);
 }
 
 Result GetVariableOnline(LibraryContext& ctx, std::string_view name, double& value) {

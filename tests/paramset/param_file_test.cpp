@@ -21,6 +21,7 @@
 #include "paramset/set_fixture.h"
 #include "platform/files.h"
 #include "svodb/svodb.h"
+#include "values/catalogue_queries.h"
 #include "values/drive_identity.h"
 #include "values/enumerations.h"
 #include "values/offline_values.h"
@@ -237,8 +238,8 @@ TEST_F(ParamFile, UserFileForEveryModelDriveTypeAndLogicVersion) {
           const double offline = Value(name.c_str(), 1);
           const VariableRecord& record = *Ctx().db.catalogue.Find(name);
           int unitColumn = 0;
-          if (record.conversionCode <= 3) {
-            LibraryContext ctx = Ctx();
+          LibraryContext ctx = Ctx();
+          if (EffectiveConversionCode(ctx, name, 1) <= 3) {
             EXPECT_EQ(value, ValueToFileLabel(ctx, name, static_cast<int32_t>(offline), 1).value());
           } else if (name == "FBDivisor") {
             EXPECT_TRUE(std::regex_match(value, integer));

@@ -18,6 +18,7 @@
 #include "paramset/default_tables.h"
 #include "paramset/set_fixture.h"
 #include "svodb/svodb.h"
+#include "values/catalogue_queries.h"
 #include "values/enumerations.h"
 #include "values/offline_values.h"
 #include "values/online_values.h"
@@ -434,7 +435,7 @@ TEST_F(SetExports, UserReadsTakeTheManufacturingSetUserWritesLeaveItAlone) {
 void ExpectReadsBack(LibraryContext& ctx, const char* name, const std::string& text, uint32_t node) {
   double value = 0.0;
   ASSERT_EQ(GetOfflineValue(ctx, name, node, value), 1) << name;
-  const int32_t c = ctx.db.catalogue.GetConversionCode(name);  // the current limits' follows the node
+  const int32_t c = EffectiveConversionCode(ctx, name, node);
   if (c <= 3) {
     EXPECT_EQ(ValueToFileLabel(ctx, name, static_cast<int32_t>(value), node).value_or("?"), text) << name;
     return;

@@ -10,6 +10,7 @@
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "svodb/svodb.h"
+#include "values/offline_values.h"
 #include "virtual_drive.h"
 
 namespace svodb::testing {
@@ -121,6 +122,27 @@ TEST_F(OfflineValues, CurrentLimitPropertiesFollowTheNodesLogic) {
   EXPECT_EQ(p.maximum, 100);
   EXPECT_EQ(p.defaultValue, 100);
   EXPECT_EQ(p.unit, " %");
+}
+
+// Reads on images of different logic each take their own form of a current
+// limit; the catalogue and the register layout stay as they were.
+TEST_F(OfflineValues, CurrentLimitReadsChangeNoState) {
+  LibraryContext ctx = api::Context();
+  const RegisterDescriptor layout = ctx.registers.FindRegister("ILmtPlus")->descriptor;
+  const struct {
+    uint32_t node;
+    int32_t logic, raw;
+    double value;
+  } cases[] = {{2, 2, 2, 2}, {3, 3, 151, 100}, {2, 2, 2, 2}, {3, 3, 0, 0}};
+  for (const auto& c : cases) {
+    ctx.db.nodes[c.node].logicVersion = c.logic;
+    ctx.registers.FindRegister("ILmtPlus")->raw[c.node] = c.raw;
+    double value = NAN;
+    EXPECT_EQ(GetOfflineValue(ctx, "ILmtPlus", c.node, value), 1);
+    EXPECT_EQ(value, c.value) << c.node;
+    EXPECT_EQ(ctx.db.catalogue.Find("ILmtPlus")->conversionCode, 44);
+    EXPECT_EQ(ctx.registers.FindRegister("ILmtPlus")->descriptor.codec, layout.codec);
+  }
 }
 
 TEST_F(OfflineValues, PropertiesByConversionClass) {
