@@ -134,24 +134,21 @@ class TransportPlaces : public ::testing::Test {
   std::filesystem::path root_;
 };
 
-TEST_F(TransportPlaces, TheFirstPlaceThatHasTheLibraryWins) {
-  PutTransportIn("plugin");
-  const LibraryLookup lookup =
-      LoadFromPlaces(kTransportLibraryName, {{Folder("empty"), "first"}, {Folder("plugin"), "second"}});
-  ASSERT_NE(lookup.library, nullptr) << lookup.problem;
-  EXPECT_EQ(lookup.library->Path(), Folder("plugin") + kTransportLibraryName);
-  EXPECT_NE(lookup.library->FindFunction("GetVarFromFPGA"), nullptr);
-}
-
-TEST_F(TransportPlaces, NoPlaceHasItAndTheReportNamesEachPlace) {
-  const LibraryLookup lookup =
-      LoadFromPlaces(kTransportLibraryName, {{Folder("empty"), "first"}, {Folder("plugin"), "second"}});
+TEST_F(TransportPlaces, EachPlaceIsNamedUntilOneHasTheLibraryAndTheFirstThatHasItWins) {
+  const std::vector<LibraryPlace> places{{Folder("empty"), "first"}, {Folder("plugin"), "second"}};
+  LibraryLookup lookup = LoadFromPlaces(kTransportLibraryName, places);
   EXPECT_EQ(lookup.library, nullptr);
   const std::string first = Folder("empty") + kTransportLibraryName + " (first): ";
   const std::string second = "; " + Folder("plugin") + kTransportLibraryName + " (second): ";
   EXPECT_EQ(lookup.problem.rfind(first, 0), 0u) << lookup.problem;
   EXPECT_NE(lookup.problem.find(second), std::string::npos) << lookup.problem;
   EXPECT_EQ(LoadFromPlaces(kTransportLibraryName, {}).problem, "libCommSVODB.so: no place to look for it");
+
+  PutTransportIn("plugin");
+  lookup = LoadFromPlaces(kTransportLibraryName, places);
+  ASSERT_NE(lookup.library, nullptr) << lookup.problem;
+  EXPECT_EQ(lookup.library->Path(), Folder("plugin") + kTransportLibraryName);
+  EXPECT_NE(lookup.library->FindFunction("GetVarFromFPGA"), nullptr);
 }
 
 }  // namespace
