@@ -83,18 +83,6 @@ TEST(TransportLibrary, LoadsOnceAtTheFirstCallAndCallsTheFunctionsItFinds) {
   EXPECT_STREQ(text, "");
 }
 
-TEST(TransportLibrary, AMissingLibraryIsNoConnection) {
-  TransportLibrary transport([] { return LibraryLookup{nullptr, "here: gone"}; });
-  EXPECT_FALSE(transport.IsLoaded());
-  EXPECT_EQ(transport.GetCommType(), 0);
-  int32_t value = 0;
-  EXPECT_EQ(transport.GetVarFromFPGA(30, &value, &value), 0);
-  EXPECT_EQ(transport.KillMotoBus(), 0);
-  char text[kTransportVersionCapacity] = "stale";
-  transport.CommSVODBVersion(text);
-  EXPECT_STREQ(text, "");
-}
-
 TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
   TransportLibrary partial(PartialLibrary());
   TransportLibrary missing([] { return LibraryLookup{nullptr, "/opt/drive/libCommSVODB.so (here): gone"}; });
@@ -117,6 +105,13 @@ TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
     EXPECT_EQ(status.state, c.state) << c.text;
     EXPECT_EQ(status.text, c.text);
   }
+  // A missing library is a drive that does not respond.
+  EXPECT_FALSE(missing.IsLoaded());
+  EXPECT_EQ(missing.GetCommType(), 0);
+  EXPECT_EQ(missing.KillMotoBus(), 0);
+  char text[kTransportVersionCapacity] = "stale";
+  missing.CommSVODBVersion(text);
+  EXPECT_STREQ(text, "");
 }
 
 // Two folders under the build tree: one empty, one holding the virtual
@@ -139,24 +134,21 @@ class TransportPlaces : public ::testing::Test {
   std::filesystem::path root_;
 };
 
-TEST_F(TransportPlaces, TheFirstPlaceThatHasTheLibraryWins) {
-  PutTransportIn("plugin");
-  const LibraryLookup lookup =
-      LoadFromPlaces(kTransportLibraryName, {{Folder("empty"), "first"}, {Folder("plugin"), "second"}});
-  ASSERT_NE(lookup.library, nullptr) << lookup.problem;
-  EXPECT_EQ(lookup.library->Path(), Folder("plugin") + kTransportLibraryName);
-  EXPECT_NE(lookup.library->FindFunction("GetVarFromFPGA"), nullptr);
-}
-
-TEST_F(TransportPlaces, NoPlaceHasItAndTheReportNamesEachPlace) {
-  const LibraryLookup lookup =
-      LoadFromPlaces(kTransportLibraryName, {{Folder("empty"), "first"}, {Folder("plugin"), "second"}});
+TEST_F(TransportPlaces, EachPlaceIsNamedUntilOneHasTheLibraryAndTheFirstThatHasItWins) {
+  const std::vector<LibraryPlace> places{{Folder("empty"), "first"}, {Folder("plugin"), "second"}};
+  LibraryLookup lookup = LoadFromPlaces(kTransportLibraryName, places);
   EXPECT_EQ(lookup.library, nullptr);
   const std::string first = Folder("empty") + kTransportLibraryName + " (first): ";
   const std::string second = "; " + Folder("plugin") + kTransportLibraryName + " (second): ";
   EXPECT_EQ(lookup.problem.rfind(first, 0), 0u) << lookup.problem;
   EXPECT_NE(lookup.problem.find(second), std::string::npos) << lookup.problem;
   EXPECT_EQ(LoadFromPlaces(kTransportLibraryName, {}).problem, "libCommSVODB.so: no place to look for it");
+
+  PutTransportIn("plugin");
+  lookup = LoadFromPlaces(kTransportLibraryName, places);
+  ASSERT_NE(lookup.library, nullptr) << lookup.problem;
+  EXPECT_EQ(lookup.library->Path(), Folder("plugin") + kTransportLibraryName);
+  EXPECT_NE(lookup.library->FindFunction("GetVarFromFPGA"), nullptr);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@ namespace {
 
 using sim::Operation;
 
-TEST(FieldTables, NamesAreFoundWhateverTheirCase) {
+TEST(FieldTables, NamesAreFoundWhateverTheirCaseInATableInOrderOnly) {
   MdbFieldList list;
   for (const char* name : {"MTF0", "mtf0", "Kt", "KT", "DCWeek", "mnum", "RLim"})
     EXPECT_NE(list.fields.Find(name), nullptr) << name;
@@ -21,14 +21,12 @@ TEST(FieldTables, NamesAreFoundWhateverTheirCase) {
   for (const char* name : {"MTF", "", "MTF00"}) EXPECT_EQ(list.fields.Find(name), nullptr) << name;
   TrxFieldList trx;
   EXPECT_STREQ(trx.fields.Find("rdsinoffset")->name, "RDSINOffset");
-}
-
-TEST(FieldTables, ATableOutOfOrderFailsEveryLookupAndStaysUnchecked) {
+  // A table out of order fails every look-up and stays unchecked.
   const MdbField unsorted[] = {{"Kt", 125, 101, "N-m/Arms"}, {"DCWeek", 238, 1, "Weeks"}, {"", 0, 0, ""}};
-  MdbFieldList list(unsorted);
-  EXPECT_EQ(list.fields.Find("Kt"), nullptr);
-  EXPECT_EQ(list.fields.Find("DCWeek"), nullptr);
-  EXPECT_TRUE(list.fields.OrderUnchecked());
+  MdbFieldList shuffled(unsorted);
+  EXPECT_EQ(shuffled.fields.Find("Kt"), nullptr);
+  EXPECT_EQ(shuffled.fields.Find("DCWeek"), nullptr);
+  EXPECT_TRUE(shuffled.fields.OrderUnchecked());
 }
 
 std::string Text(uint32_t type, std::vector<std::pair<uint32_t, uint32_t>> bytes, Result* result = nullptr) {
@@ -158,22 +156,22 @@ TEST_F(DriveCopyTest, AFailedReadEndsTheLoadAndKeepsWhatCameBefore) {
   EXPECT_EQ(mdbFields.values[239], 0u);
 }
 
-TEST_F(DriveCopyTest, ReadingTheBlockTakesTenMillisecondsAByte) {
+TEST_F(DriveCopyTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadOnceMore) {
   Block out{};
   out.fill(1000);
   ASSERT_EQ(ReadTrxMdb(ctx, out), 1);
   EXPECT_EQ(out, BlockOfDrive(drive.Trx().Block()));
   EXPECT_EQ(Elapsed(), 20u + 384 * 10u + 20u);
   EXPECT_EQ(CountCalls(drive.Log(), Operation::kFlushPort), 2u);
-}
 
-TEST_F(DriveCopyTest, AWrongSumIsReadOnceMoreAfterAPause) {
+  // A wrong sum: the block is read once more after a pause.
   TamperedTransport port(drive);
   LibraryContext tampered{db, registers, port, platform};
   port.alter = [](int32_t address, int number, int32_t& data) {
     if (address == 44 && number == 100) data ^= 1;  // the first pass only
   };
-  Block out{};
+  Restart();
+  out.fill(1000);
   ASSERT_EQ(ReadTrxMdb(tampered, out), 1);
   EXPECT_EQ(out, BlockOfDrive(drive.Trx().Block()));
   EXPECT_EQ(Elapsed(), 20u + 2 * 3840u + 4000u + 20u);
@@ -186,7 +184,7 @@ TEST_F(DriveCopyTest, AWrongSumIsReadOnceMoreAfterAPause) {
   EXPECT_EQ(Elapsed(), 20u + 2 * 3840u + 4000u);
 }
 
-TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwice) {
+TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDiffersOnce) {
   const Block copy = BlockOfDrive(drive.Trx().Block());
   MdbMismatch mismatch;
   EXPECT_EQ(CheckTrxMdb(ctx, copy, mismatch), 1);
@@ -209,18 +207,17 @@ TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwice) {
   EXPECT_EQ(CheckTrxMdb(ctx, other, mismatch), 41);
   EXPECT_EQ(mismatch.retries, 0u);
   EXPECT_EQ(mismatch.valueRead, kNotSet);
-}
 
-TEST_F(DriveCopyTest, AByteThatDiffersOnceCountsARetryAndPasses) {
+  // A byte that differs once counts a retry and passes.
   TamperedTransport port(drive);
   LibraryContext tampered{db, registers, port, platform};
   port.alter = [](int32_t address, int number, int32_t& data) {
     if (address == 44 && (number == 8 || number == 301)) data ^= 4;
   };
-  MdbMismatch mismatch;
-  EXPECT_EQ(CheckTrxMdb(tampered, BlockOfDrive(drive.Trx().Block()), mismatch), 1);
-  EXPECT_EQ(mismatch.retries, 2u);
-  EXPECT_EQ(mismatch.index, kNotSet);
+  MdbMismatch once;
+  EXPECT_EQ(CheckTrxMdb(tampered, BlockOfDrive(drive.Trx().Block()), once), 1);
+  EXPECT_EQ(once.retries, 2u);
+  EXPECT_EQ(once.index, kNotSet);
 }
 
 TEST_F(DriveCopyTest, TheLogicVersionBytesComeFrom509Up) {

@@ -54,7 +54,7 @@ class OnlineStrings : public ::testing::Test {
 
 // ------------------------------------------------------------ serial number
 
-TEST_F(OnlineStrings, SerialNumberGoesToEntry255DownwardsPaddedWith255) {
+TEST_F(OnlineStrings, SerialNumberGoesToEntry255DownwardsPaddedWith255UpToTwentyFour) {
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", "A1"), code::kOk);
   Lines expected{NvPut(255, 'A'), NvPut(254, '1')};
   for (int entry = 253; entry >= 232; --entry) expected.push_back(NvPut(entry, 255));
@@ -71,9 +71,9 @@ TEST_F(OnlineStrings, SerialNumberGoesToEntry255DownwardsPaddedWith255) {
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", "\xC8"), code::kOk);
   EXPECT_EQ(CallsOf(drive.Log(), Operation::kPutVarToEEPROM).front(), NvPut(255, -56));
   EXPECT_EQ(Get("SerialNum"), "\xC8");
-}
 
-TEST_F(OnlineStrings, TwentyFourCharactersFillEveryEntryAndTwentyFiveAreRefused) {
+  // Twenty-four characters fill every entry; twenty-five are refused.
+  drive.Log().Clear();
   const std::string full = "ABCDEFGHIJKLMNOPQRSTUVWX";
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", full), code::kOk);
   const Lines puts = CallsOf(drive.Log(), Operation::kPutVarToEEPROM);
