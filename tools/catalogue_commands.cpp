@@ -4,11 +4,10 @@
 #include <cstdio>
 #include <string>
 
+#include "catalog/catalogue_table.h"
 #include "cli.h"
 #include "command_options.h"
 #include "json_output.h"
-
-#include "catalog/catalogue_table.h"
 #include "svodb/svodb.h"
 
 namespace svodb_tool {

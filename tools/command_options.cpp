@@ -15,23 +15,24 @@ CLI::Option* AddInteger(CLI::App& command, const std::string& name, int32_t& tar
           [=](const std::string& text) {
             const std::optional<int32_t> value = ParseInt32(text);
             if (!value || *value < min || *value > max)
-              throw CommandLineError(prefix + what + " must be an integer from " + std::to_string(min) + " to " +
-                                     std::to_string(max) + ", not '" + text + "'");
+              throw CommandLineError(prefix + what + " must be an integer from " + std::to_string(min) +
+                                     " to " + std::to_string(max) + ", not '" + text + "'");
             return std::string();
           },
           ""))
       ->type_name("N");
 }
 
-CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target, bool (*accepts)(const std::string&),
-                     const std::string& message) {
+CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target,
+                     bool (*accepts)(const std::string&), const std::string& message) {
   const std::string prefix = command.get_name() + ": '";
-  return command.add_option(name, target)->check(CLI::Validator(
-      [=](const std::string& word) {
-        if (!accepts(word)) throw CommandLineError(prefix + word + "' " + message);
-        return std::string();
-      },
-      ""));
+  return command.add_option(name, target)
+      ->check(CLI::Validator(
+          [=](const std::string& word) {
+            if (!accepts(word)) throw CommandLineError(prefix + word + "' " + message);
+            return std::string();
+          },
+          ""));
 }
 
 std::optional<int> ParseOwnArguments(const Command& command, const std::vector<std::string>& args) {

@@ -23,8 +23,8 @@ CLI::Option* AddInteger(CLI::App& command, const std::string& name, int32_t& tar
                         int32_t min, int32_t max);
 
 // A word into target that `accepts` checks; otherwise "COMMAND: 'WORD' MESSAGE".
-CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target, bool (*accepts)(const std::string&),
-                     const std::string& message);
+CLI::Option* AddWord(CLI::App& command, const std::string& name, std::string& target,
+                     bool (*accepts)(const std::string&), const std::string& message);
 
 struct Command;
 

@@ -102,10 +102,11 @@ int RunPoke(const Args&) {
     return kExitUsage;
   result = WriteUnitFPGA_SVODB(address, value);
   if (result != SVODB_OK) return LibraryFailure("poke " + name, result);
-  std::fprintf(stderr, "svodb: it held %d; put it back with: svodb poke %d %d\n", static_cast<int>(before & 0xFF),
-               static_cast<int>(address), static_cast<int>(before & 0xFF));
+  std::fprintf(stderr, "svodb: it held %d; put it back with: svodb poke %d %d\n",
+               static_cast<int>(before & 0xFF), static_cast<int>(address), static_cast<int>(before & 0xFF));
   char text[64];
-  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(address), static_cast<unsigned>(value));
+  std::snprintf(text, sizeof text, "FPGA %d <- 0x%02X\n", static_cast<int>(address),
+                static_cast<unsigned>(value));
   PrintResult(Json{{"address", address}, {"data", value}, {"before", before & 0xFF}}, text);
   return kExitOk;
 }
@@ -120,8 +121,9 @@ int RunNv(const Args&) {
     PrintJson(Json{{"entry", entry}, {"register", fpgaRegister}, {"data", data & 0xFF}});
     return kExitOk;
   }
-  std::printf("NV %d = register %d, data 0x%02X (%d)\n", static_cast<int>(entry), static_cast<int>(fpgaRegister),
-              static_cast<unsigned>(data & 0xFF), static_cast<int>(data & 0xFF));
+  std::printf("NV %d = register %d, data 0x%02X (%d)\n", static_cast<int>(entry),
+              static_cast<int>(fpgaRegister), static_cast<unsigned>(data & 0xFF),
+              static_cast<int>(data & 0xFF));
   return kExitOk;
 }
 

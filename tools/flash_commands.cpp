@@ -46,7 +46,7 @@ int ShowProgress(void* context, uintptr_t /*window*/, uint32_t message, uintptr_
     view.shown = percent;
     const int filled = percent * kBarWidth / 100;
     std::fprintf(stderr, "\r[%s%s] %3d%%", std::string(static_cast<std::size_t>(filled), '#').c_str(),
-                std::string(static_cast<std::size_t>(kBarWidth - filled), ' ').c_str(), percent);
+                 std::string(static_cast<std::size_t>(kBarWidth - filled), ' ').c_str(), percent);
   } else {
     if (percent / 10 == view.shown) return 1;
     view.shown = percent / 10;

@@ -11,8 +11,8 @@
 #include "command_options.h"
 #include "enumerations.h"
 #include "json_output.h"
-#include "values.h"
 #include "svodb/svodb.h"
+#include "values.h"
 
 namespace svodb_tool {
 namespace {

@@ -362,7 +362,8 @@ TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
       {{"trx", "set", "SINGain", "2000"}, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
       {{"poke", "3", "999", "--yes"}, "svodb: poke: the byte must be an integer from 0 to 255, not '999'\n"},
       {{"backup", "/no/dir/b.par"}, "svodb: backup: the folder /no/dir does not exist (for /no/dir/b.par)\n"},
-      {{"defaults", "--out", "/no/d.par"}, "svodb: defaults: the folder /no does not exist (for /no/d.par)\n"},
+      {{"defaults", "--out", "/no/d.par"},
+       "svodb: defaults: the folder /no does not exist (for /no/d.par)\n"},
       {{"mdb", "read", "/no/m.txt"}, "svodb: mdb read: the folder /no does not exist (for /no/m.txt)\n"},
   };
   for (const auto& c : cases) {

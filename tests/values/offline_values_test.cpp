@@ -1,5 +1,7 @@
 // Offline values and properties through the exports, on offline images and
 // on node 0 against the virtual drive.
+#include "values/offline_values.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +12,6 @@
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
 #include "svodb/svodb.h"
-#include "values/offline_values.h"
 #include "virtual_drive.h"
 
 namespace svodb::testing {
