@@ -10,6 +10,8 @@
 #include <regex>
 #include <string>
 
+#include <sys/wait.h>
+
 namespace {
 
 using nlohmann::json;
@@ -29,9 +31,17 @@ class Server {
       token_ = match[2];
     }
   }
-  ~Server() {
-    if (port_ != 0) Client().Post("/api/shutdown", Headers(), "", "text/plain");
-    if (pipe_ != nullptr) pclose(pipe_);
+  ~Server() { Stop(); }
+  // Returns the server's exit status (-1 if it was not running).
+  int Stop() noexcept {
+    try {
+      if (port_ != 0) Client().Post("/api/shutdown", Headers(), "", "text/plain");
+    } catch (...) {
+    }
+    const int status = pipe_ != nullptr ? pclose(pipe_) : -1;
+    port_ = 0;
+    pipe_ = nullptr;
+    return status;
   }
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -51,6 +61,19 @@ Server& TheServer() {
   static Server server;
   return server;
 }
+
+// Stopped before the program's exit: a static's destructor would run the
+// client after library statics it uses may already be gone.
+class StopServerAtEnd : public testing::Environment {
+ public:
+  void TearDown() override {
+    const int status = TheServer().Stop();
+    EXPECT_TRUE(status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == 0))
+        << "svodb serve ended with status " << status;
+  }
+};
+[[maybe_unused]] testing::Environment* const kStopServerAtEnd =
+    testing::AddGlobalTestEnvironment(new StopServerAtEnd);
 
 json GetJson(const std::string& path) {
   auto result = TheServer().Client().Get(path, TheServer().Headers());
