@@ -1,3 +1,5 @@
+// The serial number and the version text, read from and written to the
+// drive: the exact traffic, where it stops, and what the exports hand back.
 #include "paramset/online_strings.h"
 
 #include <gtest/gtest.h>
@@ -6,100 +8,72 @@
 #include <string>
 #include <vector>
 
-#include "api/export_fixture.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
-#include "virtual_platform.h"
+#include "paramset/set_fixture.h"
 
-namespace svodb {
+namespace svodb::testing {
 namespace {
 
 using sim::Operation;
 using Lines = std::vector<std::string>;
+
+// Both operations check the drive's logic version first.
+const std::string kLogicRead = "GetVarFromFPGA(30) -> 1 [4]";
 
 std::string NvPut(int entry, int data, int result = 1) {
   return "PutVarToEEPROM(" + std::to_string(entry) + ", 127, " + std::to_string(data) + ") -> " +
          std::to_string(result);
 }
 
-// The calls of one operation, in order.
-Lines CallsOf(const sim::CallLog& log, Operation operation) {
-  Lines lines;
-  for (const sim::CallRecord& record : log.Records())
-    if (record.operation == operation) lines.push_back(record.ToString());
-  return lines;
-}
-
-class OnlineStrings : public ::testing::Test {
+class OnlineStrings : public ::testing::Test, public World {
  protected:
-  explicit OnlineStrings(sim::DriveConfig config = {}) : drive(std::move(config)) {}
-  void SetUp() override {
-    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-    drive.Log().Clear();
-  }
+  explicit OnlineStrings(const sim::DriveConfig& config = {}) : World(config) { db.driveVersion.clear(); }
   std::string Get(const char* name, Result expected = code::kOk) {
     std::string text = "untouched";
     EXPECT_EQ(GetStringOnline(ctx, name, text), expected) << name;
     return text;
   }
-
-  ParameterDatabase db;
-  RegisterMap registers;
-  sim::VirtualDrive drive;
-  sim::VirtualPlatform platform;
-  LibraryContext ctx{db, registers, drive, platform};
+  // The calls of one operation, in order.
+  Lines CallsOf(Operation operation) const {
+    Lines lines;
+    for (const sim::CallRecord& record : drive.Log().Records())
+      if (record.operation == operation) lines.push_back(record.ToString());
+    return lines;
+  }
 };
 
-// ------------------------------------------------------------ serial number
-
-TEST_F(OnlineStrings, SerialNumberGoesToEntry255DownwardsPaddedWith255UpToTwentyFour) {
+// The serial number goes to entry 255 downwards as signed bytes, padded
+// with 255 up to twenty-four entries; a stored 0 or 255 ends it on reading.
+TEST_F(OnlineStrings, SerialNumber) {
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", "A1"), code::kOk);
-  Lines expected{NvPut(255, 'A'), NvPut(254, '1')};
+  Lines expected{kLogicRead, kLogicRead, NvPut(255, 'A'), NvPut(254, '1')};
   for (int entry = 253; entry >= 232; --entry) expected.push_back(NvPut(entry, 255));
-  EXPECT_EQ(CallsOf(drive.Log(), Operation::kPutVarToEEPROM), expected);
-  EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromEEPROM), 0u);
-
+  EXPECT_EQ(drive.Log().Lines(), expected);
   drive.Log().Clear();
   EXPECT_EQ(Get("SerialNum"), "A1");
-  // The filler in entry 253 ends the read.
-  EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromEEPROM), 3u);
+  EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromEEPROM), 3u);  // the filler in entry 253 ends the read
 
-  // Codes above 127 travel as negative signed bytes.
   drive.Log().Clear();
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", "\xC8"), code::kOk);
-  EXPECT_EQ(CallsOf(drive.Log(), Operation::kPutVarToEEPROM).front(), NvPut(255, -56));
+  EXPECT_EQ(CallsOf(Operation::kPutVarToEEPROM).front(), NvPut(255, -56));
   EXPECT_EQ(Get("SerialNum"), "\xC8");
 
-  // Twenty-four characters fill every entry; twenty-five are refused.
-  drive.Log().Clear();
   const std::string full = "ABCDEFGHIJKLMNOPQRSTUVWX";
+  drive.Log().Clear();
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", full), code::kOk);
-  const Lines puts = CallsOf(drive.Log(), Operation::kPutVarToEEPROM);
-  ASSERT_EQ(puts.size(), 24u);
-  EXPECT_EQ(puts.back(), NvPut(232, 'X'));
+  EXPECT_EQ(CallsOf(Operation::kPutVarToEEPROM).size(), 24u);
+  EXPECT_EQ(CallsOf(Operation::kPutVarToEEPROM).back(), NvPut(232, 'X'));
   EXPECT_EQ(Get("SerialNum"), full);
   const sim::PersistentState before = drive.SaveState();
   drive.Log().Clear();
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", full + "Y"), code::kTooLong);
-  EXPECT_EQ(drive.Log().Count(Operation::kPutVarToEEPROM), 0u);
+  EXPECT_EQ(drive.Log().Lines(), Lines(2, kLogicRead));
   EXPECT_EQ(drive.SaveState(), before);
-}
 
-TEST_F(OnlineStrings, StoredZeroOr255EndsTheSerialNumber) {
-  struct Case {
-    uint8_t entry;
-    uint8_t data;
+  const struct {
+    uint8_t entry, data;
     const char* expected;
-  };
-  const Case cases[] = {
-      {250, 255, "VD220"},  // first five characters
-      {250, 0, "VD220"},
-      {255, 255, ""},
-  };
-  for (const Case& c : cases) {  // each ends the number before the previous one
-    SCOPED_TRACE(std::to_string(c.entry) + "/" + std::to_string(c.data));
+  } ends[] = {{250, 255, "ABCDE"}, {250, 0, "ABCDE"}, {255, 255, ""}};
+  for (const auto& c : ends) {  // each ends the number before the previous one
     drive.SetNvEntry(c.entry, {127, c.data});
     drive.Log().Clear();
     EXPECT_EQ(Get("SerialNum"), c.expected);
@@ -109,13 +83,10 @@ TEST_F(OnlineStrings, StoredZeroOr255EndsTheSerialNumber) {
 
 TEST_F(OnlineStrings, OtherNamesAreEmptyAndWriteNothing) {
   for (const char* name : {"MTRAddress", "serialnum", "VERLW", "NoSuchName", ""}) {
-    SCOPED_TRACE(name);
     drive.Log().Clear();
     EXPECT_EQ(Get(name), "");
     EXPECT_EQ(PutStringOnline(ctx, name, "A1"), code::kOk);
-    EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromEEPROM), 0u);
-    EXPECT_EQ(drive.Log().Count(Operation::kPutVarToEEPROM), 0u);
-    EXPECT_EQ(drive.Log().Count(Operation::kPutVarToFPGA), 0u);
+    EXPECT_EQ(drive.Log().Lines(), Lines(4, kLogicRead)) << name;
   }
   EXPECT_EQ(db.driveVersion, "");
 }
@@ -123,59 +94,38 @@ TEST_F(OnlineStrings, OtherNamesAreEmptyAndWriteNothing) {
 TEST_F(OnlineStrings, TransferFailureStopsAndKeepsWhatWasWritten) {
   drive.Faults().FailCall(Operation::kPutVarToEEPROM, 3, 4);
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", "XYZ"), 4);
-  EXPECT_EQ(CallsOf(drive.Log(), Operation::kPutVarToEEPROM),
-            (Lines{NvPut(255, 'X'), NvPut(254, 'Y'), NvPut(253, 'Z', 4)}));
+  EXPECT_EQ(drive.Log().Lines(),
+            (Lines{kLogicRead, kLogicRead, NvPut(255, 'X'), NvPut(254, 'Y'), NvPut(253, 'Z', 4)}));
   EXPECT_EQ(drive.NvEntryAt(254).data, 'Y');
-
   drive.Faults().FailCall(Operation::kGetVarFromEEPROM, 2, 6);
   EXPECT_EQ(Get("SerialNum", 6), "untouched");
 }
 
-// ----------------------------------------------------------- logic version
-
-struct VersionCase {
-  const char* text;
-  uint8_t bytes[3];  // at 509, 510, 511
-  uint32_t deadBandWidth;
-};
-
-// GoogleTest prints a parameter it has no printer for as raw bytes, the
-// struct's padding included, which memory checkers report as uninitialised.
-void PrintTo(const VersionCase& c, std::ostream* os) { *os << c.text; }
-
-class OnlineVersionText : public ::testing::TestWithParam<VersionCase> {};
-
-TEST_P(OnlineVersionText, ReadsTheDrivesBytesAndPicksTheDeadBandLayout) {
-  const VersionCase& c = GetParam();
-  sim::VirtualDrive drive(sim::DriveConfig{.versionText = c.text});
-  for (std::size_t k = 0; k < 3; ++k) EXPECT_EQ(drive.MotorByte(509 + k), c.bytes[k]) << k;
-  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-  ParameterDatabase db;
-  RegisterMap registers;
-  sim::VirtualPlatform platform;
-  LibraryContext ctx{db, registers, drive, platform};
-
-  std::string text;
-  EXPECT_EQ(GetStringOnline(ctx, "VerLW", text), code::kOk);
-  EXPECT_EQ(text, c.text);
-  EXPECT_EQ(db.driveVersion, c.text);
-  EXPECT_EQ(db.powerBoardCode, c.bytes[2]);
-  EXPECT_EQ(registers.FindRegister("DeadBand")->descriptor.bitWidth, c.deadBandWidth);
+// The version text's bytes (509-511) come through the motor data window;
+// the power board's byte decides the DeadBand layout.
+TEST(OnlineVersionText, ReadsTheDrivesBytesAndPicksTheDeadBandLayout) {
+  const struct {
+    const char* text;
+    uint8_t powerBoard;
+    uint32_t deadBandWidth;
+  } cases[] = {{"3.2A", 3, 6}, {"S1.0B", 129, 5}, {"102.1A", 102, 6}, {"255.0A", 255, 5}};
+  for (const auto& c : cases) {
+    World world(sim::DriveConfig{.versionText = c.text});
+    std::string text;
+    EXPECT_EQ(GetStringOnline(world.ctx, "VerLW", text), code::kOk);
+    EXPECT_EQ(text, c.text);
+    EXPECT_EQ(world.db.driveVersion, c.text);
+    EXPECT_EQ(world.db.powerBoardCode, c.powerBoard);
+    EXPECT_EQ(world.registers.FindRegister("DeadBand")->descriptor.bitWidth, c.deadBandWidth) << c.text;
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Drives, OnlineVersionText,
-                         ::testing::Values(VersionCase{"3.2A", {0, 2, 3}, 6},
-                                           VersionCase{"S1.0B", {1, 0, 129}, 5},
-                                           VersionCase{"102.1A", {0, 1, 102}, 6},
-                                           VersionCase{"255.0A", {0, 0, 255}, 5}));
 
 TEST_F(OnlineStrings, VersionReadPutsTheMotorDataAddressBack) {
   // MTRAddress 300: bit 8 in register 43, the rest in 42.
   drive.SetFpgaByte(43, 0x01);
   drive.SetFpgaByte(42, 44);
   EXPECT_EQ(Get("VerLW"), "4.0A");
-  EXPECT_EQ(drive.FpgaByte(43), 0x01);
-  EXPECT_EQ(drive.FpgaByte(42), 44);
+  EXPECT_EQ(std::pair(drive.FpgaByte(43), drive.FpgaByte(42)), (std::pair<uint8_t, uint8_t>(0x01, 44)));
   // Bytes 511, 510, 509 in that order, then the caller's address again.
   std::vector<int32_t> addresses;
   for (const sim::CallRecord& record : drive.Log().Records())
@@ -198,8 +148,7 @@ TEST_F(OnlineStrings, VersionReadPutsTheMotorDataAddressBack) {
   drive.SetFpgaByte(42, 44);
   drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 6, 44);
   EXPECT_EQ(Get("VerLW", 6), "untouched");
-  EXPECT_EQ(drive.FpgaByte(43), 0x01);
-  EXPECT_EQ(drive.FpgaByte(42), 44);
+  EXPECT_EQ(std::pair(drive.FpgaByte(43), drive.FpgaByte(42)), (std::pair<uint8_t, uint8_t>(0x01, 44)));
 }
 
 class OnlineStringsOldLogic : public OnlineStrings {
@@ -207,43 +156,26 @@ class OnlineStringsOldLogic : public OnlineStrings {
   OnlineStringsOldLogic() : OnlineStrings(sim::DriveConfig{.logicVersion = 2, .versionText = "2.1A"}) {}
 };
 
+// Only LogicVer (register 30) is read, twice, before the refusal; the
+// length check comes after the version check.
 TEST_F(OnlineStringsOldLogic, BothOperationsRefuseBeforeAnyTransfer) {
   for (const char* name : {"SerialNum", "VerLW", "MTRAddress"}) {
-    SCOPED_TRACE(name);
     drive.Log().Clear();
     EXPECT_EQ(Get(name, code::kWrongLogicVersion), "untouched");
     EXPECT_EQ(PutStringOnline(ctx, name, "A1"), code::kWrongLogicVersion);
-    // Only LogicVer (register 30) was read.
-    for (const sim::CallRecord& record : drive.Log().Records()) {
-      EXPECT_EQ(record.operation, Operation::kGetVarFromFPGA);
-      EXPECT_EQ(record.FirstArgument(), 30);
-    }
-    EXPECT_FALSE(drive.Log().Records().empty());
+    EXPECT_EQ(drive.Log().Lines(), Lines(4, "GetVarFromFPGA(30) -> 1 [2]")) << name;
   }
-  // The length check comes after the version check.
   EXPECT_EQ(PutStringOnline(ctx, "SerialNum", std::string(30, 'x')), code::kWrongLogicVersion);
   EXPECT_EQ(db.driveVersion, "");
 }
 
-}  // namespace
-
-// --------------------------------------------------------------- exports
-
-namespace testing {
-namespace {
-
-class OnlineStringExports : public ExportTest {
+class OnlineStringExports : public DriveExports {
  protected:
-  void SetUp() override {
-    ExportTest::SetUp();
-    ASSERT_EQ(drive_.InitComPort(1, 19200), 1);
-    drive_.Log().Clear();
-    Use(drive_);
-  }
-  sim::VirtualDrive drive_;
+  OnlineStringExports() : DriveExports(sim::DriveConfig{}) {}
 };
 
 TEST_F(OnlineStringExports, SerialNumberRoundTripFillsExactlyTheCallersBuffer) {
+  ASSERT_EQ(drive_.InitComPort(1, 19200), 1);
   const char* full = "0123456789ABCDEFGHIJKLMN";
   EXPECT_EQ(PutStringOnline_SVODB("SerialNum", full), 1);
   char text[SVODB_ONLINE_TEXT_SIZE + 1];
@@ -254,23 +186,19 @@ TEST_F(OnlineStringExports, SerialNumberRoundTripFillsExactlyTheCallersBuffer) {
   EXPECT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
   EXPECT_STREQ(text, "4.0A");
   EXPECT_EQ(api::Context().db.driveVersion, "4.0A");
-}
 
-TEST_F(OnlineStringExports, NullPointersAndMissingDrive) {
-  char text[SVODB_ONLINE_TEXT_SIZE] = "kept";
+  drive_.Log().Clear();
   EXPECT_EQ(GetStringOnline_SVODB(nullptr, 0, text), 8);
   EXPECT_EQ(GetStringOnline_SVODB("SerialNum", 0, nullptr), 8);
   EXPECT_EQ(PutStringOnline_SVODB(nullptr, "A1"), 8);
   EXPECT_EQ(PutStringOnline_SVODB("SerialNum", nullptr), 8);
   EXPECT_EQ(drive_.Log().TotalCount(), 0u);
-
-  NoTransport none;
+  NoTransport none;  // no drive at all
   Use(none);
   EXPECT_EQ(GetStringOnline_SVODB("SerialNum", 0, text), 0);
   EXPECT_EQ(PutStringOnline_SVODB("SerialNum", "A1"), 0);
-  EXPECT_STREQ(text, "kept");
+  EXPECT_STREQ(text, "4.0A");
 }
 
 }  // namespace
-}  // namespace testing
-}  // namespace svodb
+}  // namespace svodb::testing

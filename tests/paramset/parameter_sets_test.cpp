@@ -11,21 +11,13 @@
 #include <string>
 #include <vector>
 
-#include "api/export_fixture.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "drive/register_transfers.h"
 #include "paramset/default_tables.h"
 #include "paramset/set_fixture.h"
-#include "svodb/svodb.h"
 #include "values/catalogue_queries.h"
 #include "values/enumerations.h"
-#include "values/offline_values.h"
 #include "values/online_values.h"
-#include "virtual_drive.h"
-#include "virtual_platform.h"
 
-namespace svodb {
+namespace svodb::testing {
 namespace {
 
 using sim::DriveConfig;
@@ -59,12 +51,11 @@ TEST(SetSelection, MembersFollowTheDrivesVersion) {
   EXPECT_EQ(DriveReadSet(catalogue), userAndManufacturing);
   const Names all = NamesOf(UserFileSet(catalogue));
   ASSERT_EQ(all.size(), 65u);
-  struct Case {
+  const struct {
     DriveVersion version;
     std::size_t count;
     Names present, missing;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{"4.0A", 4}, 48, {"FbType", "FilterType", "GearIn"}, {"BQ0B2", "BQ3K2", "FBDivisor"}},
       {{"105.1A", 4}, 62, {"BQ0B2", "BQ3K2", "GearIn"}, {"FBDivisor", "FbType", "FilterType"}},
       {{"S1.0x", 3},
@@ -74,33 +65,28 @@ TEST(SetSelection, MembersFollowTheDrivesVersion) {
       {{"anything", 2}, 33, {"GearIn", "KVP"}, {"AuxFBType", "DInp4Pol", "FBSrc", "HSInp1Pol", "FltRstMode"}},
       {{"", 3}, 0, {}, {"KVP"}},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const Names names = NamesOf(UserFileSet(catalogue, c.version));
     EXPECT_EQ(names.size(), c.count) << c.version.text;
-    EXPECT_TRUE(std::ranges::is_sorted(names, {}, [&](const std::string& n) {
-      return std::ranges::find(all, n) - all.begin();
-    })) << c.version.text;
-    for (const std::string& name : c.present) EXPECT_NE(std::ranges::find(names, name), names.end()) << name;
-    for (const std::string& name : c.missing) EXPECT_EQ(std::ranges::find(names, name), names.end()) << name;
+    Names inOrder;  // the names in catalogue order
+    std::ranges::copy_if(all, std::back_inserter(inOrder),
+                         [&](auto& n) { return std::ranges::count(names, n); });
+    EXPECT_EQ(names, inOrder) << c.version.text;
+    for (const std::string& name : c.present) EXPECT_EQ(std::ranges::count(names, name), 1) << name;
+    for (const std::string& name : c.missing) EXPECT_EQ(std::ranges::count(names, name), 0) << name;
   }
 }
 
 // ---- transfers against the virtual drive ------------------------------------
 
-class Transfers : public ::testing::Test {
+class Transfers : public ::testing::Test, public World {
  protected:
-  explicit Transfers(DriveConfig config = {}) : drive(std::move(config)) {}
-  void SetUp() override {
-    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-    db.driveVersion = drive.Config().versionText;
-    drive.Log().Clear();
-  }
+  explicit Transfers(const DriveConfig& config = {}) : World(config) {}
   ParameterList List(std::initializer_list<const char*> names) {
     ParameterList list;
     for (const char* name : names) list.push_back(db.catalogue.Find(name));
     return list;
   }
-  int32_t& Store(const char* name, uint32_t node) { return registers.FindRegister(name)->raw[node]; }
   int32_t Fpga(const char* name) { return registers.FindRegister(name)->descriptor.fpgaAddress; }
   int32_t OnDrive(const char* name) {
     int32_t raw = -1;
@@ -111,12 +97,6 @@ class Transfers : public ::testing::Test {
     return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
            std::to_string(drive.FpgaByte(static_cast<uint8_t>(address))) + "]";
   }
-
-  ParameterDatabase db;
-  RegisterMap registers;
-  sim::VirtualDrive drive;
-  sim::VirtualPlatform platform;
-  LibraryContext ctx{db, registers, drive, platform};
 };
 
 class TorqueDrive : public Transfers {
@@ -133,11 +113,9 @@ TEST_F(TorqueDrive, ReadsTakeTheDrivesIdentityFirst) {
   for (int address : {25, 53, 53, 16, 16}) expected.push_back(Read(address));
   EXPECT_EQ(drive.Log().Lines(), expected);
   const NodeState& image = db.nodes[2];
-  EXPECT_EQ(image.modelCode, 28u);
-  EXPECT_EQ(db.connectedModelCode, 28u);
+  EXPECT_EQ(std::tie(image.modelCode, db.connectedModelCode), std::tuple(28u, 28u));
   EXPECT_EQ(image.mode, 0u);  // OpMode 2 follows S2-1, which is on
-  EXPECT_EQ(image.setupS21, 1u);
-  EXPECT_EQ(image.logicVersion, 4);
+  EXPECT_EQ(std::tie(image.setupS21, image.logicVersion), std::tuple(1u, 4));
   EXPECT_EQ(Store("ARF0", 2), OnDrive("ARF0"));
 
   drive.Log().Clear();
@@ -161,17 +139,16 @@ class OldLogicDrive : public Transfers {
 
 TEST_F(OldLogicDrive, EntriesAboveTheDrivesLogicArePassedOverSilently) {
   const ParameterList list = List({"BQ0K1", "ARF0", "FbType", "AFBSrc", "FBSrc"});
-  struct Case {
+  const struct {
     Result (*transfer)(LibraryContext&, const ParameterList&, uint32_t);
     Result expected;
     Operation access;
     std::set<int32_t> targets;  // ARF0's FPGA address or NV entry only
-  };
-  const Case cases[] = {{ReadSetFromDrive, 10005, Operation::kGetVarFromFPGA, {1, 4, 25, 30, 53}},
-                        {ReadSetFromNV, 10005, Operation::kGetVarFromEEPROM, {29}},
-                        {WriteSetToDrive, 10001, Operation::kPutVarToFPGA, {53}},
-                        {WriteSetToNV, 10005, Operation::kPutVarToEEPROM, {29}}};
-  for (const Case& c : cases) {
+  } cases[] = {{ReadSetFromDrive, 10005, Operation::kGetVarFromFPGA, {1, 4, 25, 30, 53}},
+               {ReadSetFromNV, 10005, Operation::kGetVarFromEEPROM, {29}},
+               {WriteSetToDrive, 10001, Operation::kPutVarToFPGA, {53}},
+               {WriteSetToNV, 10005, Operation::kPutVarToEEPROM, {29}}};
+  for (const auto& c : cases) {
     drive.Log().Clear();
     EXPECT_EQ(c.transfer(ctx, list, 1), c.expected);
     EXPECT_EQ(Targets(drive.Log(), c.access), c.targets);
@@ -180,16 +157,15 @@ TEST_F(OldLogicDrive, EntriesAboveTheDrivesLogicArePassedOverSilently) {
 }
 
 TEST_F(Transfers, WritesToTheWorkingRegistersOnlyWhatTheVersionTextSupports) {
-  struct Case {
+  const struct {
     const char* versionText;
     Result expected;
     std::set<int32_t> written;  // ARF0 53, FBDivisor 99-102, biquads 42 and 108, GearIn 80-81
-  };
-  const Case cases[] = {{"4.0A", 10002, {53, 80, 81}},
-                        {"105.1A", 10003, {42, 53, 80, 81, 108}},
-                        {"102.1A", 10003, {53, 80, 81, 99, 100, 101, 102}},
-                        {"", 10000, {}}};
-  for (const Case& c : cases) {
+  } cases[] = {{"4.0A", 10002, {53, 80, 81}},
+               {"105.1A", 10003, {42, 53, 80, 81, 108}},
+               {"102.1A", 10003, {53, 80, 81, 99, 100, 101, 102}},
+               {"", 10000, {}}};
+  for (const auto& c : cases) {
     db.driveVersion = c.versionText;
     drive.Log().Clear();
     EXPECT_EQ(WriteSetToDrive(ctx, List({"ARF0", "FBDivisor", "BQ0K1", "GearIn"}), 0), c.expected)
@@ -200,18 +176,22 @@ TEST_F(Transfers, WritesToTheWorkingRegistersOnlyWhatTheVersionTextSupports) {
   EXPECT_EQ(WriteSetToNV(ctx, List({"FBDivisor", "BQ0K1"}), 0), 10002);
   EXPECT_EQ(Targets(drive.Log(), Operation::kPutVarToEEPROM),
             (std::set<int32_t>{63, 64, 65, 66, 77, 78, 79, 80}));
+
+  // A failed conversion of the image is reported back of the last entry.
+  drive.Log().Clear();
+  db.nodes[3].setupS21 = 7;  // the image's mode cannot be derived: 80000 + 23
+  EXPECT_EQ(WriteSetToNV(ctx, List({"ARF0"}), 3), 80023);
+  EXPECT_EQ(drive.Log().Count(Operation::kPutVarToEEPROM), 1u);
 }
 
 TEST_F(Transfers, MotorParametersThatDoNotStickArePassedOverOthersStopTheWrite) {
-  struct Case {
+  const struct {
     const char* name;
     int32_t raw;  // differs from the drive's
     Result expected;
-  };
-  const Case cases[] = {
-      {"ILmtPlus", 120, 10002}, {"KVP", 100, 10002}, {"SelTRXParam", 0, 10002}, {"ARF0", 100, 10}};
+  } cases[] = {{"ILmtPlus", 120, 10002}, {"KVP", 100, 10002}, {"SelTRXParam", 0, 10002}, {"ARF0", 100, 10}};
   db.nodes[2].logicVersion = 4;
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     Store(c.name, 2) = c.raw;
     Store("ARF1", 2) = OnDrive("ARF1") + 1;
     drive.Faults().Clear();
@@ -248,74 +228,52 @@ TEST_F(LogicThreeDrive, AnOlderImageTravelsInTheDrivesFormats) {
   ASSERT_EQ(ReadVariableOnline(ctx, "KVP", online), 1);
   EXPECT_NE(OnDrive("KVP"), 100);
   EXPECT_NEAR(online, image, image * 0.02);
-  EXPECT_EQ(Store("ILmtPlus", 2), 2);
-  EXPECT_EQ(Store("KVP", 2), 100);
-  EXPECT_EQ(db.nodes[2].logicVersion, 2);
+  EXPECT_EQ(std::tie(Store("ILmtPlus", 2), Store("KVP", 2), db.nodes[2].logicVersion), std::tuple(2, 100, 2));
   EXPECT_EQ(registers.FindRegister("ILmtPlus")->descriptor.bitWidth, 2u);
-}
-
-TEST_F(Transfers, NvWriteReportsAFailedConversionBackOfItsLastEntry) {
-  db.nodes[3].setupS21 = 7;  // the image's mode cannot be derived: 80000 + 23
-  EXPECT_EQ(WriteSetToNV(ctx, List({"ARF0"}), 3), 80023);
-  EXPECT_EQ(drive.Log().Count(Operation::kPutVarToEEPROM), 1u);
 }
 
 // ---- the exports ---------------------------------------------------------------
 
-class SetExports : public testing::DriveExports {};
+class SetExports : public DriveExports {};
 
 TEST_F(SetExports, FailuresComposeWithTheirContext) {
-  struct Case {
+  using F = sim::FaultPlan&;
+  const struct {
     const char* what;
-    std::function<void(sim::FaultPlan&)> fault;
+    std::function<void(F)> fault;
     int32_t (*operation)();
     int32_t expected;
-  };
-  const Case cases[] = {
+  } cases[] = {
+      // clang-format off
       // Model (FPGA 4) is read before the set and again by the set.
-      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB,
-       80006},
-      {"model", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB,
-       80006},
-      {"model again", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB,
-       10006},
-      {"model of the write", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); },
-       WRToDriveUser_SVODB, 20006},
-      {"ARF0 unsteady", [](auto& f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010},
-      {"ARF0 in NV", [](auto& f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007},
-      {"NV read", [](auto& f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005},
-      {"ARF0 dropped", [](auto& f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB,
-       20010},
+      {"model", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006},
+      {"model", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006},
+      {"model again", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB, 10006},
+      {"model of the write", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, WRToDriveUser_SVODB, 20006},
+      {"ARF0 unsteady", [](F f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010},
+      {"ARF0 in NV", [](F f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007},
+      {"NV read", [](F f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005},
+      {"ARF0 dropped", [](F f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB, 20010},
       // LogicVer is read once, first; its failure is a failed logic check.
-      {"LogicVer", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB,
-       90006},
-      {"NV write", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006},
-      {"ARF0 NV dropped", [](auto& f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010},
-      {"LogicVer raw", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB,
-       90000},
+      {"LogicVer", [](F f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB, 90006},
+      {"NV write", [](F f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006},
+      {"ARF0 NV dropped", [](F f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010},
+      {"LogicVer raw", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB, 90000},
       // The power board's byte (511) decides DeadBand's width: its address
       // goes out to FPGA 42 as 255.
-      {"power board", [](auto& f) { f.FailEveryCall(Operation::kPutVarToFPGA, 6, 42); }, WRToNVMfg_SVODB,
-       44306},
-      {"current offset", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 41); },
-       SetDefaultMfg_SVODB, 10006},
-      {"defaults NV", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB,
-       40006},
-      {"erase busy", [](auto& f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB,
-       70002},
-      {"erase busy", [](auto& f) { f.EraseAnswersBusy(230, Persistence::kAlways); }, SetDefaultMfg_SVODB,
-       70002},
-      {"erase", [](auto& f) { f.FailCall(Operation::kNVEraseUnit, 2, 4); }, SetDefaultMfg_SVODB, 70004},
-      {"defaults model", [](auto& f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 4); },
-       SetDefaultUser_SVODB, 100006},
+      {"power board", [](F f) { f.FailEveryCall(Operation::kPutVarToFPGA, 6, 42); }, WRToNVMfg_SVODB, 44306},
+      {"current offset", [](F f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 41); }, SetDefaultMfg_SVODB, 10006},
+      {"defaults NV", [](F f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB, 40006},
+      {"erase busy", [](F f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB, 70002},
+      {"erase busy", [](F f) { f.EraseAnswersBusy(230, Persistence::kAlways); }, SetDefaultMfg_SVODB, 70002},
+      {"erase", [](F f) { f.FailCall(Operation::kNVEraseUnit, 2, 4); }, SetDefaultMfg_SVODB, 70004},
+      {"defaults model", [](F f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 4); }, SetDefaultUser_SVODB, 100006},
+      // clang-format on
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     api::ResetForTesting();
     sim::VirtualDrive drive;
-    Use(drive);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
-    char text[SVODB_ONLINE_TEXT_SIZE] = {};
-    ASSERT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
+    Open(drive);
     Store("ARF0", 0) = 100;  // unlike the drive's, so a dropped write shows
     c.fault(drive.Faults());
     EXPECT_EQ(c.operation(), c.expected) << c.what;
@@ -332,13 +290,14 @@ TEST_F(SetExports, DefaultsThatCannotLoadNameTheirRow) {
   EXPECT_EQ(SetDefaultMfg_SVODB(), 1);
   EXPECT_EQ(Store("DeadBand", 2), 9);  // 31 - 2.2 us * 10
   NodeState& image = api::Context().db.nodes[2];
-  image.modelCode = 99;
-  EXPECT_EQ(SetDefaultUser_SVODB(), 100209);
-  EXPECT_EQ(SetDefaultMfg_SVODB(), 100009);
-  image.modelCode = 31;
-  image.driveType = 7;
-  EXPECT_EQ(SetDefaultUser_SVODB(), 100007);
-  EXPECT_EQ(SetDefaultMfg_SVODB(), 100007);
+  const struct {
+    uint32_t model, driveType;
+    int32_t user, mfg;
+  } cases[] = {{99, 2, 100209, 100009}, {31, 7, 100007, 100007}};
+  for (const auto& c : cases) {
+    std::tie(image.modelCode, image.driveType) = std::tie(c.model, c.driveType);
+    EXPECT_EQ(std::pair(SetDefaultUser_SVODB(), SetDefaultMfg_SVODB()), std::pair(c.user, c.mfg));
+  }
   image.driveType = 2;
   // Variables the setter takes for labels without a label table (8).
   api::Context().db.catalogue.Find("Kvp")->conversionCode = 0;
@@ -383,11 +342,18 @@ TEST_F(SetExports, OnlyDefaultsLoadedIntoNodeZeroEraseUnusedNv) {
   }
 }
 
-TEST_F(SetExports, UserSetsOnTheNetworkLeaveOutTheInhibitsAndTheGearing) {
+// The user sets leave the inhibits and the gearing out on the network; the
+// user reads take the manufacturing set too, the user writes leave it alone.
+TEST_F(SetExports, WhatTheUserSetsTakeAndLeave) {
   const char* kSerialOnly[] = {"EnInhibitCCW", "EnInhibitCW", "GearIn", "GearOut"};
+  const char* kManufacturing[] = {"DeadBand", "HstSet", "IUOffset", "VBusUV"};
   for (bool network : {true, false}) {
     Open(network);
-    ASSERT_EQ(RDFromNVUser_SVODB(), 1);
+    ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
+    for (const char* name : kManufacturing) {
+      EXPECT_EQ(Store(name, 0), OnDrive(name)) << name;
+      Store(name, 0) += 1;
+    }
     std::vector<int32_t> before;
     for (const char* name : kSerialOnly) {
       before.push_back(OnDrive(name));
@@ -398,31 +364,16 @@ TEST_F(SetExports, UserSetsOnTheNetworkLeaveOutTheInhibitsAndTheGearing) {
     for (std::size_t i = 0; i < 4; ++i) {
       EXPECT_EQ(OnDrive(kSerialOnly[i]) == before[i], network) << kSerialOnly[i];
       EXPECT_EQ(OnDrive(kSerialOnly[i], true) == before[i], network) << kSerialOnly[i];
+      EXPECT_EQ(OnDrive(kManufacturing[i]) + 1, Store(kManufacturing[i], 0)) << kManufacturing[i];
+      EXPECT_EQ(OnDrive(kManufacturing[i], true) + 1, Store(kManufacturing[i], 0)) << kManufacturing[i];
     }
-  }
-}
-
-TEST_F(SetExports, UserReadsTakeTheManufacturingSetUserWritesLeaveItAlone) {
-  Open();
-  const char* kSome[] = {"DeadBand", "HstSet", "IUOffset", "VBusUV"};
-  ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
-  for (const char* name : kSome) {
-    EXPECT_EQ(Store(name, 0), OnDrive(name)) << name;
-    Store(name, 0) += 1;
-  }
-  EXPECT_EQ(WRToDriveUser_SVODB(), 1);
-  EXPECT_EQ(WRToNVUser_SVODB(), 1);
-  for (const char* name : kSome) {
-    EXPECT_EQ(OnDrive(name) + 1, Store(name, 0)) << name;
-    EXPECT_EQ(OnDrive(name, true) + 1, Store(name, 0)) << name;
   }
   uint32_t node = 2;  // the manufacturing reads take those alone
   for (int32_t (*read)() : {RDFromDriveMfg_SVODB, RDFromNVMfg_SVODB}) {
     ASSERT_EQ(SetNode_SVODB(static_cast<int32_t>(node)), 1);
     Store("ARF0", node) = Store("DeadBand", node) = -1;
     EXPECT_EQ(read(), 1);
-    EXPECT_EQ(Store("ARF0", node), -1);
-    EXPECT_EQ(Store("DeadBand", node), OnDrive("DeadBand"));
+    EXPECT_EQ(std::pair(Store("ARF0", node), Store("DeadBand", node)), std::pair(-1, OnDrive("DeadBand")));
     ++node;
   }
 }
@@ -440,7 +391,6 @@ void ExpectReadsBack(LibraryContext& ctx, const char* name, const std::string& t
     EXPECT_EQ(ValueToFileLabel(ctx, name, static_cast<int32_t>(value), node).value_or("?"), text) << name;
     return;
   }
-  const auto n = static_cast<int32_t>(node);
   const auto units = static_cast<int32_t>(ctx.db.nodes[node].mode);
   double step = 1e-9;
   for (const char* raw :
@@ -448,10 +398,9 @@ void ExpectReadsBack(LibraryContext& ctx, const char* name, const std::string& t
     const int32_t kept = ctx.registers.FindRegister(raw)->raw[node];
     for (int32_t delta : {-1, 1}) {
       double neighbour = value;
-      if (ctx.registers.SetRawValue(raw, kept + delta, units, n) == 1 &&
-          GetOfflineValue(ctx, name, node, neighbour) == 1) {
+      if (ctx.registers.SetRawValue(raw, kept + delta, units, static_cast<int32_t>(node)) == 1 &&
+          GetOfflineValue(ctx, name, node, neighbour) == 1)
         step = std::max(step, std::abs(neighbour - value));
-      }
       ctx.registers.FindRegister(raw)->raw[node] = kept;
     }
   }
@@ -472,29 +421,24 @@ class OfflineDefaults : public ::testing::TestWithParam<TableCase> {};
 TEST_P(OfflineDefaults, EveryModelsDefaultsLoadAndReadBack) {
   const auto [driveType, logic] = GetParam();
   for (std::size_t column = 0; column < kDefaultModelCount; ++column) {
-    ParameterDatabase db;
-    RegisterMap registers;
-    // Only for its power board, which chooses the DeadBand field that the
-    // larger dead bands need.
-    sim::VirtualDrive drive;
-    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-    sim::VirtualPlatform platform;
-    LibraryContext ctx{db, registers, drive, platform};
-    db.nodes[4] = NodeState{.logicVersion = logic,
-                            .driveType = driveType,
-                            .mode = 0,
-                            .modelCode = kDefaultColumnModels[column],
-                            .setupS21 = 1};
-    ASSERT_EQ(registers.SetRawValue("LogicVer", logic, 0, 4), 1);
-    registers.SetCurrentLimitLayout(logic);  // as making node 4 current does
-    EXPECT_EQ(ApplyUserDefaults(ctx, 4), 1) << column;
-    EXPECT_EQ(ApplyMfgDefaults(ctx, 4), 1) << column;
+    // The drive only for its power board, which chooses the DeadBand field
+    // that the larger dead bands need.
+    World world;
+    world.db.nodes[4] = NodeState{.logicVersion = logic,
+                                  .driveType = driveType,
+                                  .mode = 0,
+                                  .modelCode = kDefaultColumnModels[column],
+                                  .setupS21 = 1};
+    ASSERT_EQ(world.registers.SetRawValue("LogicVer", logic, 0, 4), 1);
+    world.registers.SetCurrentLimitLayout(logic);  // as making node 4 current does
+    EXPECT_EQ(ApplyUserDefaults(world.ctx, 4), 1) << column;
+    EXPECT_EQ(ApplyMfgDefaults(world.ctx, 4), 1) << column;
     for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
       for (const DefaultRow& row : DefaultTable(set, driveType, logic >= 4))
-        ExpectReadsBack(ctx, row.name, row.texts[column], 4);
+        ExpectReadsBack(world.ctx, row.name, row.texts[column], 4);
     }
     if (logic < 4) {
-      EXPECT_EQ(registers.FindRegister("FbType")->raw[4], 15);  // untouched by the older tables
+      EXPECT_EQ(world.Store("FbType", 4), 15);  // untouched by the older tables
     }
   }
 }
@@ -508,4 +452,4 @@ INSTANTIATE_TEST_SUITE_P(Tables, OfflineDefaults,
                          });
 
 }  // namespace
-}  // namespace svodb
+}  // namespace svodb::testing

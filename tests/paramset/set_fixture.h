@@ -1,13 +1,17 @@
-// What the tests of whole sets and parameter files share: the exports in
-// front of one virtual drive, the raw values of the library's images and of
-// the drive, and whole files as bytes.
+// What the tests of whole sets and parameter files share: the library's
+// state in front of one virtual drive, the exports in front of one, the raw
+// values of the library's images and of the drive, and whole files as bytes
+// in a folder of the running test's own.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,7 +20,9 @@
 #include "drive/register_map.h"
 #include "drive/register_transfers.h"
 #include "svodb/svodb.h"
+#include "values/offline_values.h"
 #include "virtual_drive.h"
+#include "virtual_platform.h"
 
 namespace svodb::testing {
 
@@ -24,6 +30,58 @@ inline std::string Slurp(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
+
+inline void Spit(const std::filesystem::path& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
+}
+
+// Offline values from "name value name value ...", each stored in the image.
+inline void PutValues(LibraryContext ctx, uint32_t node, const std::string& pairs) {
+  std::istringstream in(pairs);
+  std::string name;
+  for (double value = 0; in >> name >> value;) ASSERT_EQ(PutOfflineValue(ctx, name, node, value), 1) << name;
+}
+
+// A folder named after the process and the running test: CTest runs tests
+// side by side, and other runs of the suite may share the temporary folder.
+class Scratch {
+ public:
+  Scratch() {
+    std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
+    std::ranges::replace(test, '/', '_');
+    dir_ =
+        std::filesystem::temp_directory_path() / ("svodb_paramset_" + std::to_string(getpid()) + "_" + test);
+    std::filesystem::remove_all(dir_);
+    std::filesystem::create_directories(dir_);
+  }
+  ~Scratch() { std::filesystem::remove_all(dir_); }
+  std::string Path(const std::string& name) const { return (dir_ / name).string(); }
+  std::vector<std::string> Entries() const {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(dir_))
+      names.push_back(entry.path().filename().string());
+    return names;
+  }
+
+ private:
+  std::filesystem::path dir_;
+};
+
+// A fresh library state and drive, connected as the tool connects.
+struct World {
+  explicit World(const sim::DriveConfig& config = {}) : drive(config) {
+    EXPECT_EQ(drive.InitComPort(config.serialPort, 19200), 1);
+    db.driveVersion = config.versionText;
+    drive.Log().Clear();
+  }
+  int32_t& Store(const char* name, uint32_t node) { return registers.FindRegister(name)->raw[node]; }
+
+  ParameterDatabase db;
+  RegisterMap registers;
+  sim::VirtualDrive drive;
+  sim::VirtualPlatform platform;
+  LibraryContext ctx{db, registers, drive, platform};
+};
 
 class DriveExports : public ExportTest {
  protected:
