@@ -53,8 +53,6 @@ constexpr Field kFields[] = {
     {"FbType", &Settings::fbType, 109, 3, 4},
 };
 // clang-format on
-constexpr uint8_t kAuxFeedbackBits =
-    121;  // AFBMitEn 7, AFBHallsDis 3, AFBEnDatEnb 2, AFBDivisorSrc 1, AFBSrc 0
 
 class Availability : public ExportTest {
  protected:
@@ -193,29 +191,33 @@ TEST_F(Availability, EachRuleOnTheDriveAndOnAnImage) {
   EXPECT_EQ(Enabled("", 0), Ok(1));
 }
 
-// -------------------------------------------------------- drive traffic
+// ------------------------------------------------ drive traffic, failures
 
+// The drive is asked only what the rule needs, in rule order: settings are
+// read twice, the live switches once.
 TEST_F(Availability, TheDriveIsAskedOnlyWhatTheRuleNeedsInRuleOrder) {
-  // Settings are read twice, the live switch S2-1 once.
-  OnDrive(kSerial, {.opMode = 2, .s21 = 0, .selTrx = 0});
-  EXPECT_EQ(Enabled("KVP", 0), Ok(1));
-  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1), Read(59), Read(59), Read(25)}));
-
-  // Torque mode decides KVP alone; an unlisted name still costs C and M.
-  for (const char* name : {"KVP", "AFBMitEn"}) {
-    OnDrive(kSerial, {.opMode = 0});
-    EXPECT_EQ(Enabled(name, 0).first, 1);
-    EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1)}));
+  const struct {
+    const char* name;
+    int32_t connection;
+    Settings settings;
+    std::vector<int> reads;  // after GetCommType
+  } cases[] = {
+      // clang-format off
+      {"KVP", kSerial, {.opMode = 2, .s21 = 0, .selTrx = 0}, {1, 1, 59, 59, 25}},
+      {"KVP", kSerial, {.opMode = 0}, {1, 1}},  // torque mode decides KVP alone
+      {"AFBMitEn", kSerial, {.opMode = 0}, {1, 1}},  // an unlisted name still costs C and M
+      {"SelTRXParam", kNetwork, {.commMode = 1, .fbSrc = 0}, {1, 1, 30, 30, 109, 109, 76, 76, 1, 1}},
+      {"TRXDiag", kSerial, {.s22 = 1, .commMode = 0}, {1, 1, 1, 1, 25}},  // S2-2 after CommMode
+      // clang-format on
+  };
+  for (const auto& c : cases) {
+    OnDrive(c.connection, c.settings);
+    EXPECT_EQ(Enabled(c.name, 0).first, 1);
+    Lines expected{"GetCommType() -> " + std::to_string(c.connection)};
+    for (int address : c.reads) expected.push_back(Read(address));
+    EXPECT_EQ(Traffic(), expected) << c.name;
   }
-
-  // OpMode, LogicVer, FbType, FBSrc, CommMode.
-  OnDrive(kNetwork, {.commMode = 1, .fbSrc = 0, .fbType = 15});
-  EXPECT_EQ(Enabled("SelTRXParam", 0), Ok(1));
-  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 2", Read(1), Read(1), Read(30), Read(30), Read(109),
-                              Read(109), Read(76), Read(76), Read(1), Read(1)}));
 }
-
-// ------------------------------------------------------------ failures
 
 TEST_F(Availability, FailuresAndRefusals) {
   OnDrive(kSerial, {.opMode = 1, .selTrx = 0});
@@ -241,49 +243,39 @@ TEST_F(Availability, FailuresAndRefusals) {
   EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
 }
 
-// ------------------------------------------------- auxiliary feedback type
-
+// The network drive's auxiliary feedback type comes from the five bits of
+// register 121 (AFBMitEn 7, AFBHallsDis 3, AFBEnDatEnb 2, AFBDivisorSrc 1,
+// AFBSrc 0), each a setting read twice, after OpMode.
 TEST_F(Availability, AuxFeedbackTypeOfTheNetworkDrive) {
-  struct Case {
-    uint8_t bits;  // register 121 for AuxFBType 4, 6, 0 and 1
+  const struct {
+    uint8_t bits;  // AuxFBType 4, 6, 0 and 1
     int32_t enDat, divisor, resolution;
-  };
-  const Case cases[] = {{0x8F, 1, 0, 1}, {0x08, 1, 1, 0}, {0x88, 0, 1, 0}, {0x80, 0, 1, 0}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.bits);
+  } cases[] = {{0x8F, 1, 0, 1}, {0x08, 1, 1, 0}, {0x88, 0, 1, 0}, {0x80, 0, 1, 0}};
+  for (const auto& c : cases) {
     OnDrive(kNetwork, {});
-    drive_.SetFpgaByte(kAuxFeedbackBits, c.bits);
-    EXPECT_EQ(Enabled("EnDatNumClks", 0), Ok(c.enDat));
-    EXPECT_EQ(Enabled("EnDatDistMT", 0), Ok(c.enDat));
-    EXPECT_EQ(Enabled("AuxFBDivisor", 0), Ok(c.divisor));
-    EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(c.resolution));
+    drive_.SetFpgaByte(121, c.bits);
+    EXPECT_EQ(Enabled("EnDatNumClks", 0), Ok(c.enDat)) << int{c.bits};
+    EXPECT_EQ(Enabled("EnDatDistMT", 0), Ok(c.enDat)) << int{c.bits};
+    EXPECT_EQ(Enabled("AuxFBDivisor", 0), Ok(c.divisor)) << int{c.bits};
+    drive_.Log().Clear();
+    EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(c.resolution)) << int{c.bits};
+    EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 2u + 10u);
   }
-  // OpMode, then the type's five bit registers, each a setting read twice.
-  drive_.Log().Clear();
-  EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(0));
-  EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 2u + 10u);
 }
 
-// ------------------------------------------------------------ the TRX rule
-
+// TRX commutation follows the live switch S2-2 on the drive only.
 TEST_F(Availability, TrxCommutationFromTheSwitchOnTheDriveOnly) {
-  struct Case {
+  const struct {
     int32_t commMode, s22;
     int32_t drive, image;
-  };
-  const Case cases[] = {{1, 0, 1, 1}, {0, 1, 1, 1}, {0, 0, 0, 1}, {2, 1, 0, 0}, {3, 1, 0, 0}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.commMode) + "/" + std::to_string(c.s22));
+  } cases[] = {{1, 0, 1, 1}, {0, 1, 1, 1}, {0, 0, 0, 1}, {2, 1, 0, 0}, {3, 1, 0, 0}};
+  for (const auto& c : cases) {
     const Settings settings{.s22 = c.s22, .commMode = c.commMode};
     OnDrive(kSerial, settings);
-    EXPECT_EQ(Enabled("TRXPosMT", 0), Ok(c.drive));
+    EXPECT_EQ(Enabled("TRXPosMT", 0), Ok(c.drive)) << c.commMode << "/" << c.s22;
     OnImage(kSerial, settings);
-    EXPECT_EQ(Enabled("TRXPosMT", kImage), Ok(c.image));
+    EXPECT_EQ(Enabled("TRXPosMT", kImage), Ok(c.image)) << c.commMode << "/" << c.s22;
   }
-  // S2-2 is a live input: read once, after CommMode.
-  OnDrive(kSerial, {.s22 = 1, .commMode = 0});
-  EXPECT_EQ(Enabled("TRXDiag", 0), Ok(1));
-  EXPECT_EQ(Traffic(), (Lines{"GetCommType() -> 1", Read(1), Read(1), Read(1), Read(1), Read(25)}));
 }
 
 class OlderLogicAvailability : public Availability {
@@ -291,25 +283,24 @@ class OlderLogicAvailability : public Availability {
   OlderLogicAvailability() : Availability(DriveConfig{.logicVersion = 3, .versionText = "106.2A"}) {}
 };
 
+// Before logic 4 SelTRXParam needs the TRX logic family of version texts.
 TEST_F(OlderLogicAvailability, SelTrxParamNeedsTheTrxLogicFamily) {
-  struct Case {
+  const struct {
     const char* text;
     int32_t commMode;
     Answer answer;
-  };
-  // clang-format off
-  const Case cases[] = {
+  } cases[] = {
+      // clang-format off
       {"106.2A", 1, Ok(1)}, {"106.2A", 2, Ok(0)}, {"106.12", 1, Ok(1)}, {"102.2A", 1, Ok(0)}, {"104.2A", 1, Ok(0)},
       {"106.", 1, Ok(0)}, {"106.123", 1, Ok(0)}, {"3.2A", 1, Ok(0)}, {"106", 1, Ok(0)}, {"10", 1, {5, 1}}, {"", 1, {5, 1}},
+      // clang-format on
   };
-  // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.text);
+  for (const auto& c : cases) {
     api::Context().db.driveVersion = c.text;
     OnDrive(kSerial, {.commMode = c.commMode, .fbType = 0});
-    EXPECT_EQ(Enabled("SelTRXParam", 0), c.answer);
+    EXPECT_EQ(Enabled("SelTRXParam", 0), c.answer) << c.text;
     OnImage(kSerial, {.commMode = c.commMode, .fbType = 0});
-    EXPECT_EQ(Enabled("SelTRXParam", kImage), c.answer);
+    EXPECT_EQ(Enabled("SelTRXParam", kImage), c.answer) << c.text;
   }
   // The other four do not ask for the logic family.
   api::Context().db.driveVersion.clear();
@@ -335,28 +326,24 @@ TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
 
 // ---------------------------------------------------- static or dynamic
 
+// Command, OpMode and SWEnable are dynamic on the network only, where the
+// connection type is asked for them; a connection of no known type answers
+// 25.
 TEST_F(Availability, DynamicVariables) {
-  const char* const dynamic[] = {"HSOT",  "DInp1 (EnbHWInp)", "DInp4", "TRXPosMT", "SetupS2-2",
-                                 "VelFB", "EnDatPPR"};
-  const char* const staticOnes[] = {"KVP", "AFBMitEn", "velfb", "DInp1 (EnbHWInp", "DInp1(EnbHWInp)", ""};
+  const char* const always[] = {"HSOT",  "DInp1 (EnbHWInp)", "DInp4", "TRXPosMT", "SetupS2-2",
+                                "VelFB", "EnDatPPR"};
+  const char* const never[] = {"KVP", "AFBMitEn", "velfb", "DInp1 (EnbHWInp", "DInp1(EnbHWInp)",
+                               "",    "command"};
   for (int32_t connection : {kSerial, kNetwork}) {
-    SCOPED_TRACE(connection);
     Open(connection);
-    for (const char* name : dynamic) EXPECT_EQ(Dynamic(name), Ok(1)) << name;
-    for (const char* name : staticOnes) EXPECT_EQ(Dynamic(name), Ok(0)) << name;
+    for (const char* name : always) EXPECT_EQ(Dynamic(name), Ok(1)) << name;
+    for (const char* name : never) EXPECT_EQ(Dynamic(name), Ok(0)) << name;
+    for (const char* name : {"Command", "OpMode", "SWEnable"}) {
+      drive_.Log().Clear();
+      EXPECT_EQ(Dynamic(name), Ok(connection == kNetwork ? 1 : 0)) << name;
+      EXPECT_EQ(Traffic(), Lines{"GetCommType() -> " + std::to_string(connection)}) << name;
+    }
   }
-}
-
-TEST_F(Availability, CommandOpModeAndSwEnableAreDynamicOnTheNetworkOnly) {
-  for (const char* name : {"Command", "OpMode", "SWEnable"}) {
-    Open(kSerial);
-    EXPECT_EQ(Dynamic(name), Ok(0)) << name;
-    Open(kNetwork);
-    EXPECT_EQ(Dynamic(name), Ok(1)) << name;
-    EXPECT_EQ(Traffic(), Lines{"GetCommType() -> 2"});
-  }
-  EXPECT_EQ(Dynamic("command"), Ok(0));
-
   ASSERT_EQ(ClosePort(), 1);
   EXPECT_EQ(Dynamic("VelFB"), Answer(25, kUntouched));
   Open(kNetwork);

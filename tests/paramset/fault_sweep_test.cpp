@@ -25,34 +25,34 @@ namespace {
 using sim::DriveConfig;
 using sim::Operation;
 
-// Everything an operation may produce, one named item each: the drive's NV
-// memory and working registers (biquad memory included), every node's store
-// and identity, and the file it writes.
-std::vector<std::string> ProductsOf(World& world, const std::string& file) {
-  std::vector<std::string> items;
-  for (int i = 0; i < 256; ++i) {
-    const sim::NvEntry nv = world.drive.NvEntryAt(static_cast<uint8_t>(i));
-    items.push_back(::testing::PrintToString(std::tuple("NV", i, nv.fpgaRegister, nv.data)));
-    items.push_back(
-        ::testing::PrintToString(std::tuple("FPGA", i, world.drive.FpgaByte(static_cast<uint8_t>(i)))));
-  }
-  for (std::size_t address = 0; address < sim::BiquadMemory::kSize; ++address)
-    items.push_back(::testing::PrintToString(std::tuple("biquad", address, world.drive.BiquadByte(address))));
+// Everything an operation may produce: the drive's memories and working
+// registers, every node's store and identity, and the file it writes.
+struct Products {
+  sim::PersistentState memories;
+  sim::WorkingRegisters working;
+  std::vector<std::string> library;
+  std::string file;
+};
+
+Products ProductsOf(World& world, const std::string& file) {
+  Products products{world.drive.SaveState(), world.drive.SaveWorkingRegisters(), {}, Slurp(file)};
   for (const RegisterState& state : world.registers.Registers())
-    items.push_back(state.descriptor.name + (" " + ::testing::PrintToString(state.raw)));
+    products.library.push_back(state.descriptor.name + (" " + ::testing::PrintToString(state.raw)));
   for (const NodeState& n : world.db.nodes) {
-    items.push_back(::testing::PrintToString(
+    products.library.push_back(::testing::PrintToString(
         std::tuple("node", n.modelCode, n.mode, n.logicVersion, n.setupS21, n.driveType)));
   }
-  items.push_back("file:\n" + Slurp(file));
-  return items;
+  return products;
 }
 
-// The items that differ, for a message that shows what went wrong.
-std::string Differences(const std::vector<std::string>& got, const std::vector<std::string>& clean) {
-  std::string text = got.size() != clean.size() ? "\n  a different number of items" : "";
-  for (std::size_t i = 0; i < got.size() && i < clean.size(); ++i)
-    if (got[i] != clean[i]) text += "\n  " + got[i] + "  (clean: " + clean[i] + ")";
+// What differs, for a message that shows what went wrong.
+std::string Differences(const Products& got, const Products& clean) {
+  std::string text = got.memories == clean.memories ? "" : "\n  NV or motor data memory";
+  if (!(got.working == clean.working)) text += "\n  working registers";
+  if (got.file != clean.file) text += "\n  the file";
+  for (std::size_t i = 0; i < got.library.size(); ++i)
+    if (got.library[i] != clean.library[i])
+      text += "\n  " + got.library[i] + "  (clean: " + clean.library[i] + ")";
   return text;
 }
 
@@ -179,7 +179,7 @@ std::vector<Fault> FaultsOf(const std::vector<sim::CallRecord>& calls) {
 }
 
 // One faulted run and the clean run after it; failures name the fault.
-void RunFaulted(const SweptOperation& op, const Fault& fault, const std::vector<std::string>& clean,
+void RunFaulted(const SweptOperation& op, const Fault& fault, const Products& clean,
                 const std::string& file) {
   std::filesystem::remove(file);
   World world{op.config};
@@ -224,7 +224,7 @@ TEST(FaultSweep, EverySingleFaultFailsLoudlyOrHeals) {
       return call.operation == Operation::kGetVarFromFPGA && call.arguments[0] == 30;
     });
     EXPECT_EQ(logicReads, std::string(op.name) == "SetDefaultUser offline" ? 0 : 2) << op.name;
-    const std::vector<std::string> clean = ProductsOf(world, file);
+    const Products clean = ProductsOf(world, file);
     for (const Fault& fault : FaultsOf(calls)) {
       RunFaulted(op, fault, clean, file);
       ++runs;

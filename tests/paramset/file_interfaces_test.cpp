@@ -3,75 +3,25 @@
 // NV memory saved to files, the factory defaults loaded into an image, and
 // the composed code of each failure.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <vector>
 
-#include "api/global_state.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "drive/register_transfers.h"
 #include "paramset/set_fixture.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
 
 namespace svodb::testing {
 namespace {
 
-namespace fs = std::filesystem;
 using sim::DriveConfig;
 using sim::Operation;
 using sim::Persistence;
-using Names = std::vector<std::string>;
-
-void Spit(const fs::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary | std::ios::trunc);
-  out << text;
-}
-
-// The names of a written file's parameter lines, in file order.
-Names LineNames(const std::string& text) {
-  Names names;
-  std::size_t start = 0;
-  for (int line = 0; start < text.size(); ++line) {
-    const std::size_t end = text.find('\n', start);
-    const std::string row = text.substr(start, end - start);
-    if (line >= 4) names.push_back(row.substr(0, row.find(' ')));
-    if (end == std::string::npos) break;
-    start = end + 1;
-  }
-  return names;
-}
-
-// The file with its version line replaced.
-std::string WithVersion(const std::string& text, const std::string& version) {
-  const std::size_t start = text.find("FileVersion ");
-  const std::size_t end = text.find('\n', start);
-  return text.substr(0, start) + "FileVersion " + version + " " + text.substr(end - (text[end - 1] == '\r'));
-}
+using Plan = sim::FaultPlan&;
 
 class FileExports : public DriveExports {
  protected:
-  void SetUp() override {
-    DriveExports::SetUp();
-    std::string name = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::ranges::replace(name, '/', '_');
-    dir_ = fs::temp_directory_path() / ("svodb_file_exports_" + std::to_string(getpid()) + "_" + name);
-    fs::remove_all(dir_);
-    fs::create_directories(dir_);
-  }
-  void TearDown() override {
-    fs::remove_all(dir_);
-    DriveExports::TearDown();
-  }
-  std::string Path(const std::string& name) const { return (dir_ / name).string(); }
-  static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
+  std::string Path(const std::string& name) const { return dir_.Path(name); }
   static void Select(int32_t node) { ASSERT_EQ(SetNode_SVODB(node), 1); }
   // An offline image of a logic-3 drive of the model, made current.
   static void OfflineImage(int32_t node, int32_t model = 31) {
@@ -87,7 +37,7 @@ class FileExports : public DriveExports {
   std::size_t NvChanges() const {
     return drive_.Log().Count(Operation::kPutVarToEEPROM) + drive_.Log().Count(Operation::kNVEraseUnit);
   }
-  fs::path dir_;
+  Scratch dir_;
 };
 
 // ---- the version line --------------------------------------------------------
@@ -100,24 +50,22 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   ASSERT_EQ(WRToFileUser_SVODB(user.c_str()), 1);
   ASSERT_EQ(WRToFileMfg_SVODB(mfg.c_str()), 1);
   const std::string userText = Slurp(user), mfgText = Slurp(mfg);
-
-  struct Case {
-    const char* version;
-    int32_t user;
-  };
-  const Case cases[] = {{"1", 33}, {"2", 1}, {"3", 1}, {"4", 1}, {"5", 33}, {"40", 33}};
-  for (const Case& c : cases) {
-    Spit(user, WithVersion(userText, c.version));
-    Spit(mfg, WithVersion(mfgText, c.version));
-    OfflineImage(3);
-    ASSERT_EQ(PutVariable_SVODB("DPoles", 8), 1);
-    EXPECT_EQ(RDFromFileUser_SVODB(user.c_str()), c.user) << c.version;
-    EXPECT_EQ(Value("DPoles"), 4) << c.version;  // loaded whatever the version
-    ASSERT_EQ(PutVariable_SVODB("DPoles", 8), 1);
-    EXPECT_EQ(RDFromFileMfg_SVODB(mfg.c_str()), 1) << c.version;
-    EXPECT_EQ(Value("DPoles"), 4) << c.version;
+  for (const auto& [version, expected] :
+       {std::pair{"1", 33}, {"2", 1}, {"3", 1}, {"4", 1}, {"5", 33}, {"40", 33}}) {
+    const auto withVersion = [&](const std::string& text) {
+      const std::size_t start = text.find("FileVersion ") + 12;
+      return text.substr(0, start) + version + text.substr(text.find(' ', start));
+    };
+    Spit(user, withVersion(userText));
+    Spit(mfg, withVersion(mfgText));
+    for (auto [read, path, result] :
+         {std::tuple{&RDFromFileUser_SVODB, user, expected}, {&RDFromFileMfg_SVODB, mfg, 1}}) {
+      OfflineImage(3);
+      ASSERT_EQ(PutVariable_SVODB("DPoles", 8), 1);
+      EXPECT_EQ(read(path.c_str()), result) << version;
+      EXPECT_EQ(Value("DPoles"), 4) << version;  // loaded whatever the version
+    }
   }
-
   // Into NV: the user file is refused before the drive is touched, the
   // manufacturing file goes on.
   const sim::PersistentState before = drive_.SaveState();
@@ -131,42 +79,51 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   EXPECT_GT(drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
 }
 
-// ---- a user file into NV ---------------------------------------------------------
+// ---- files into NV ---------------------------------------------------------------
 
-TEST_F(FileExports, AUserFileReachesNvOnlyForTheDrivesModel) {
+// A file reaches NV only for the drive's model; a user file is loaded into
+// node 1, which stays current unless all of it succeeded.
+TEST_F(FileExports, FilesReachNvOnlyForTheDrivesModel) {
   Open();
   const sim::PersistentState factory = drive_.SaveState();
-  const int32_t factoryPoles = OnDrive("DPoles", true);
-  struct Case {
+  const struct {
     const char* what;
+    bool mfg;
     int32_t fileModel;
-    std::function<void(sim::FaultPlan&)> fault;
+    std::function<void(Plan)> fault;
     const char* file;
     int32_t expected;
     bool beforeNv;  // fails before anything is written to NV
+  } cases[] = {
+      // clang-format off
+      {"another model", false, 28, [](Plan) {}, "user.par", 80009, true},
+      {"model unreadable", false, 31, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, "user.par", 80006, true},
+      {"no such file", false, 31, [](Plan) {}, "missing.par", 50031, true},
+      {"NV write fails", false, 31, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "user.par", 40006, false},
+      {"NV write does not stick", false, 31, [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, "user.par", 40010, false},
+      {"another model", true, 28, [](Plan) {}, "mfg.par", 80009, true},
+      {"model unreadable", true, 31, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 5, 4); }, "mfg.par", 80005, true},
+      {"no such file", true, 31, [](Plan) {}, "missing.par", 50031, true},
+      {"NV write fails", true, 31, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "mfg.par", 40006, false},
+      {"erase busy twice", true, 31, [](Plan f) { f.EraseAnswersBusy(200, Persistence::kAlways); }, "mfg.par", 70002, false},
+      {"erase fails", true, 31, [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 3, 4); }, "mfg.par", 70004, false},
+      {"user file", true, 31, [](Plan) {}, "user.par", 50032, true},
+      // clang-format on
   };
-  const auto none = [](sim::FaultPlan&) {};
-  const Case cases[] = {
-      {"another model", 28, none, "user.par", 80009, true},
-      {"model unreadable", 31, [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, "user.par",
-       80006, true},
-      {"no such file", 31, none, "missing.par", 50031, true},
-      {"NV write fails", 31, [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "user.par", 40006,
-       false},
-      {"NV write does not stick", 31, [](auto& f) { f.DropNvWrite(29, Persistence::kAlways); }, "user.par",
-       40010, false},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     OfflineImage(2, c.fileModel);
     ASSERT_EQ(PutVariable_SVODB("DPoles", 4), 1);
     Store("ARF0", 2) = 100;  // unlike the drive's, so a dropped write shows
+    ASSERT_EQ((c.mfg ? WRToFileMfg_SVODB : WRToFileUser_SVODB)(Path(c.mfg ? "mfg.par" : "user.par").c_str()),
+              1);
     ASSERT_EQ(WRToFileUser_SVODB(Path("user.par").c_str()), 1);
-    Select(0);
+    Select(c.mfg ? 3 : 0);
     drive_.Faults().Clear();
     c.fault(drive_.Faults());
     drive_.Log().Clear();
-    EXPECT_EQ(SetUserParamsNV_SVODBT(Path(c.file).c_str()), c.expected) << c.what;
-    EXPECT_EQ(api::CurrentNode(), 1u) << c.what;
+    EXPECT_EQ((c.mfg ? SetMfgParamsNV_SVODBT : SetUserParamsNV_SVODBT)(Path(c.file).c_str()), c.expected)
+        << c.what;
+    EXPECT_EQ(api::CurrentNode(), c.mfg ? 3u : 1u) << c.what;
     if (c.beforeNv) {
       EXPECT_EQ(NvChanges(), 0u) << c.what;
       EXPECT_EQ(drive_.SaveState(), factory) << c.what;
@@ -174,6 +131,7 @@ TEST_F(FileExports, AUserFileReachesNvOnlyForTheDrivesModel) {
     drive_.RestoreState(factory);
   }
   drive_.Faults().Clear();
+  const int32_t factoryPoles = OnDrive("DPoles", true);
   Select(0);
   drive_.Log().Clear();
   EXPECT_EQ(SetUserParamsNV_SVODBT(Path("user.par").c_str()), 1);
@@ -184,56 +142,24 @@ TEST_F(FileExports, AUserFileReachesNvOnlyForTheDrivesModel) {
   EXPECT_TRUE(Erased().empty());
 }
 
-// ---- a manufacturing file into NV -----------------------------------------------
-
 TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpNv) {
   Open();
   Select(2);
   ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  const int32_t dPoles = Store("DPoles", 2), deadBand = Store("DeadBand", 2), hstSet = Store("HstSet", 2);
+  const int32_t dPoles = Store("DPoles", 2);
   Store("DPoles", 2) = dPoles == 4 ? 5 : 4;
-  Store("DeadBand", 2) = deadBand == 5 ? 6 : 5;
-  Store("HstSet", 2) = hstSet + 3;
-  const std::string mfg = Path("mfg.par");
-  ASSERT_EQ(WRToFileMfg_SVODB(mfg.c_str()), 1);
-
+  Store("DeadBand", 2) = Store("DeadBand", 2) == 5 ? 6 : 5;
+  Store("HstSet", 2) += 3;
+  ASSERT_EQ(WRToFileMfg_SVODB(Path("mfg.par").c_str()), 1);
   Select(3);
   drive_.Log().Clear();
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 1);
+  EXPECT_EQ(SetMfgParamsNV_SVODBT(Path("mfg.par").c_str()), 1);
   EXPECT_EQ(Erased().size(), 230u - 137 + 1);
   EXPECT_EQ(api::CurrentNode(), 3u);
   EXPECT_EQ(OnDrive("DeadBand", true), Store("DeadBand", 2));
   EXPECT_EQ(OnDrive("HstSet", true), Store("HstSet", 2));
   EXPECT_EQ(OnDrive("DPoles", true), dPoles);  // the user part stays in the image
   EXPECT_EQ(Store("DPoles", 3), Store("DPoles", 2));
-
-  struct Case {
-    const char* what;
-    std::function<void(sim::FaultPlan&)> fault;
-    int32_t model;
-    int32_t expected;
-  };
-  const auto none = [](sim::FaultPlan&) {};
-  const Case cases[] = {
-      {"another model", none, 28, 80009},
-      {"model unreadable", [](auto& f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 5, 4); }, 31, 80005},
-      {"NV write fails", [](auto& f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, 31, 40006},
-      {"erase busy twice", [](auto& f) { f.EraseAnswersBusy(200, Persistence::kAlways); }, 31, 70002},
-      {"erase fails", [](auto& f) { f.FailCall(Operation::kNVEraseUnit, 3, 4); }, 31, 70004},
-  };
-  for (const Case& c : cases) {
-    Select(2);
-    ASSERT_EQ(SetModel_SVODB(c.model), 1);
-    ASSERT_EQ(WRToFileMfg_SVODB(mfg.c_str()), 1);
-    Select(3);
-    drive_.Faults().Clear();
-    c.fault(drive_.Faults());
-    EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), c.expected) << c.what;
-  }
-  drive_.Faults().Clear();
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(Path("missing.par").c_str()), 50031);
-  ASSERT_EQ(WRToFileUser_SVODB(mfg.c_str()), 1);
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 50032);
 }
 
 // ---- defaults into an image ---------------------------------------------------
@@ -252,21 +178,18 @@ TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
   EXPECT_EQ(SetParamsArray_SVODB(), 1);
   // The DeadBand scaling reads the power board through the motor-data
   // window, whose address registers are all it writes.
+  EXPECT_EQ(Erased().size() + drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
   for (const sim::CallRecord& call : drive_.Log().Records()) {
     if (call.operation == Operation::kPutVarToFPGA) {
       EXPECT_TRUE(call.arguments[0] == 42 || call.arguments[0] == 43) << call.ToString();
     }
   }
-  EXPECT_EQ(NvChanges(), 0u);
   EXPECT_EQ(drive_.SaveState(), nv);
-  char label[SVODB_LABEL_SIZE] = "";
-  ASSERT_TRUE(GetValStr_SVODB("DPoles", static_cast<int32_t>(Value("DPoles")), label));
-  EXPECT_STREQ(label, "6");
+  EXPECT_EQ(Value("DPoles"), 3);  // the default, labelled "6"
   for (std::size_t i = 0; i < before.size(); ++i) {
-    for (std::size_t node = 1; node < kNodeCount; ++node) {
+    for (std::size_t node = 1; node < kNodeCount; ++node)
       EXPECT_EQ(registers.Registers()[i].raw[node], before[i][node])
-          << registers.Registers()[i].descriptor.name << " node " << node;
-    }
+          << registers.Registers()[i].descriptor.name;
   }
   // The image's name table: what a file of it would list, as the drive's
   // version text supports (no biquads, no FBDivisor on "4.0A").
@@ -277,54 +200,45 @@ TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
 
 TEST_F(FileExports, FailuresComposeWithTheirContext) {
   Open();
-  const std::string user = Path("user.par");
+  const std::string user = Path("user.par"), missing = Path("no/such/folder/file.par");
   OfflineImage(2);
   ASSERT_EQ(WRToFileUser_SVODB(user.c_str()), 1);
   // ARF0, ARF1, BatFDis, BQ0B2, BQ0K1, then the bad line.
   std::string bad = Slurp(user);
-  const std::size_t sixth = bad.find("\nBQ0B1 ");
-  ASSERT_NE(sixth, std::string::npos);
-  bad.insert(sixth, "\n# a comment is not counted\nBatFDis = Sometimes");
-  Spit(Path("bad.par"), bad);
-
-  struct Case {
-    const char* what;
-    std::function<void()> prepare;
-    std::function<int32_t()> call;
-    int32_t expected;
-  };
-  const auto onNode = [](int32_t node, std::function<void()> edit) {
+  ASSERT_NE(bad.find("\nBQ0B1 "), std::string::npos);
+  Spit(Path("bad.par"),
+       bad.insert(bad.find("\nBQ0B1 "), "\n# a comment is not counted\nBatFDis = Sometimes"));
+  const auto on = [](
+                      int32_t node, std::function<void()> edit = [] {}) {
     return [=] {
       OfflineImage(node);
       edit();
     };
   };
   const auto nothing = [] {};
-  const std::string missing = Path("no/such/folder/file.par");
-  const Case cases[] = {
-      {"image mode", onNode(2, [] { Node(2).setupS21 = 7; }),
-       [&] { return WRToFileUser_SVODB(user.c_str()); }, 80023},
-      {"image command source", onNode(2, [] { Store("CmdSrc", 2) = 3; }),
-       [&] { return WRToFileMfg_SVODB(user.c_str()); }, 80023},
-      {"model without a label", onNode(2, [] { ASSERT_EQ(SetModel_SVODB(99), 1); }),
-       [&] { return WRToFileUser_SVODB(user.c_str()); }, 60009},
-      {"no such folder", onNode(2, nothing), [&] { return WRToFileUser_SVODB(missing.c_str()); }, 60031},
-      {"no such folder", onNode(2, nothing), [&] { return WRToFileMfg_SVODB(missing.c_str()); }, 60031},
-      {"no such file", onNode(3, nothing), [&] { return RDFromFileUser_SVODB(missing.c_str()); }, 50031},
-      {"user file to the manufacturing reader", onNode(3, nothing),
-       [&] { return RDFromFileMfg_SVODB(user.c_str()); }, 50032},
-      {"label on the 6th parameter line", onNode(3, nothing),
-       [&] { return RDFromFileUser_SVODB(Path("bad.par").c_str()); }, 50623},
-      {"NV read", [&] { drive_.Faults().FailCall(Operation::kGetVarFromEEPROM, 1, 5); },
-       [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 30005},
-      {"NV entry of another register", [&] { drive_.Faults().ReportWrongNvRegister(29, 99); },
-       [&] { return GetMfgParamsNV_SVODBT(user.c_str()); }, 30007},
-      {"NV image's mode", onNode(4, [] { Node(4).setupS21 = 7; }),
-       [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023},
-      {"no such folder", onNode(4, nothing), [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031},
+  const struct {
+    const char* what;
+    std::function<void()> prepare;
+    std::function<int32_t()> call;
+    int32_t expected;
+  } cases[] = {
+      // clang-format off
+      {"image mode", on(2, [] { Node(2).setupS21 = 7; }), [&] { return WRToFileUser_SVODB(user.c_str()); }, 80023},
+      {"image command source", on(2, [] { Store("CmdSrc", 2) = 3; }), [&] { return WRToFileMfg_SVODB(user.c_str()); }, 80023},
+      {"model without a label", on(2, [] { ASSERT_EQ(SetModel_SVODB(99), 1); }), [&] { return WRToFileUser_SVODB(user.c_str()); }, 60009},
+      {"no such folder", on(2), [&] { return WRToFileUser_SVODB(missing.c_str()); }, 60031},
+      {"no such folder", on(2), [&] { return WRToFileMfg_SVODB(missing.c_str()); }, 60031},
+      {"no such file", on(3), [&] { return RDFromFileUser_SVODB(missing.c_str()); }, 50031},
+      {"user file to the manufacturing reader", on(3), [&] { return RDFromFileMfg_SVODB(user.c_str()); }, 50032},
+      {"label on the 6th parameter line", on(3), [&] { return RDFromFileUser_SVODB(Path("bad.par").c_str()); }, 50623},
+      {"NV read", [&] { drive_.Faults().FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 30005},
+      {"NV entry of another register", [&] { drive_.Faults().ReportWrongNvRegister(29, 99); }, [&] { return GetMfgParamsNV_SVODBT(user.c_str()); }, 30007},
+      {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023},
+      {"no such folder", on(4), [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031},
       {"null name", nothing, [] { return RDFromFileUser_SVODB(nullptr); }, 31},
+      // clang-format on
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     api::ResetForTesting();
     drive_.Faults().Clear();
     Open();
@@ -337,88 +251,60 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
 
 // ---- backup and restore --------------------------------------------------------
 
-struct DriveCase {
-  int32_t logic;
-  const char* versionText;
-  bool network;
-};
-
-// GoogleTest prints a parameter it has no printer for as raw bytes, the
-// struct's padding included, which memory checkers report as uninitialised.
-void PrintTo(const DriveCase& c, std::ostream* os) {
-  *os << "logic " << c.logic << " " << c.versionText << (c.network ? " network" : " serial");
-}
-
-class BackupRestore : public FileExports, public ::testing::WithParamInterface<DriveCase> {
- protected:
-  DriveConfig Config() const {
-    return DriveConfig{
-        .logicVersion = GetParam().logic, .versionText = GetParam().versionText, .setupSwitches = 0x01};
-  }
-  // A new process, as the tool starts one per command, on the drive.
-  void Connect(sim::VirtualDrive& drive) {
-    api::ResetForTesting();
-    Open(drive, GetParam().network);
-  }
-  void Backup(const std::string& user, const std::string& mfg) {
-    Select(0);
-    ASSERT_EQ(GetUserParamsNV_SVODBT(user.c_str()), 1);
-    ASSERT_EQ(GetMfgParamsNV_SVODBT(mfg.c_str()), 1);
-  }
-  void Restore(const std::string& user, const std::string& mfg) {
-    Select(0);
-    ASSERT_EQ(SetUserParamsNV_SVODBT(user.c_str()), 1);
-    ASSERT_EQ(api::CurrentNode(), 0u);
-    ASSERT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 1);
-  }
-};
-
 // A file from the drive's NV goes back into NV and comes out the same, on
-// the drive it came from and on a fresh one.
-TEST_P(BackupRestore, ARestoredBackupBacksUpTheSame) {
-  sim::VirtualDrive source(Config());
-  Connect(source);
-  Select(1);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  Store("ARF0", 1) = 200;
-  Store("KVP", 1) = 100;
-  Store("DPoles", 1) = 4;
-  Store("ILmtPlus", 1) = GetParam().logic < 3 ? 1 : 120;
-  Store("DeadBand", 1) = 5;
-  Store("HstSet", 1) += 3;
-  ASSERT_EQ(WRToNVUser_SVODB(), 1);
-  ASSERT_EQ(WRToNVMfg_SVODB(), 1);
-
-  Connect(source);
-  Backup(Path("user.par"), Path("mfg.par"));
-  EXPECT_EQ(LineNames(Slurp(Path("mfg.par"))).size(), 14u);
-  Restore(Path("user.par"), Path("mfg.par"));
-  Backup(Path("user-again.par"), Path("mfg-again.par"));
-  EXPECT_EQ(Slurp(Path("user-again.par")), Slurp(Path("user.par")));
-  EXPECT_EQ(Slurp(Path("mfg-again.par")), Slurp(Path("mfg.par")));
-
-  sim::VirtualDrive fresh(Config());
-  Connect(fresh);
-  Backup(Path("factory-user.par"), Path("factory-mfg.par"));
-  EXPECT_NE(Slurp(Path("factory-user.par")), Slurp(Path("user.par")));
-  EXPECT_NE(Slurp(Path("factory-mfg.par")), Slurp(Path("mfg.par")));
-  Connect(fresh);
-  Restore(Path("user.par"), Path("mfg.par"));
-  fresh.PowerCycle();
-  Connect(fresh);
-  Backup(Path("user-fresh.par"), Path("mfg-fresh.par"));
-  EXPECT_EQ(Slurp(Path("user-fresh.par")), Slurp(Path("user.par")));
-  EXPECT_EQ(Slurp(Path("mfg-fresh.par")), Slurp(Path("mfg.par")));
+// the drive it came from and on a fresh one, for each logic version and
+// connection.
+TEST_F(FileExports, ARestoredBackupBacksUpTheSame) {
+  for (auto [logic, versionText] : {std::pair{2, "2.0A"}, {3, "3.2A"}, {4, "4.0A"}}) {
+    for (bool network : {false, true}) {
+      SCOPED_TRACE(::testing::Message() << "logic " << logic << (network ? " network" : " serial"));
+      const DriveConfig config{.logicVersion = logic, .versionText = versionText, .setupSwitches = 0x01};
+      // A new process, as the tool starts one per command, on the drive.
+      const auto connect = [&](sim::VirtualDrive& drive) {
+        api::ResetForTesting();
+        Open(drive, network);
+        Select(0);
+      };
+      const auto backup = [&](const std::string& name) {
+        ASSERT_EQ(GetUserParamsNV_SVODBT(Path(name + "-user.par").c_str()), 1);
+        ASSERT_EQ(GetMfgParamsNV_SVODBT(Path(name + "-mfg.par").c_str()), 1);
+      };
+      const auto restore = [&] {
+        ASSERT_EQ(SetUserParamsNV_SVODBT(Path("a-user.par").c_str()), 1);
+        ASSERT_EQ(api::CurrentNode(), 0u);
+        ASSERT_EQ(SetMfgParamsNV_SVODBT(Path("a-mfg.par").c_str()), 1);
+      };
+      const auto same = [&](const std::string& name) {
+        return Slurp(Path(name + "-user.par")) == Slurp(Path("a-user.par")) &&
+               Slurp(Path(name + "-mfg.par")) == Slurp(Path("a-mfg.par"));
+      };
+      sim::VirtualDrive source(config), fresh(config);
+      connect(source);
+      Select(1);
+      ASSERT_EQ(RDFromNVUser_SVODB(), 1);
+      std::tie(Store("ARF0", 1), Store("KVP", 1), Store("DPoles", 1)) = std::tuple(200, 100, 4);
+      std::tie(Store("ILmtPlus", 1), Store("DeadBand", 1)) = std::tuple(logic < 3 ? 1 : 120, 5);
+      Store("HstSet", 1) += 3;
+      ASSERT_EQ(WRToNVUser_SVODB(), 1);
+      ASSERT_EQ(WRToNVMfg_SVODB(), 1);
+      connect(source);
+      backup("a");
+      EXPECT_EQ(std::ranges::count(Slurp(Path("a-mfg.par")), '\n'), 4 + 14);
+      restore();
+      backup("again");
+      EXPECT_TRUE(same("again"));
+      connect(fresh);
+      backup("factory");
+      EXPECT_NE(Slurp(Path("factory-user.par")), Slurp(Path("a-user.par")));
+      EXPECT_NE(Slurp(Path("factory-mfg.par")), Slurp(Path("a-mfg.par")));
+      restore();
+      fresh.PowerCycle();
+      connect(fresh);
+      backup("fresh");
+      EXPECT_TRUE(same("fresh"));
+    }
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(Drives, BackupRestore,
-                         ::testing::Values(DriveCase{2, "2.0A", false}, DriveCase{2, "2.0A", true},
-                                           DriveCase{3, "3.2A", false}, DriveCase{3, "3.2A", true},
-                                           DriveCase{4, "4.0A", false}, DriveCase{4, "4.0A", true}),
-                         [](const auto& info) {
-                           return "Logic" + std::to_string(info.param.logic) +
-                                  (info.param.network ? "Network" : "Serial");
-                         });
 
 }  // namespace
 }  // namespace svodb::testing

@@ -104,6 +104,18 @@ class DriveExports : public ExportTest {
   static int32_t& Store(const char* name, uint32_t node) {
     return api::Context().registers.FindRegister(name)->raw[node];
   }
+  static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
+  static ParameterList List(std::initializer_list<const char*> names) {
+    ParameterList list;
+    for (const char* name : names) list.push_back(api::Context().db.catalogue.Find(name));
+    return list;
+  }
+  static double Value(const char* name, uint32_t node) {
+    double value = -999;
+    LibraryContext ctx = api::Context();
+    EXPECT_EQ(GetOfflineValue(ctx, name, node, value), 1) << name;
+    return value;
+  }
   static int32_t OnDrive(const char* name, bool nv = false) {
     LibraryContext ctx = api::Context();
     int32_t raw = -1;
