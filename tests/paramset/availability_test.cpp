@@ -1,19 +1,9 @@
 // Whether a parameter is enabled on a node and whether a variable is
 // dynamic, through the exports, against the virtual drive (node 0) and an
 // offline image.
-#include <gtest/gtest.h>
-
-#include <cstdint>
 #include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
-#include "api/export_fixture.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "paramset/set_fixture.h"
 
 namespace svodb::testing {
 namespace {
@@ -54,14 +44,9 @@ constexpr Field kFields[] = {
 };
 // clang-format on
 
-class Availability : public ExportTest {
+class Availability : public DriveExports {
  protected:
-  explicit Availability(DriveConfig config = {}) : drive_(std::move(config)) {}
-  void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
-  }
-
+  explicit Availability(DriveConfig config = {}) : DriveExports(std::move(config)) {}
   void Open(int32_t connection) {
     ASSERT_EQ(UsePort(1, 19200, connection, 0, 0, 0), 1);
     drive_.Log().Clear();
@@ -70,47 +55,31 @@ class Availability : public ExportTest {
     Open(connection == kNeither ? kSerial : connection);
     if (connection == kNeither) drive_.Faults().FailCall(Operation::kGetCommType, 1, 3);
     for (const Field& f : kFields) {
-      const int shift = f.topBit - f.width + 1;
-      const int mask = ((1 << f.width) - 1) << shift;
-      const int value = s.*f.value << shift;
-      drive_.SetFpgaByte(f.address,
-                         static_cast<uint8_t>((drive_.FpgaByte(f.address) & ~mask) | (value & mask)));
+      const int shift = f.topBit - f.width + 1, mask = ((1 << f.width) - 1) << shift;
+      drive_.SetFpgaByte(f.address, static_cast<uint8_t>((drive_.FpgaByte(f.address) & ~mask) |
+                                                         ((s.*f.value << shift) & mask)));
     }
-  }
-  static void SetImageRaw(const char* name, int32_t value) {
-    api::Context().registers.FindRegister(name)->raw[kImage] = value;
   }
   // An image of a drive of the virtual drive's logic version. S2-1 is kept
   // in the node state, S2-2 not at all.
   void OnImage(int32_t connection, const Settings& s) {
-    NodeState& image = api::Context().db.nodes[kImage];
-    image.driveType = static_cast<uint32_t>(connection);
-    image.setupS21 = static_cast<uint32_t>(s.s21);
+    Node(kImage).driveType = static_cast<uint32_t>(connection);
+    Node(kImage).setupS21 = static_cast<uint32_t>(s.s21);
     for (const Field& f : kFields)
-      if (f.address != 25) SetImageRaw(f.name, s.*f.value);
-    SetImageRaw("LogicVer", drive_.Config().logicVersion);
+      if (f.address != 25) Store(f.name, kImage) = s.*f.value;
+    Store("LogicVer", kImage) = drive_.Config().logicVersion;
   }
   static Answer Enabled(const char* name, int32_t node) {
     int32_t enabled = kUntouched;
-    const int32_t result = GetParamEnabled_SVODB(name, node, &enabled);
-    return {result, enabled};
+    return {GetParamEnabled_SVODB(name, node, &enabled), enabled};
   }
   static Answer Dynamic(const char* name) {
     int32_t dynamic = kUntouched;
-    const int32_t result = GetParamStaticOrDynamic_SVODB(name, &dynamic);
-    return {result, dynamic};
+    return {GetParamStaticOrDynamic_SVODB(name, &dynamic), dynamic};
   }
   Lines Traffic() const { return drive_.Log().Lines(); }
-  // A successful read of the register as it stands.
-  std::string Read(int address) const {
-    return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
-           std::to_string(drive_.FpgaByte(static_cast<uint8_t>(address))) + "]";
-  }
-
-  sim::VirtualDrive drive_;
+  std::string Read(int address) const { return FpgaRead(drive_, address); }
 };
-
-// ---------------------------------------------------------- the rule table
 
 struct RuleCase {
   const char* names;  // separated by blanks
@@ -190,8 +159,6 @@ TEST_F(Availability, EachRuleOnTheDriveAndOnAnImage) {
   OnDrive(kSerial, {.opMode = 0});  // ARF0 would be disabled
   EXPECT_EQ(Enabled("", 0), Ok(1));
 }
-
-// ------------------------------------------------ drive traffic, failures
 
 // The drive is asked only what the rule needs, in rule order: settings are
 // read twice, the live switches once.
@@ -312,7 +279,7 @@ TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
   api::Context().db.driveVersion = "106.2A";
   OnImage(kSerial, {.commMode = 1, .fbType = 14});
   EXPECT_EQ(Enabled("SelTRXParam", kImage), Ok(0));  // logic 4: FbType decides
-  SetImageRaw("LogicVer", 3);
+  Store("LogicVer", kImage) = 3;
   EXPECT_EQ(Enabled("SelTRXParam", kImage), Ok(1));  // logic 3: the version text decides
 
   // A LogicVer that cannot be read counts as older logic; FbType must read.
@@ -323,8 +290,6 @@ TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
   drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 109);
   EXPECT_EQ(Enabled("SelTRXParam", 0), Answer(6, 1));
 }
-
-// ---------------------------------------------------- static or dynamic
 
 // Command, OpMode and SWEnable are dynamic on the network only, where the
 // connection type is asked for them; a connection of no known type answers

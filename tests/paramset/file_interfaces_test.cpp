@@ -40,8 +40,6 @@ class FileExports : public DriveExports {
   Scratch dir_;
 };
 
-// ---- the version line --------------------------------------------------------
-
 TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   Open();
   OfflineImage(2);
@@ -78,8 +76,6 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 1);
   EXPECT_GT(drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
 }
-
-// ---- files into NV ---------------------------------------------------------------
 
 // A file reaches NV only for the drive's model; a user file is loaded into
 // node 1, which stays current unless all of it succeeded.
@@ -162,8 +158,6 @@ TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpN
   EXPECT_EQ(Store("DPoles", 3), Store("DPoles", 2));
 }
 
-// ---- defaults into an image ---------------------------------------------------
-
 TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
   Open();
   Select(0);
@@ -195,8 +189,6 @@ TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
   // version text supports (no biquads, no FBDivisor on "4.0A").
   EXPECT_EQ(api::Context().db.parameterFileNames[0].size(), 48u);
 }
-
-// ---- composed codes -------------------------------------------------------------
 
 TEST_F(FileExports, FailuresComposeWithTheirContext) {
   Open();
@@ -249,37 +241,24 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
   }
 }
 
-// ---- backup and restore --------------------------------------------------------
-
-// A file from the drive's NV goes back into NV and comes out the same, on
-// the drive it came from and on a fresh one, for each logic version and
-// connection.
+// A backup of edited NV memory, restored onto a fresh drive of the same
+// logic version and connection, backs up the same after a power cycle.
 TEST_F(FileExports, ARestoredBackupBacksUpTheSame) {
   for (auto [logic, versionText] : {std::pair{2, "2.0A"}, {3, "3.2A"}, {4, "4.0A"}}) {
     for (bool network : {false, true}) {
       SCOPED_TRACE(::testing::Message() << "logic " << logic << (network ? " network" : " serial"));
       const DriveConfig config{.logicVersion = logic, .versionText = versionText, .setupSwitches = 0x01};
-      // A new process, as the tool starts one per command, on the drive.
-      const auto connect = [&](sim::VirtualDrive& drive) {
+      sim::VirtualDrive source(config), fresh(config);
+      // A new process for each command, as the tool starts one per command.
+      const auto backup = [&](sim::VirtualDrive& drive, const std::string& name) {
         api::ResetForTesting();
         Open(drive, network);
-        Select(0);
+        EXPECT_EQ(GetUserParamsNV_SVODBT(Path(name + ".par").c_str()), 1);
+        EXPECT_EQ(GetMfgParamsNV_SVODBT(Path(name + "-mfg.par").c_str()), 1);
+        return Slurp(Path(name + ".par")) + Slurp(Path(name + "-mfg.par"));
       };
-      const auto backup = [&](const std::string& name) {
-        ASSERT_EQ(GetUserParamsNV_SVODBT(Path(name + "-user.par").c_str()), 1);
-        ASSERT_EQ(GetMfgParamsNV_SVODBT(Path(name + "-mfg.par").c_str()), 1);
-      };
-      const auto restore = [&] {
-        ASSERT_EQ(SetUserParamsNV_SVODBT(Path("a-user.par").c_str()), 1);
-        ASSERT_EQ(api::CurrentNode(), 0u);
-        ASSERT_EQ(SetMfgParamsNV_SVODBT(Path("a-mfg.par").c_str()), 1);
-      };
-      const auto same = [&](const std::string& name) {
-        return Slurp(Path(name + "-user.par")) == Slurp(Path("a-user.par")) &&
-               Slurp(Path(name + "-mfg.par")) == Slurp(Path("a-mfg.par"));
-      };
-      sim::VirtualDrive source(config), fresh(config);
-      connect(source);
+      api::ResetForTesting();
+      Open(source, network);
       Select(1);
       ASSERT_EQ(RDFromNVUser_SVODB(), 1);
       std::tie(Store("ARF0", 1), Store("KVP", 1), Store("DPoles", 1)) = std::tuple(200, 100, 4);
@@ -287,21 +266,15 @@ TEST_F(FileExports, ARestoredBackupBacksUpTheSame) {
       Store("HstSet", 1) += 3;
       ASSERT_EQ(WRToNVUser_SVODB(), 1);
       ASSERT_EQ(WRToNVMfg_SVODB(), 1);
-      connect(source);
-      backup("a");
+      const std::string edited = backup(source, "a");
       EXPECT_EQ(std::ranges::count(Slurp(Path("a-mfg.par")), '\n'), 4 + 14);
-      restore();
-      backup("again");
-      EXPECT_TRUE(same("again"));
-      connect(fresh);
-      backup("factory");
-      EXPECT_NE(Slurp(Path("factory-user.par")), Slurp(Path("a-user.par")));
-      EXPECT_NE(Slurp(Path("factory-mfg.par")), Slurp(Path("a-mfg.par")));
-      restore();
+      EXPECT_NE(backup(fresh, "factory"), edited);
+      Select(0);
+      ASSERT_EQ(SetUserParamsNV_SVODBT(Path("a.par").c_str()), 1);
+      ASSERT_EQ(api::CurrentNode(), 0u);
+      ASSERT_EQ(SetMfgParamsNV_SVODBT(Path("a-mfg.par").c_str()), 1);
       fresh.PowerCycle();
-      connect(fresh);
-      backup("fresh");
-      EXPECT_TRUE(same("fresh"));
+      EXPECT_EQ(backup(fresh, "restored"), edited);
     }
   }
 }

@@ -169,13 +169,12 @@ TEST_F(OnlineStringsOldLogic, BothOperationsRefuseBeforeAnyTransfer) {
   EXPECT_EQ(db.driveVersion, "");
 }
 
-class OnlineStringExports : public DriveExports {
- protected:
-  OnlineStringExports() : DriveExports(sim::DriveConfig{}) {}
-};
-
-TEST_F(OnlineStringExports, SerialNumberRoundTripFillsExactlyTheCallersBuffer) {
-  ASSERT_EQ(drive_.InitComPort(1, 19200), 1);
+// Through the exports the text fills exactly the caller's buffer; null
+// pointers are refused before any traffic, and without a drive nothing is
+// written to the buffer.
+TEST_F(OnlineStrings, Exports) {
+  api::ResetForTesting();
+  api::UseTransportForTesting(&drive);
   const char* full = "0123456789ABCDEFGHIJKLMN";
   EXPECT_EQ(PutStringOnline_SVODB("SerialNum", full), 1);
   char text[SVODB_ONLINE_TEXT_SIZE + 1];
@@ -186,18 +185,19 @@ TEST_F(OnlineStringExports, SerialNumberRoundTripFillsExactlyTheCallersBuffer) {
   EXPECT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
   EXPECT_STREQ(text, "4.0A");
   EXPECT_EQ(api::Context().db.driveVersion, "4.0A");
-
-  drive_.Log().Clear();
+  drive.Log().Clear();
   EXPECT_EQ(GetStringOnline_SVODB(nullptr, 0, text), 8);
   EXPECT_EQ(GetStringOnline_SVODB("SerialNum", 0, nullptr), 8);
   EXPECT_EQ(PutStringOnline_SVODB(nullptr, "A1"), 8);
   EXPECT_EQ(PutStringOnline_SVODB("SerialNum", nullptr), 8);
-  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
+  EXPECT_EQ(drive.Log().TotalCount(), 0u);
   NoTransport none;  // no drive at all
-  Use(none);
+  api::UseTransportForTesting(&none);
   EXPECT_EQ(GetStringOnline_SVODB("SerialNum", 0, text), 0);
   EXPECT_EQ(PutStringOnline_SVODB("SerialNum", "A1"), 0);
   EXPECT_STREQ(text, "4.0A");
+  api::UseTransportForTesting(nullptr);
+  api::ResetForTesting();
 }
 
 }  // namespace

@@ -1,15 +1,6 @@
 #include "paramset/parameter_sets.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <functional>
 #include <numeric>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "paramset/default_tables.h"
 #include "paramset/set_fixture.h"
@@ -40,10 +31,10 @@ std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
 }
 
 // The user file set as the drive's version text and logic see it, in
-// catalogue order: the biquads need a TRX logic family, FBDivisor the 102
-// family, FbType and FilterType logic 4, and a version text never read
-// supports nothing. The drive's own reads take the user and manufacturing
-// sets.
+// catalogue order: the biquads need a TRX logic family (62 of 65 on
+// "105.1A"), FBDivisor the 102 family, FbType and FilterType logic 4, and a
+// version text never read supports nothing. The drive's own reads take the
+// user and manufacturing sets.
 TEST(SetSelection, MembersFollowTheDrivesVersion) {
   const Catalogue catalogue;
   ParameterList userAndManufacturing;
@@ -51,38 +42,36 @@ TEST(SetSelection, MembersFollowTheDrivesVersion) {
   AppendParameterSet(catalogue, ParameterSet::kManufacturing, userAndManufacturing);
   std::ranges::sort(userAndManufacturing);  // the records lie in catalogue order
   EXPECT_EQ(DriveReadSet(catalogue), userAndManufacturing);
-  const Names all = NamesOf(UserFileSet(catalogue));
+  const ParameterList all = UserFileSet(catalogue);
   EXPECT_EQ(all.size(), 65u);
-  const struct {
-    DriveVersion version;
-    std::size_t count;
-    Names present, missing;
-  } cases[] = {
-      // clang-format off
-      {{"4.0A", 4}, 48, {"FbType", "FilterType", "GearIn"}, {"BQ0B2", "BQ3K2", "FBDivisor"}},
-      {{"105.1A", 4}, 62, {"BQ0B2", "BQ3K2", "GearIn"}, {"FBDivisor", "FbType", "FilterType"}},
-      {{"S1.0x", 3}, 39, {"FBSrc", "DInp1Pol"}, {"BQ0K1", "CmdInNullEnb", "GearIn", "GearOut", "PosErrorMax"}},
-      {{"anything", 2}, 33, {"GearIn", "KVP"}, {"AuxFBType", "DInp4Pol", "FBSrc", "HSInp1Pol", "FltRstMode"}},
-      {{"", 3}, 0, {}, {"KVP"}},
-      // clang-format on
-  };
-  for (const auto& c : cases) {
-    const Names names = NamesOf(UserFileSet(catalogue, c.version));
-    Names inOrder;
+  const std::pair<DriveVersion, std::size_t> cases[] = {{{"4.0A", 4}, 48},     {{"105.1A", 4}, 62},
+                                                        {{"102.1A", 3}, 47},   {{"S1.0x", 3}, 39},
+                                                        {{"anything", 2}, 33}, {{"", 3}, 0}};
+  for (const auto& [version, count] : cases) {
+    ParameterList inOrder;
+    const ParameterList members = UserFileSet(catalogue, version);
     std::ranges::copy_if(all, std::back_inserter(inOrder),
-                         [&](auto& n) { return std::ranges::count(names, n); });
-    EXPECT_EQ(names, inOrder) << c.version.text;
-    EXPECT_EQ(names.size(), c.count) << c.version.text;
-    for (const std::string& name : c.present) EXPECT_EQ(std::ranges::count(names, name), 1) << name;
-    for (const std::string& name : c.missing) EXPECT_EQ(std::ranges::count(names, name), 0) << name;
+                         [&](auto* r) { return std::ranges::count(members, r); });
+    EXPECT_EQ(members, inOrder) << version.text;
+    EXPECT_EQ(members.size(), count) << version.text;
   }
+  const Names trx = NamesOf(UserFileSet(catalogue, DriveVersion{"105.1A", 4}));
+  const Names fb = NamesOf(UserFileSet(catalogue, DriveVersion{"102.1A", 3}));
+  for (const auto& [names, name, count] : {std::tuple{&trx, "BQ3K2", 1},
+                                           {&trx, "FbType", 0},
+                                           {&trx, "FBDivisor", 0},
+                                           {&fb, "FBDivisor", 1},
+                                           {&fb, "BQ0K1", 0},
+                                           {&fb, "GearIn", 1}})
+    EXPECT_EQ(std::ranges::count(*names, name), count) << name;
 }
-
-// ---- transfers against the virtual drive ------------------------------------
 
 class Transfers : public ::testing::Test, public World {
  protected:
   explicit Transfers(const DriveConfig& config = {}) : World(config) {}
+  static DriveConfig Logic(int32_t logic, const char* versionText) {
+    return DriveConfig{.logicVersion = logic, .versionText = versionText};
+  }
   ParameterList List(std::initializer_list<const char*> names) {
     ParameterList list;
     for (const char* name : names) list.push_back(db.catalogue.Find(name));
@@ -94,14 +83,10 @@ class Transfers : public ::testing::Test, public World {
     EXPECT_EQ(ReadFpgaField(ctx, name, raw), 1) << name;
     return raw;
   }
-  std::string Read(int32_t address) {
-    return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
-           std::to_string(drive.FpgaByte(static_cast<uint8_t>(address))) + "]";
-  }
+  std::string Read(int32_t address) { return FpgaRead(drive, address); }
 };
 
-class TorqueDrive : public Transfers {
- protected:
+struct TorqueDrive : Transfers {
   TorqueDrive() : Transfers(DriveConfig{.modelCode = 28, .setupSwitches = 0x01}) {}
 };
 
@@ -133,9 +118,8 @@ TEST_F(TorqueDrive, ReadsTakeTheDrivesIdentityFirst) {
   EXPECT_EQ(Store("KVP", 3), Store("KVP", 2));
 }
 
-class OldLogicDrive : public Transfers {
- protected:
-  OldLogicDrive() : Transfers(DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
+struct OldLogicDrive : Transfers {
+  OldLogicDrive() : Transfers(Logic(2, "2.0A")) {}
 };
 
 TEST_F(OldLogicDrive, EntriesAboveTheDrivesLogicArePassedOverSilently) {
@@ -206,9 +190,8 @@ TEST_F(Transfers, MotorParametersThatDoNotStickArePassedOverOthersStopTheWrite) 
   EXPECT_EQ(WriteSetToDrive(ctx, List({"ILmtPlus", "ARF1"}), 2), 6);
 }
 
-class LogicThreeDrive : public Transfers {
- protected:
-  LogicThreeDrive() : Transfers(DriveConfig{.logicVersion = 3, .versionText = "3.2A"}) {}
+struct LogicThreeDrive : Transfers {
+  LogicThreeDrive() : Transfers(Logic(3, "3.2A")) {}
 };
 
 // Logic 3 replaced the current limits' steps by percentages and changed the
@@ -233,9 +216,7 @@ TEST_F(LogicThreeDrive, AnOlderImageTravelsInTheDrivesFormats) {
   EXPECT_EQ(registers.FindRegister("ILmtPlus")->descriptor.bitWidth, 2u);
 }
 
-// ---- the exports ---------------------------------------------------------------
-
-class SetExports : public DriveExports {};
+using SetExports = DriveExports;
 
 TEST_F(SetExports, FailuresComposeWithTheirContext) {
   using F = sim::FaultPlan&;
@@ -378,8 +359,6 @@ TEST_F(SetExports, WhatTheUserSetsTakeAndLeave) {
     ++node;
   }
 }
-
-// ---- factory defaults ------------------------------------------------------------
 
 // A default reads back from the image as its text: labels exactly, numbers
 // within the distance to the next value their raw format holds (the gains'

@@ -42,6 +42,12 @@ inline void PutValues(LibraryContext ctx, uint32_t node, const std::string& pair
   for (double value = 0; in >> name >> value;) ASSERT_EQ(PutOfflineValue(ctx, name, node, value), 1) << name;
 }
 
+// A successful read of the FPGA register as it stands.
+inline std::string FpgaRead(const sim::VirtualDrive& drive, int address) {
+  return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
+         std::to_string(drive.FpgaByte(static_cast<uint8_t>(address))) + "]";
+}
+
 // A folder named after the process and the running test: CTest runs tests
 // side by side, and other runs of the suite may share the temporary folder.
 class Scratch {
