@@ -101,16 +101,17 @@ TEST_F(OnlineStrings, TransferFailureStopsAndKeepsWhatWasWritten) {
   EXPECT_EQ(Get("SerialNum", 6), "untouched");
 }
 
-// The version text's bytes (509-511) come through the motor data window;
-// the power board's byte decides the DeadBand layout.
+// The version text's bytes (509-511) come through the motor data window,
+// from logic 3 on; the power board's byte decides the DeadBand layout.
 TEST(OnlineVersionText, ReadsTheDrivesBytesAndPicksTheDeadBandLayout) {
   const struct {
+    int32_t logic;
     const char* text;
     uint8_t powerBoard;
     uint32_t deadBandWidth;
-  } cases[] = {{"3.2A", 3, 6}, {"S1.0B", 129, 5}, {"102.1A", 102, 6}, {"255.0A", 255, 5}};
+  } cases[] = {{3, "3.2A", 3, 6}, {4, "S1.0B", 129, 5}, {4, "102.1A", 102, 6}, {4, "255.0A", 255, 5}};
   for (const auto& c : cases) {
-    World world(sim::DriveConfig{.versionText = c.text});
+    World world(sim::DriveConfig{.logicVersion = c.logic, .versionText = c.text});
     std::string text;
     EXPECT_EQ(GetStringOnline(world.ctx, "VerLW", text), code::kOk);
     EXPECT_EQ(text, c.text);

@@ -288,40 +288,37 @@ TEST_F(SetExports, DefaultsThatCannotLoadNameTheirRow) {
   EXPECT_EQ(SetDefaultMfg_SVODB(), 100008);
 }
 
-TEST_F(SetExports, DefaultsOnNodeZeroFollowTheConnectionAndKeepTheDrivesOffsets) {
+// Defaults loaded into node 0 follow the connection, keep the drive's
+// current offsets and erase the unused NV entries; loaded into an image
+// they cause no traffic at all, and the set writes erase nothing.
+TEST_F(SetExports, DefaultsOnNodeZero) {
   Open(true);
   ASSERT_EQ(SetDriveType_SVODB(1), 1);  // node 0's own record says serial
   LibraryContext ctx = api::Context();
   drive_.SetFpgaByte(static_cast<uint8_t>(ctx.registers.FindRegister("IUOffset")->descriptor.fpgaAddress), 7);
   Store("IUOffset", 0) = -3;
-  ASSERT_EQ(SetDefaultUser_SVODB(), 1);
-  EXPECT_EQ(ValueToFileLabel(ctx, "CmdSrc", Store("CmdSrc", 0), 0).value_or("?"), "Command_Variable");
-  ASSERT_EQ(SetDefaultMfg_SVODB(), 1);
-  EXPECT_EQ(OnDrive("IUOffset", true), OnDrive("IUOffset"));
-  EXPECT_EQ(Store("IUOffset", 0), OnDrive("IUOffset"));
-}
-
-TEST_F(SetExports, OnlyDefaultsLoadedIntoNodeZeroEraseUnusedNv) {
-  Open();
-  EXPECT_EQ(WRToNVUser_SVODB(), 1);
-  EXPECT_EQ(WRToNVMfg_SVODB(), 1);
-  EXPECT_TRUE(Erased().empty());
-  ASSERT_EQ(SetNode_SVODB(3), 1);
-  drive_.Log().Clear();
-  EXPECT_EQ(SetDefaultUser_SVODB(), 1);  // the image only: no traffic at all
-  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
-  EXPECT_EQ(SetDefaultMfg_SVODB(), 1);
-  EXPECT_EQ(drive_.Log().Count(Operation::kPutVarToEEPROM) + Erased().size(), 0u);
-
   std::vector<int32_t> unused(230 - 137 + 1);
   std::iota(unused.begin(), unused.end(), 137);
   for (int32_t (*load)() : {SetDefaultUser_SVODB, SetDefaultMfg_SVODB}) {
-    ASSERT_EQ(SetNode_SVODB(0), 1);
     drive_.Log().Clear();
     EXPECT_EQ(load(), 1);
     EXPECT_EQ(Erased(), unused);
     EXPECT_EQ(drive_.Log().Records().back().ToString(), "NVEraseUnit(230) -> 1");
   }
+  EXPECT_EQ(ValueToFileLabel(ctx, "CmdSrc", Store("CmdSrc", 0), 0).value_or("?"), "Command_Variable");
+  EXPECT_EQ(OnDrive("IUOffset", true), OnDrive("IUOffset"));
+  EXPECT_EQ(Store("IUOffset", 0), OnDrive("IUOffset"));
+
+  drive_.Log().Clear();
+  EXPECT_EQ(WRToNVUser_SVODB(), 1);
+  EXPECT_EQ(WRToNVMfg_SVODB(), 1);
+  EXPECT_TRUE(Erased().empty());
+  ASSERT_EQ(SetNode_SVODB(3), 1);
+  drive_.Log().Clear();
+  EXPECT_EQ(SetDefaultUser_SVODB(), 1);
+  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
+  EXPECT_EQ(SetDefaultMfg_SVODB(), 1);
+  EXPECT_EQ(drive_.Log().Count(Operation::kPutVarToEEPROM) + Erased().size(), 0u);
 }
 
 // The user sets leave the inhibits and the gearing out on the network; the
