@@ -50,9 +50,9 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   const std::string userText = Slurp(user), mfgText = Slurp(mfg);
   for (const auto& [version, expected] :
        {std::pair{"1", 33}, {"2", 1}, {"3", 1}, {"4", 1}, {"5", 33}, {"40", 33}}) {
-    const auto withVersion = [&](const std::string& text) {
+    const auto withVersion = [number = version](const std::string& text) {
       const std::size_t start = text.find("FileVersion ") + 12;
-      return text.substr(0, start) + version + text.substr(text.find(' ', start));
+      return text.substr(0, start) + number + text.substr(text.find(' ', start));
     };
     Spit(user, withVersion(userText));
     Spit(mfg, withVersion(mfgText));
