@@ -384,49 +384,32 @@ void ExpectReadsBack(LibraryContext& ctx, const char* name, const std::string& t
   EXPECT_NEAR(value, std::strtod(text.c_str(), nullptr), step) << name << " = " << text;
 }
 
-struct TableCase {
-  uint32_t driveType;
-  int32_t logic;
-};
-
-void PrintTo(const TableCase& c, std::ostream* os) {
-  *os << "drive type " << c.driveType << " logic " << c.logic;
-}
-
-class OfflineDefaults : public ::testing::TestWithParam<TableCase> {};
-
-TEST_P(OfflineDefaults, EveryModelsDefaultsLoadAndReadBack) {
-  const auto [driveType, logic] = GetParam();
-  for (std::size_t column = 0; column < kDefaultModelCount; ++column) {
-    // The drive only for its power board, which chooses the DeadBand field
-    // that the larger dead bands need.
-    World world;
-    world.db.nodes[4] = NodeState{.logicVersion = logic,
-                                  .driveType = driveType,
-                                  .mode = 0,
-                                  .modelCode = kDefaultColumnModels[column],
-                                  .setupS21 = 1};
-    ASSERT_EQ(world.registers.SetRawValue("LogicVer", logic, 0, 4), 1);
-    world.registers.SetCurrentLimitLayout(logic);  // as making node 4 current does
-    EXPECT_EQ(ApplyUserDefaults(world.ctx, 4), 1) << column;
-    EXPECT_EQ(ApplyMfgDefaults(world.ctx, 4), 1) << column;
-    for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
-      for (const DefaultRow& row : DefaultTable(set, driveType, logic >= 4))
-        ExpectReadsBack(world.ctx, row.name, row.texts[column], 4);
-    }
-    if (logic < 4) {
-      EXPECT_EQ(world.Store("FbType", 4), 15);  // untouched by the older tables
+// Every model's column of every table, serial and network, each logic.
+TEST(OfflineDefaults, EveryModelsDefaultsLoadAndReadBack) {
+  for (const auto& [driveType, logic] : {std::pair{1u, 2}, {1u, 3}, {1u, 4}, {2u, 3}, {2u, 4}}) {
+    for (std::size_t column = 0; column < kDefaultModelCount; ++column) {
+      SCOPED_TRACE(::testing::Message()
+                   << "drive type " << driveType << " logic " << logic << " column " << column);
+      // The drive only for its power board, which chooses the DeadBand field
+      // that the larger dead bands need.
+      World world;
+      world.db.nodes[4] = NodeState{.logicVersion = logic,
+                                    .driveType = driveType,
+                                    .mode = 0,
+                                    .modelCode = kDefaultColumnModels[column],
+                                    .setupS21 = 1};
+      ASSERT_EQ(world.registers.SetRawValue("LogicVer", logic, 0, 4), 1);
+      world.registers.SetCurrentLimitLayout(logic);  // as making node 4 current does
+      EXPECT_EQ(ApplyUserDefaults(world.ctx, 4), 1);
+      EXPECT_EQ(ApplyMfgDefaults(world.ctx, 4), 1);
+      for (DefaultSet set : {DefaultSet::kUser, DefaultSet::kManufacturing}) {
+        for (const DefaultRow& row : DefaultTable(set, driveType, logic >= 4))
+          ExpectReadsBack(world.ctx, row.name, row.texts[column], 4);
+      }
+      EXPECT_TRUE(logic >= 4 || world.Store("FbType", 4) == 15);  // untouched by the older tables
     }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Tables, OfflineDefaults,
-                         ::testing::Values(TableCase{1, 2}, TableCase{1, 3}, TableCase{1, 4}, TableCase{2, 3},
-                                           TableCase{2, 4}),
-                         [](const auto& info) {
-                           return std::string(info.param.driveType == 1 ? "Serial" : "Network") + "Logic" +
-                                  std::to_string(info.param.logic);
-                         });
 
 }  // namespace
 }  // namespace svodb::testing
