@@ -158,7 +158,7 @@ std::string CommandHelp(const CLI::App& command, const std::string& description)
     }
     rows.emplace_back(OptionLabel(option), option->get_description());
   }
-  std::string actions;
+  const std::size_t firstAction = rows.size();
   const std::vector<const CLI::App*> subs = command.get_subcommands([](const CLI::App*) { return true; });
   for (const CLI::App* action : subs) {
     usage += (action == subs.front() ? " " : " | ") + UsageOf(*action);
@@ -169,7 +169,10 @@ std::string CommandHelp(const CLI::App& command, const std::string& description)
   column = std::min<std::size_t>(column, 20) + 4;
   std::string text = usage + "\n" + description;
   if (!rows.empty()) text += "\n";
-  for (const auto& [label, help] : rows) text += HelpRow(label, help, column);
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i == firstAction) text += "actions:\n";
+    text += HelpRow(rows[i].first, rows[i].second, column);
+  }
   return text;
 }
 
