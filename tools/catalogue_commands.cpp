@@ -160,7 +160,9 @@ std::string errorCode;
 bool IsInt32(const std::string& text) { return ParseInt32(text).has_value(); }
 
 void DeclareError(CLI::App& command) {
-  AddWord(command, "CODE", errorCode, IsInt32, "is not a 32-bit integer")->required();
+  AddWord(command, "CODE", errorCode, IsInt32, "is not a 32-bit integer")
+      ->description("a result code, decimal or 0x hexadecimal")
+      ->required();
 }
 
 int RunError() {
@@ -179,7 +181,7 @@ const Command kCommands[] = {
      "user_parameter, kept_in_nv}, description [, availability, change]}.\n",
      RunVars, DeclareVars},
     {"error", "explain a result code",
-     "Prints the library's message for a result code (decimal, or 0x hexadecimal).\n",
+     "Prints the library's message for a result code.\n",
      RunError, DeclareError},
 };
 // clang-format on

@@ -289,8 +289,6 @@ int RunSerial() {
   return kExitOk;
 }
 
-// Records of the drive's fault log, 8 bytes each; an erased record reads
-// all 0 or all 255.
 bool allFaultRecords = false;
 
 void DeclareFaults(CLI::App& command) {
@@ -298,6 +296,8 @@ void DeclareFaults(CLI::App& command) {
   command.add_flag("--all", allFaultRecords, "the empty records as well");
 }
 
+// Records of the drive's fault log, 8 bytes each; an erased record reads
+// all 0 or all 255.
 int RunFaults() {
   const bool all = allFaultRecords;
   if (!Connected()) return kExitFailure;
