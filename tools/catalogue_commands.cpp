@@ -92,13 +92,16 @@ std::vector<VariableRow> CatalogueRows(bool withDrive) {
 
 // The flag letters as booleans under stable names.
 void PrintVarsJson(const std::vector<VariableRow>& rows) {
-  constexpr const char* kFlagNames[] = {"read_only", "status", "from_feedback_device", "fixed_while_enabled",
-                                        "user_parameter", "kept_in_nv"};
+  constexpr const char* kFlagNames[] = {"read_only",           "status",         "from_feedback_device",
+                                        "fixed_while_enabled", "user_parameter", "kept_in_nv"};
   Json document = Json::array();
   for (const VariableRow& row : rows) {
     Json flags = Json::object();
     for (std::size_t i = 0; i < std::size(kFlagNames); ++i) flags[kFlagNames[i]] = row.flags[i] != '-';
-    Json item{{"position", row.position}, {"name", row.name}, {"units", row.units}, {"flags", flags},
+    Json item{{"position", row.position},
+              {"name", row.name},
+              {"units", row.units},
+              {"flags", flags},
               {"description", row.description}};
     if (!row.availability.empty()) item["availability"] = row.availability, item["change"] = row.change;
     document.push_back(item);
@@ -123,18 +126,22 @@ void PrintTable(const std::vector<VariableRow>& rows) {
     if (drive) std::printf("%-8s  %-7s  ", row.availability.c_str(), row.change.c_str());
     std::printf("%s\n", row.description);
   }
-  std::printf("\nFlags: R read-only, S status, T from the motor's feedback device, "
-              "E fixed while enabled, U user parameter, N kept in NV memory\n");
+  std::printf(
+      "\nFlags: R read-only, S status, T from the motor's feedback device, "
+      "E fixed while enabled, U user parameter, N kept in NV memory\n");
 }
 
 bool varsOfDrive = false;
 
 void DeclareVars(CLI::App& command) {
   varsOfDrive = false;
-  command.add_flag("--drive", varsOfDrive, "add each variable's state on the connected drive");
+  command.add_flag(
+      "--drive", varsOfDrive,
+      "add, for the connected drive, whether each variable is enabled, disabled or not applicable "
+      "(n/a) and whether it changes by itself (dynamic) or only when written");
 }
 
-int RunVars(const Args&) {
+int RunVars() {
   const bool drive = varsOfDrive;
   if (drive && !ConnectToDrive()) return kExitFailure;
   const std::vector<VariableRow> rows = CatalogueRows(drive);
@@ -153,10 +160,12 @@ std::string errorCode;
 bool IsInt32(const std::string& text) { return ParseInt32(text).has_value(); }
 
 void DeclareError(CLI::App& command) {
-  AddWord(command, "CODE", errorCode, IsInt32, "is not a 32-bit integer")->required();
+  AddWord(command, "CODE", errorCode, IsInt32, "is not a 32-bit integer")
+      ->description("a result code, decimal or 0x hexadecimal")
+      ->required();
 }
 
-int RunError(const Args&) {
+int RunError() {
   const int32_t code = *ParseInt32(errorCode);
   char message[SVODB_MESSAGE_SIZE];
   ErrorMessage_SVODB(code, message);
@@ -167,16 +176,12 @@ int RunError(const Args&) {
 // clang-format off
 const Command kCommands[] = {
     {"vars", "list the variable catalogue",
-     "usage: svodb vars [--json] [--drive]\n"
-     "Lists every variable: position, name, units, flags and description.\n"
-     "  --json   a JSON array of {position, name, units, flags: {read_only, status, from_feedback_device,\n"
-     "           fixed_while_enabled, user_parameter, kept_in_nv}, description [, availability, change]}\n"
-     "  --drive  add, for the connected drive, whether each variable is enabled, disabled or not\n"
-     "           applicable (n/a) and whether it changes by itself (dynamic) or only when written\n",
+     "Lists every variable: position, name, units, flags and description. With --json: an array of\n"
+     "{position, name, units, flags: {read_only, status, from_feedback_device, fixed_while_enabled,\n"
+     "user_parameter, kept_in_nv}, description [, availability, change]}.\n",
      RunVars, DeclareVars},
     {"error", "explain a result code",
-     "usage: svodb error CODE\n"
-     "Prints the library's message for a result code (decimal, or 0x hexadecimal).\n",
+     "Prints the library's message for a result code.\n",
      RunError, DeclareError},
 };
 // clang-format on

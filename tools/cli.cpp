@@ -37,17 +37,6 @@ std::optional<int32_t> ParseInt32(const std::string& text) {
   return static_cast<int32_t>(parsed);
 }
 
-std::optional<int32_t> ParseArgument(const std::string& command, const std::string& what, const std::string& text,
-                                     int32_t min, int32_t max) {
-  const std::optional<int32_t> value = ParseInt32(text);
-  if (!value || *value < min || *value > max) {
-    UsageError(command + ": " + what + " must be an integer from " + std::to_string(min) + " to " +
-               std::to_string(max) + ", not '" + text + "'");
-    return std::nullopt;
-  }
-  return value;
-}
-
 namespace {
 
 #ifndef _WIN32
@@ -109,7 +98,8 @@ std::string TransportStatus() {
 // the drive does not respond ("No Response from drive").
 void ExplainMissingTransport() {
   char text[SVODB_TRANSPORT_TEXT_SIZE] = "";
-  if (svodb_transport_status(text, sizeof text) != SVODB_TRANSPORT_LOADED) std::fprintf(stderr, "svodb: %s\n", text);
+  if (svodb_transport_status(text, sizeof text) != SVODB_TRANSPORT_LOADED)
+    std::fprintf(stderr, "svodb: %s\n", text);
 }
 
 int32_t Connect() {
@@ -119,20 +109,6 @@ int32_t Connect() {
   n.resize(7, 0);
   const uint8_t extended = o.network.size() >= 4 ? 1 : 0;
   return UsePort3(o.port, o.baudRate, 2, n[0], n[1], extended, n[2], n[3], n[4], n[5], n[6]);
-}
-
-std::optional<int32_t> TakeNodeOption(const std::string& command, Args& args) {
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    if (args[i] != "--node") continue;
-    if (i + 1 >= args.size()) {
-      UsageError(command + ": --node needs a node number");
-      return std::nullopt;
-    }
-    const auto node = ParseArgument(command, "the node", args[i + 1], 0, 6);
-    args.erase(args.begin() + static_cast<std::ptrdiff_t>(i), args.begin() + static_cast<std::ptrdiff_t>(i) + 2);
-    return node;
-  }
-  return 0;
 }
 
 bool ConnectToDrive() {

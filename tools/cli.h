@@ -19,12 +19,13 @@ using Args = std::vector<std::string>;
 struct Command {
   const char* name;
   const char* summary;
-  const char* usage;  // the text of "svodb NAME --help"
-  int (*run)(const Args& args);
-  // Declares the command's own options and arguments on its subcommand,
-  // bound to where run() finds them; run() then gets no Args. Without it
-  // run() parses its arguments itself.
-  void (*declare)(CLI::App& command) = nullptr;
+  // What "svodb NAME --help" says between the usage line and the list of
+  // options, which comes from the declarations.
+  const char* description;
+  int (*run)();
+  // Declares the command's own options, arguments and actions on its
+  // subcommand, bound to where run() finds them.
+  void (*declare)(CLI::App& command);
 };
 
 std::span<const Command> CatalogueCommands();
@@ -47,7 +48,7 @@ struct ConnectionOptions {
   std::string transportPath;  // empty: the virtual drive next to the tool
   int32_t port = 1;
   int32_t baudRate = 19200;
-  bool portGiven = false;  // --port or --baud given: a serial connection asked for
+  bool portGiven = false;        // --port or --baud given: a serial connection asked for
   std::vector<int32_t> network;  // A, B [, C, D [, E, F, G]]: use the network
   bool networkDrive = false;     // a bare --network after "defaults": a network drive's defaults
 };
@@ -73,9 +74,6 @@ int UsageError(const std::string& message);
 // Prints "svodb: WHAT: <library message> (code N)" and returns kExitFailure.
 int LibraryFailure(const std::string& what, int32_t code);
 
-// Removes "--node N" from args: the node (0 when absent), or none after a
-// usage error.
-std::optional<int32_t> TakeNodeOption(const std::string& command, Args& args);
 // Makes node current: node 0 opens the connection and reads the drive's
 // model and mode; an offline image starts as a logic-version-3 drive.
 bool SelectNode(int32_t node);
@@ -86,8 +84,5 @@ bool ConnectToDrive();
 std::string Trim(const std::string& text);
 
 std::optional<int32_t> ParseInt32(const std::string& text);
-// Parses an integer argument in [min, max]; prints a usage error if not.
-std::optional<int32_t> ParseArgument(const std::string& command, const std::string& what, const std::string& text,
-                                     int32_t min, int32_t max);
 
 }  // namespace svodb_tool

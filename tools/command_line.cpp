@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 
 #include "command_options.h"
@@ -20,35 +21,6 @@ void ForEachCommand(Visit visit) {
   }
 }
 
-// serve has an option of its own under a global option's name: after
-// "serve", --port is its HTTP port (the serial port is then --serial-port,
-// or --port before "serve").
-struct OwnOption {
-  const char* command;
-  const char* option;
-};
-constexpr OwnOption kOwnOptions[] = {{"serve", "--port"}};
-
-bool OwnsOption(const std::string& command, const std::string& option) {
-  return std::ranges::any_of(
-      kOwnOptions, [&](const OwnOption& own) { return command == own.command && option == own.option; });
-}
-
-std::optional<std::vector<int32_t>> ParseNetwork(const std::string& text) {
-  std::vector<int32_t> values;
-  std::size_t start = 0;
-  while (start <= text.size()) {
-    const std::size_t comma = text.find(',', start);
-    const std::size_t stop = comma == std::string::npos ? text.size() : comma;
-    const std::optional<int32_t> value = ParseInt32(text.substr(start, stop - start));
-    if (!value) return std::nullopt;
-    values.push_back(*value);
-    start = stop + 1;
-  }
-  if (values.size() != 2 && values.size() != 4 && values.size() != 7) return std::nullopt;
-  return values;
-}
-
 // The rates a serial transport opens a port at.
 constexpr int32_t kBaudRates[] = {9600, 19200, 38400, 57600, 115200};
 
@@ -61,8 +33,6 @@ bool IsSerialPort(const std::string& text) {
   const std::optional<int32_t> port = ParseInt32(text);
   return port && *port >= 1 && *port <= 255;
 }
-
-bool IsNetwork(const std::string& text) { return ParseNetwork(text).has_value(); }
 
 // CLI11 reports a failed check as "OPTION: MESSAGE".
 CLI::Validator Accepts(const std::string& what, bool (*accepts)(const std::string&)) {
@@ -83,18 +53,23 @@ void SetPort(const std::string& text) {
   Connection().portGiven = true;
 }
 
+constexpr const char* kGlobalGroup = "global options";
+
+// Adds the global options to a command (or the whole line). An option the
+// command declares itself under a global option's name is the command's:
+// after "serve", --port is its HTTP port and the serial port --serial-port.
 void AddGlobalOptions(CLI::App& app, Flags& flags) {
-  const std::string command = app.get_name();
+  const auto own = [&app](const char* name) { return app.get_option_no_throw(name) != nullptr; };
   ConnectionOptions& connection = Connection();
   app.add_option("--transport", connection.transportPath,
                  "the transport library (default: the virtual drive next to svodb)")
-      ->type_name("PATH");
-  const char* const portHelp = "serial port number, 1-255 (default 1)";
-  const CLI::Validator port = Accepts("a serial port number from 1 to 255", IsSerialPort);
-  if (!OwnsOption(command, "--port"))
-    app.add_option_function<std::string>("--port", SetPort, portHelp)->type_name("N")->check(port);
-  if (OwnsOption(command, "--port"))
-    app.add_option_function<std::string>("--serial-port", SetPort, portHelp)->type_name("N")->check(port);
+      ->type_name("PATH")
+      ->group(kGlobalGroup);
+  app.add_option_function<std::string>(own("--port") ? "--serial-port" : "--port", SetPort,
+                                       "serial port number, 1-255 (default 1)")
+      ->type_name("N")
+      ->check(Accepts("a serial port number from 1 to 255", IsSerialPort))
+      ->group(kGlobalGroup);
   app.add_option_function<std::string>(
          "--baud",
          [](const std::string& text) {
@@ -103,37 +78,108 @@ void AddGlobalOptions(CLI::App& app, Flags& flags) {
          },
          "serial baud rate: 9600, 19200, 38400, 57600 or 115200 (default 19200)")
       ->type_name("B")
-      ->check(Accepts("9600, 19200, 38400, 57600 or 115200", IsBaudRate));
-  // After "defaults" a bare --network asks for the defaults of a network
-  // drive; with a value it is the global option, there as everywhere.
-  const bool bareNetwork = command == "defaults";
-  app.add_option_function<std::string>(
-         "--network",
-         [](const std::string& text) {
-           if (text.empty()) Connection().networkDrive = true;
-           if (!text.empty()) Connection().network = *ParseNetwork(text);
-         },
-         bareNetwork ? "a network drive's defaults; with A,B[,...] the network connection too"
-                     : "use the network connection with these arguments")
-      ->type_name("A,B[,C,D[,E,F,G]]")
-      ->expected(bareNetwork ? 0 : 1, 1)
-      ->check(Accepts("2, 4 or 7 comma-separated integers", IsNetwork));
-  app.add_flag("--yes", Safety().yes, "go ahead with a command that changes the drive without asking");
-  app.add_flag("--force", Safety().force, "replace an existing output file");
-  app.add_flag("--json", JsonWanted(), "print the command's data as JSON");
-  app.add_flag("-h,--help", flags.help, "show the command's help");
+      ->check(Accepts("9600, 19200, 38400, 57600 or 115200", IsBaudRate))
+      ->group(kGlobalGroup);
+  if (!own("--network"))
+    AddNetwork(app, "use the network connection with these arguments", false)->group(kGlobalGroup);
+  app.add_flag("--yes", Safety().yes, "go ahead with a command that changes the drive without asking")
+      ->group(kGlobalGroup);
+  app.add_flag("--force", Safety().force, "replace an existing output file")->group(kGlobalGroup);
+  app.add_flag("--json", JsonWanted(), "print the command's data as JSON")->group(kGlobalGroup);
+  app.add_flag("-h,--help", flags.help, "show the command's help")->group(kGlobalGroup);
+}
+
+bool IsGlobal(const CLI::Option* option) { return option->get_group() == kGlobalGroup; }
+
+// "--node N", "FILE", "--network [A,B...]": an option as the help shows it,
+// under its short name and its first long one.
+std::string OptionLabel(const CLI::Option* option) {
+  if (!option->nonpositional()) return option->get_name(true);
+  std::string label;
+  for (const std::string& name : option->get_snames()) label += "-" + name + ", ";
+  label += option->get_lnames().empty() ? "" : "--" + option->get_lnames().front();
+  const std::string value = option->get_type_name();
+  if (value.empty()) return label;  // a flag
+  return label + (option->get_expected_min() == 0 ? " [" + value + "]" : " " + value);
+}
+
+// "FILE", "[TEXT]", "[NAME...]": a positional argument in a usage line.
+std::string PositionalUsage(const CLI::Option* option) {
+  const std::string name = option->get_name(true) + (option->get_items_expected_max() > 1 ? "..." : "");
+  return option->get_required() ? name : "[" + name + "]";
+}
+
+// "read FILE": an action or command with its positional arguments.
+std::string UsageOf(const CLI::App& command) {
+  std::string usage = command.get_name();
+  for (const CLI::Option* option : command.get_options()) {
+    if (!option->nonpositional()) usage += " " + PositionalUsage(option);
+  }
+  return usage;
+}
+
+constexpr std::size_t kHelpWidth = 100;
+
+// "  LABEL  TEXT", the text wrapped at the help's width under its column.
+std::string HelpRow(const std::string& label, const std::string& text, std::size_t column) {
+  std::string row = "  " + label;
+  const std::string indent(column, ' ');
+  row += label.size() + 2 < column ? std::string(column - label.size() - 2, ' ') : "\n" + indent;
+  std::size_t width = column;
+  std::size_t start = 0;
+  while (start < text.size()) {
+    std::size_t stop = text.find(' ', start);
+    if (stop == std::string::npos) stop = text.size();
+    const std::string word = text.substr(start, stop - start);
+    if (width > column && width + 1 + word.size() > kHelpWidth) {
+      row += "\n" + indent;
+      width = column;
+    }
+    if (width > column) row += " ", ++width;
+    row += word;
+    width += word.size();
+    start = stop + 1;
+  }
+  return row + "\n";
+}
+
+// A command's (or an action's) help, from its declarations: usage, what
+// it does, its arguments and options, its actions.
+std::string CommandHelp(const CLI::App& command, const std::string& description) {
+  std::string usage = "usage: svodb " + CommandPath(command);
+  usage.resize(usage.size() - 2);  // without CommandPath's ": "
+  std::vector<std::pair<std::string, std::string>> rows;
+  for (const CLI::Option* option : command.get_options()) {
+    if (IsGlobal(option)) continue;
+    if (!option->nonpositional()) {
+      usage += " " + PositionalUsage(option);
+    } else {
+      usage += " [" + OptionLabel(option) + "]";
+    }
+    rows.emplace_back(OptionLabel(option), option->get_description());
+  }
+  const std::size_t firstAction = rows.size();
+  const std::vector<const CLI::App*> subs = command.get_subcommands([](const CLI::App*) { return true; });
+  for (const CLI::App* action : subs) {
+    usage += (action == subs.front() ? " " : " | ") + UsageOf(*action);
+    rows.emplace_back(UsageOf(*action), action->get_description());
+  }
+  std::size_t column = 0;
+  for (const auto& row : rows) column = std::max(column, row.first.size());
+  column = std::min<std::size_t>(column, 20) + 4;
+  std::string text = usage + "\n" + description;
+  if (!rows.empty()) text += "\n";
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    if (i == firstAction) text += "actions:\n";
+    text += HelpRow(rows[i].first, rows[i].second, column);
+  }
+  return text;
 }
 
 std::string GlobalOptionsHelp(const CLI::App& app) {
   std::string text = "global options (before or after the command):\n";
-  for (const CLI::Option* option : app.get_options()) {
-    std::string name = option->get_name(false, true);
-    if (option->get_type_size() != 0) name += " " + option->get_type_name();
-    if (name.size() > 18) name += "\n" + std::string(20, ' ');  // the description's column
-    char line[256];
-    std::snprintf(line, sizeof line, "  %-18s %s\n", name.c_str(), option->get_description().c_str());
-    text += line;
-  }
+  for (const CLI::Option* option : app.get_options())
+    text += HelpRow(OptionLabel(option), option->get_description(), 21);
   return text +
          "  --opt=value is the same as --opt value\n"
          "  After \"serve\", --port is the HTTP port and --serial-port the serial port (or give the global\n"
@@ -151,25 +197,13 @@ void PrintOverview(const CLI::App& app) {
   std::printf("\n%s", GlobalOptionsHelp(app).c_str());
 }
 
-// "--opt=value" as two arguments, "--opt" and "value".
-Args SplitOptionValues(const std::vector<std::string>& given) {
-  Args args;
-  for (const std::string& arg : given) {
-    const std::size_t equals = arg.find('=');
-    if (!arg.starts_with("--") || equals == std::string::npos) {
-      args.push_back(arg);
-      continue;
-    }
-    args.push_back(arg.substr(0, equals));
-    args.push_back(arg.substr(equals + 1));
-  }
-  return args;
-}
-
-// "COMMAND: " for a missing argument of the command being parsed.
-std::string CommandPrefix(const CLI::App& app) {
-  const std::vector<CLI::App*> parsed = app.get_subcommands();
-  return parsed.empty() ? "" : parsed.front()->get_name() + ": ";
+// The command and the action the line names, deepest last.
+std::vector<CLI::App*> ParsedChain(const CLI::App& app) {
+  std::vector<CLI::App*> chain;
+  for (std::vector<CLI::App*> parsed = app.get_subcommands(); !parsed.empty();
+       parsed = parsed.front()->get_subcommands())
+    chain.push_back(parsed.front());
+  return chain;
 }
 
 Invocation Done(int exitCode) {
@@ -178,17 +212,65 @@ Invocation Done(int exitCode) {
   return invocation;
 }
 
+// "--bogus" of "--bogus=3".
+std::string OptionName(const std::string& given) { return given.substr(0, given.find('=')); }
+
 // What the parse left over before the command's name: "help", or a mistake.
-std::optional<int> CheckLeftovers(const CLI::App& app, CLI::App* chosen, Flags& flags) {
+std::optional<int> CheckLeftovers(const CLI::App& app, const std::vector<CLI::App*>& chain, Flags& flags) {
   const std::vector<std::string> rest = app.remaining();
   if (rest.size() == 1 && rest[0] == "help") {
     flags.help = true;
-    return std::nullopt;
+  } else if (!rest.empty()) {
+    if (rest[0].starts_with("-"))
+      return UsageError("unknown option '" + OptionName(rest[0]) + "' (see svodb --help)");
+    if (!chain.empty()) return UsageError("unexpected argument '" + rest[0] + "' before the command");
+    return UsageError("unknown command '" + rest[0] + "' (see svodb --help)");
   }
-  if (rest.empty()) return std::nullopt;
-  if (rest[0].starts_with("-")) return UsageError("unknown option '" + rest[0] + "' (see svodb --help)");
-  if (chosen != nullptr) return UsageError("unexpected argument '" + rest[0] + "' before the command");
-  return UsageError("unknown command '" + rest[0] + "' (see svodb --help)");
+  for (const CLI::App* command : chain) {
+    const std::vector<std::string> extra = command->remaining();
+    if (extra.empty() || flags.help) continue;
+    const std::string path = CommandPath(*command);
+    if (extra[0].starts_with("-"))
+      return UsageError(path + "unknown option '" + OptionName(extra[0]) + "' (see svodb " +
+                        path.substr(0, path.size() - 2) + " --help)");
+    return UsageError(path + "unexpected argument '" + extra[0] + "'");
+  }
+  return std::nullopt;
+}
+
+// A command with actions whose line names none: which ones it has.
+std::optional<int> CheckAction(const std::vector<CLI::App*>& chain) {
+  const CLI::App* last = chain.back();
+  const std::vector<const CLI::App*> actions = last->get_subcommands([](const CLI::App*) { return true; });
+  if (actions.empty() || !last->get_subcommands().empty()) return std::nullopt;
+  std::string names;
+  for (const CLI::App* action : actions)
+    names += (names.empty() ? "" : action == actions.back() ? " or " : ", ") + action->get_name();
+  const std::string path = CommandPath(*last);
+  const std::vector<std::string> extra = last->remaining();
+  if (!extra.empty() && extra[0].starts_with("-")) return std::nullopt;  // an unknown option
+  if (!extra.empty()) return UsageError(path + "unknown action '" + extra[0] + "' (it takes " + names + ")");
+  return UsageError(path + "expected " + names + " (see svodb " + path.substr(0, path.size() - 2) +
+                    " --help)");
+}
+
+// Declares each command, its actions and the global options on every level.
+std::vector<std::pair<CLI::App*, const Command*>> AddCommands(CLI::App& app, Flags& flags) {
+  std::vector<std::pair<CLI::App*, const Command*>> subcommands;
+  ForEachCommand([&](const Command& command) {
+    CLI::App* sub = app.add_subcommand(command.name, command.summary);
+    command.declare(*sub);
+    for (CLI::App* level : sub->get_subcommands([](const CLI::App*) { return true; })) {
+      level->set_help_flag();
+      level->allow_extras();
+      AddGlobalOptions(*level, flags);
+    }
+    sub->set_help_flag();
+    sub->allow_extras();
+    AddGlobalOptions(*sub, flags);
+    subcommands.emplace_back(sub, &command);
+  });
+  return subcommands;
 }
 
 }  // namespace
@@ -200,39 +282,44 @@ Invocation ParseCommandLine(int argc, const char* const* argv) {
   app.allow_extras();
   app.require_subcommand(0, 1);
   AddGlobalOptions(app, flags);
-  app.add_flag("--version", flags.version, "print the tool's version");
-  std::vector<std::pair<CLI::App*, const Command*>> subcommands;
-  ForEachCommand([&](const Command& command) {
-    CLI::App* sub = app.add_subcommand(command.name, command.summary);
-    sub->set_help_flag();
-    sub->allow_extras();
-    AddGlobalOptions(*sub, flags);
-    if (command.declare != nullptr) command.declare(*sub);
-    subcommands.emplace_back(sub, &command);
-  });
+  app.add_flag("--version", flags.version, "print the tool's version")->group(kGlobalGroup);
+  const auto subcommands = AddCommands(app, flags);
   try {
     app.parse(argc, argv);
   } catch (const CommandLineError& error) {
     return Done(UsageError(error.what()));
   } catch (const CLI::RequiredError& error) {
     // "svodb peek --help" shows the help, without the address it asks for.
-    if (!flags.help) return Done(UsageError(CommandPrefix(app) + error.what()));
+    const std::vector<CLI::App*> chain = ParsedChain(app);
+    if (!flags.help && chain.empty()) return Done(UsageError(error.what()));
+    if (!flags.help) {
+      if (const std::optional<int> failed = CheckAction(chain)) return Done(*failed);
+      if (const std::optional<int> failed = CheckLeftovers(app, chain, flags)) return Done(*failed);
+      return Done(UsageError(CommandPath(*chain.back()) + error.what()));
+    }
   } catch (const CLI::ParseError& error) {
     return Done(UsageError(error.what()));
   }
-  const auto chosen = std::ranges::find_if(subcommands, [](const auto& sub) { return sub.first->parsed(); });
-  CLI::App* sub = chosen == subcommands.end() ? nullptr : chosen->first;
-  if (const std::optional<int> failed = CheckLeftovers(app, sub, flags)) return Done(*failed);
+  const std::vector<CLI::App*> chain = ParsedChain(app);
+  if (const std::optional<int> failed = CheckLeftovers(app, chain, flags)) return Done(*failed);
   if (flags.version) {
     std::printf("svodb %s\n", SVODB_PROJECT_VERSION);
     return Done(kExitOk);
   }
-  if (sub == nullptr) {
+  if (chain.empty()) {
     PrintOverview(app);
     return Done(flags.help ? kExitOk : kExitUsage);
   }
+  const auto chosen =
+      std::ranges::find(subcommands, chain.front(), &std::pair<CLI::App*, const Command*>::first);
   if (flags.help) {
-    std::printf("%s\n%s", chosen->second->usage, GlobalOptionsHelp(app).c_str());
+    const CLI::App& shown = *chain.back();
+    std::string description = chosen->second->description;
+    if (chain.size() > 1) {
+      description = shown.get_description() + ".\n";
+      description[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(description[0])));
+    }
+    std::printf("%s\n%s", CommandHelp(shown, description).c_str(), GlobalOptionsHelp(app).c_str());
     return Done(kExitOk);
   }
   const ConnectionOptions& connection = Connection();
@@ -240,9 +327,6 @@ Invocation ParseCommandLine(int argc, const char* const* argv) {
     return Done(UsageError("give either --port/--baud (a serial port) or --network (a network), not both"));
   Invocation invocation;
   invocation.command = chosen->second;
-  invocation.args = SplitOptionValues(sub->remaining());
-  if (invocation.command->declare != nullptr && !invocation.args.empty())
-    return Done(UsageError(sub->get_name() + ": unexpected argument '" + invocation.args[0] + "'"));
   return invocation;
 }
 

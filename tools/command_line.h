@@ -1,6 +1,8 @@
 // The tool's command line: one CLI11 application with a subcommand per
-// command. Global options go before or after the command; everything else
-// after the command's name is the command's own, handed to its run().
+// command (and one per action of a command such as "mdb read"). Global
+// options go before or after the command; the command's own options and
+// arguments are declared on its subcommand and reach its run() through the
+// variables they are bound to.
 #pragma once
 
 #include <optional>
@@ -12,7 +14,6 @@ namespace svodb_tool {
 
 struct Invocation {
   const Command* command = nullptr;
-  Args args;                    // the command's own arguments, "--opt=value" split in two
   std::optional<int> exitCode;  // set when the line is already dealt with: help, version, an error
 };
 

@@ -18,7 +18,7 @@ namespace {
 
 // The library's version text is "<transport's version> and <library's
 // version>", the first part empty when no transport library is loaded.
-int RunVersion(const Args&) {
+int RunVersion() {
   char combined[SVODB_VERSION_SIZE], network[SVODB_VERSION_SIZE], built[SVODB_COMPILE_TIME_SIZE];
   DLLVersion_SVODB(combined);
   NCLVersion_SVODB(network);
@@ -75,7 +75,7 @@ void DeclareEntry(CLI::App& command) {
   AddInteger(command, "ENTRY", raw.address, "the NV entry", 0, 255)->required();
 }
 
-int RunPeek(const Args&) {
+int RunPeek() {
   const int32_t address = raw.address;
   if (!Connected()) return kExitFailure;
   int32_t data = 0;
@@ -90,7 +90,7 @@ int RunPeek(const Args&) {
   return kExitOk;
 }
 
-int RunPoke(const Args&) {
+int RunPoke() {
   const int32_t address = raw.address, value = raw.value;
   const std::string name = std::to_string(address);
   if (!Connected()) return kExitFailure;
@@ -111,7 +111,7 @@ int RunPoke(const Args&) {
   return kExitOk;
 }
 
-int RunNv(const Args&) {
+int RunNv() {
   const int32_t entry = raw.address;
   if (!Connected()) return kExitFailure;
   int32_t fpgaRegister = 0, data = 0;
@@ -135,7 +135,7 @@ void DeclareSave(CLI::App& command) {
   command.add_flag("--mfg", saveManufacturing, "the manufacturing parameters instead of the user parameters");
 }
 
-int RunSave(const Args&) {
+int RunSave() {
   const bool mfg = saveManufacturing;
   if (!ConnectToDrive()) return kExitFailure;
   const std::string set = mfg ? "manufacturing" : "user";
@@ -156,14 +156,13 @@ int RunSave(const Args&) {
 
 // The virtual drive takes SVODB_SIM_POWER_CYCLE when it starts, so the
 // variable must be set before the transport's first call.
-bool IsPowerCycle(const std::string& word) { return word == "power-cycle"; }
-
 void DeclareSim(CLI::App& command) {
-  static std::string action;
-  AddWord(command, "ACTION", action, IsPowerCycle, "is no action of sim (it takes power-cycle)")->required();
+  static bool powerCycle = false;
+  command.require_subcommand(1);
+  AddAction(command, "power-cycle", "switch the virtual drive off and on", powerCycle, true);
 }
 
-int RunSim(const Args&) {
+int RunSim() {
   setenv("SVODB_SIM_POWER_CYCLE", "1", 1);
   const int32_t result = Connect();
   if (result != SVODB_OK) return LibraryFailure("cannot open the connection", result);
@@ -175,31 +174,25 @@ int RunSim(const Args&) {
 // clang-format off
 const Command kCommands[] = {
     {"version", "show the tool's, the library's, the transport's and the network library's versions",
-     "usage: svodb version\n"
      "Prints the tool's, the library's, the transport library's and the network library's versions, one\n"
      "per line, and when the library was built.\n",
      RunVersion, NoOptions},
     {"peek", "read a byte of the drive's FPGA registers",
-     "usage: svodb peek ADDR\n"
      "Reads FPGA register ADDR (0-255) of the connected drive, with no checks.\n",
      RunPeek, DeclareAddress},
     {"poke", "write a byte of the drive's FPGA registers",
-     "usage: svodb poke ADDR VALUE\n"
      "Writes VALUE (0-255) to FPGA register ADDR (0-255) of the connected drive, with no checks. It asks\n"
      "first on a terminal (--yes: no question) and prints the byte it replaced.\n",
      RunPoke, DeclarePoke},
     {"nv", "read an entry of the drive's NV memory",
-     "usage: svodb nv ENTRY\n"
      "Reads NV entry ENTRY (0-255) of the connected drive: the FPGA register it belongs to and its data.\n",
      RunNv, DeclareEntry},
     {"save", "copy the drive's working parameters to its NV memory",
-     "usage: svodb save [--mfg]\n"
      "Reads the user parameters (with --mfg the manufacturing parameters) from the drive's working\n"
      "registers and writes them to its NV memory, so that the drive starts with them after its next\n"
      "power-up. The NV memory is saved to the backups folder first.\n",
      RunSave, DeclareSave},
     {"sim", "switch the virtual drive off and on",
-     "usage: svodb sim power-cycle\n"
      "The virtual drive stays switched on from one command to the next (its state file keeps its\n"
      "working registers); power-cycle switches it off and on, so that it runs with what its NV memory\n"
      "holds. Setting SVODB_SIM_POWER_CYCLE=1 for any command does the same before that command.\n",

@@ -1,5 +1,6 @@
 // Commands on the motor's feedback device: mdb (the motor data block) and
 // trx (the device parameters of a generation-1 device).
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "command_options.h"
 #include "feedback/motor_data_block.h"
 #include "json_output.h"
 #include "progress.h"
@@ -199,19 +201,44 @@ int RunMdbWrite(const std::string& path) {
   return kExitOk;
 }
 
-int RunMdb(const Args& args) {
-  if (args.empty()) return UsageError("mdb: expected show, read, check or write (see svodb mdb --help)");
-  const std::string& action = args[0];
-  if (action == "show") {
-    if (args.size() != 1) return UsageError("mdb show: unexpected argument '" + args[1] + "'");
-    return RunMdbShow();
+enum class MdbAction { kShow, kRead, kCheck, kWrite };
+
+struct MdbOptions {
+  MdbAction action = MdbAction::kShow;
+  std::string file;
+} mdb;
+
+void DeclareMdb(CLI::App& command) {
+  mdb = {};
+  command.require_subcommand(1);
+  AddAction(command, "show", "every field of the drive's copy of the motor data block, with its unit",
+            mdb.action, MdbAction::kShow);
+  const struct {
+    const char* name;
+    const char* help;
+    MdbAction action;
+  } withFile[] = {
+      {"read", "the drive's copy of the block into FILE (384 values, one per line)", MdbAction::kRead},
+      {"check", "compare the drive's copy with the block in FILE", MdbAction::kCheck},
+      {"write",
+       "write the block in FILE to the motor's feedback device (either generation) after asking (--yes: no "
+       "question) and saving the present block to the backups folder; the device keeps its own bytes",
+       MdbAction::kWrite},
+  };
+  for (const auto& action : withFile)
+    AddAction(command, action.name, action.help, mdb.action, action.action)
+        ->add_option("FILE", mdb.file, "the block file")
+        ->required();
+}
+
+int RunMdb() {
+  switch (mdb.action) {
+    case MdbAction::kShow: return RunMdbShow();
+    case MdbAction::kRead: return RunMdbRead(mdb.file);
+    case MdbAction::kCheck: return RunMdbCheck(mdb.file);
+    case MdbAction::kWrite: break;
   }
-  if (action != "read" && action != "check" && action != "write")
-    return UsageError("mdb: unknown action '" + action + "'");
-  if (args.size() != 2) return UsageError("mdb " + action + ": expected one FILE");
-  if (action == "read") return RunMdbRead(args[1]);
-  if (action == "check") return RunMdbCheck(args[1]);
-  return RunMdbWrite(args[1]);
+  return RunMdbWrite(mdb.file);
 }
 
 // The device parameters exist only on a generation-1 device; on the other
@@ -227,57 +254,81 @@ bool ConnectedToGeneration1() {
   return false;
 }
 
-int RunTrx(const Args& args) {
-  if (args.size() < 2) return UsageError("trx: expected get NAME or set NAME VALUE (see svodb trx --help)");
-  const std::string& action = args[0];
-  const std::string& name = args[1];
-  if (action == "get" && args.size() == 2) {
-    if (!ConnectedToGeneration1()) return kExitFailure;
-    double value = 0;
-    const int32_t result = Read_TRX(name.c_str(), &value);
-    if (result != SVODB_OK) return LibraryFailure("trx get " + name, result);
-    char text[64];
-    std::snprintf(text, sizeof text, " %.0f\n", value);
-    PrintResult(Json{{"name", name}, {"value", value}}, name + text);
-    return kExitOk;
-  }
-  if (action == "set" && args.size() == 3) {
-    char* end = nullptr;
-    const double value = std::strtod(args[2].c_str(), &end);
-    if (args[2].empty() || *end != '\0') return UsageError("trx set: '" + args[2] + "' is not a number");
-    // The device's own ranges, checked before the slow link is opened.
-    const double maximum = name == "RDSINOffset" ? 255 : name == "SINGain" ? 1023 : -1;
-    if (maximum < 0) return UsageError("trx set: NAME is RDSINOffset or SINGain, not '" + name + "'");
-    if (value < 0 || value >= maximum + 1)
-      return UsageError("trx set: " + name + " takes 0-" + std::to_string(static_cast<int>(maximum)) + ", not " +
-                        args[2]);
-    if (!ConnectedToGeneration1()) return kExitFailure;
-    const int32_t result = Write_TRX(name.c_str(), value);
-    if (result != SVODB_OK) return LibraryFailure("trx set " + name, result);
-    const double stored = value < 0 ? 0.0 : static_cast<double>(static_cast<int64_t>(value));
-    char text[64];
-    std::snprintf(text, sizeof text, " <- %.0f\n", stored);
-    PrintResult(Json{{"name", name}, {"value", stored}}, name + text);
-    return kExitOk;
-  }
-  return UsageError("trx: expected get NAME or set NAME VALUE (see svodb trx --help)");
+// The device's own ranges, checked before the slow link is opened.
+struct TrxParameter {
+  const char* name;
+  int32_t maximum;
+};
+constexpr TrxParameter kTrxParameters[] = {{"RDSINOffset", 255}, {"SINGain", 1023}};
+
+bool IsTrxParameter(const std::string& name) {
+  return std::ranges::any_of(kTrxParameters, [&](const TrxParameter& known) { return name == known.name; });
 }
+
+bool IsNumber(const std::string& text) {
+  char* end = nullptr;
+  std::strtod(text.c_str(), &end);
+  return !text.empty() && *end == '\0';
+}
+
+struct TrxOptions {
+  bool set = false;
+  std::string name;
+  std::string value;
+} trx;
+
+void DeclareTrx(CLI::App& command) {
+  trx = {};
+  command.require_subcommand(1);
+  AddAction(command, "get", "read the parameter", trx.set, false)
+      ->add_option("NAME", trx.name, "RDSINOffset or SINGain")
+      ->required();
+  CLI::App* set =
+      AddAction(command, "set", "write the parameter; VALUE is truncated toward zero", trx.set, true);
+  AddWord(*set, "NAME", trx.name, IsTrxParameter, "is no parameter of the device (RDSINOffset or SINGain)")
+      ->description("RDSINOffset (0-255) or SINGain (0-1023)")
+      ->required();
+  AddWord(*set, "VALUE", trx.value, IsNumber, "is not a number")->description("the new value")->required();
+}
+
+int RunTrxGet(const std::string& name) {
+  if (!ConnectedToGeneration1()) return kExitFailure;
+  double value = 0;
+  const int32_t result = Read_TRX(name.c_str(), &value);
+  if (result != SVODB_OK) return LibraryFailure("trx get " + name, result);
+  char text[64];
+  std::snprintf(text, sizeof text, " %.0f\n", value);
+  PrintResult(Json{{"name", name}, {"value", value}}, name + text);
+  return kExitOk;
+}
+
+int RunTrxSet(const std::string& name, const std::string& given) {
+  const double value = std::strtod(given.c_str(), nullptr);
+  const int32_t maximum = std::ranges::find(kTrxParameters, name, &TrxParameter::name)->maximum;
+  if (value < 0 || value >= maximum + 1)
+    return UsageError("trx set: " + name + " takes 0-" + std::to_string(maximum) + ", not " + given);
+  if (!ConnectedToGeneration1()) return kExitFailure;
+  const int32_t result = Write_TRX(name.c_str(), value);
+  if (result != SVODB_OK) return LibraryFailure("trx set " + name, result);
+  const double stored = static_cast<double>(static_cast<int64_t>(value));
+  char text[64];
+  std::snprintf(text, sizeof text, " <- %.0f\n", stored);
+  PrintResult(Json{{"name", name}, {"value", stored}}, name + text);
+  return kExitOk;
+}
+
+int RunTrx() { return trx.set ? RunTrxSet(trx.name, trx.value) : RunTrxGet(trx.name); }
 
 // clang-format off
 const Command kCommands[] = {
     {"mdb", "show, read, check or write the motor's data block",
-     "usage: svodb mdb show | read FILE | check FILE | write FILE\n"
-     "  show        every field of the drive's copy of the motor data block, with its unit\n"
-     "  read FILE   the drive's copy of the block into FILE (384 values, one per line)\n"
-     "  check FILE  compare the drive's copy with the block in FILE\n"
-     "  write FILE  write the block in FILE to the motor's feedback device (either generation)\n"
-     "              after asking (--yes: no question) and saving the present block to the backups\n"
-     "              folder; the device keeps its own bytes\n",
-     RunMdb},
+     "The motor data block is the motor's nameplate, kept in its feedback device; the drive holds a\n"
+     "copy.\n",
+     RunMdb, DeclareMdb},
     {"trx", "read or write a parameter of a generation-1 feedback device",
-     "usage: svodb trx get NAME | set NAME VALUE\n"
-     "NAME is RDSINOffset (0-255) or SINGain (0-1023); VALUE is truncated toward zero.\n",
-     RunTrx},
+     "Reads or writes RDSINOffset (0-255) or SINGain (0-1023) of the motor's feedback device; only a\n"
+     "generation-1 device has them.\n",
+     RunTrx, DeclareTrx},
 };
 // clang-format on
 

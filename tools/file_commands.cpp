@@ -319,24 +319,25 @@ ShownValue ShowValue(const std::string& name) {
 
 // ---- svodb backup ---------------------------------------------------------------
 
-int RunBackup(const Args& given) {
-  Args args = given;
-  const std::optional<bool> everyNode = TakeEveryNodeOption("backup", args);
-  if (!everyNode) return kExitUsage;
-  if (*everyNode) return BackupEveryNode(args, RunBackup);
-  std::vector<std::string> files;
+struct BackupOptions {
+  std::string path;  // the file, or with --node all the folder
   bool mfg = false;
-  for (const std::string& arg : args) {
-    if (arg == "--mfg") {
-      mfg = true;
-    } else if (arg.rfind("--", 0) == 0) {
-      return UsageError("backup: unknown option '" + arg + "' (see svodb backup --help)");
-    } else {
-      files.push_back(arg);
-    }
-  }
-  if (files.size() != 1) return UsageError("backup: expected one file name (see svodb backup --help)");
-  const std::string& file = files[0];
+  bool everyNode = false;
+} backup;
+
+void DeclareBackup(CLI::App& command) {
+  backup = {};
+  command.add_option("FILE", backup.path, "the parameter file; with --node all the folder for the files")
+      ->required();
+  command.add_flag("--mfg", backup.mfg, "a manufacturing file of the fourteen factory settings");
+  AddEveryNode(command, backup.everyNode)
+      ->description(
+          "every drive that answers on the network (see svodb scan), each into a file of FOLDER named by its "
+          "address and serial number: node<N>-<serial>.par");
+}
+
+int BackupDrive(const std::string& file) {
+  const bool mfg = backup.mfg;
   if (!MayWriteOutput("backup", file)) return kExitUsage;
   if (!ConnectAndIdentify() || !Selected(0)) return kExitFailure;
   int32_t result = 0;
@@ -352,6 +353,12 @@ int RunBackup(const Args& given) {
               "saved " + std::to_string(count) + " " + set + " parameters of the drive's NV memory to " +
                   file + "\n");
   return kExitOk;
+}
+
+int RunBackup() {
+  if (!backup.everyNode) return BackupDrive(backup.path);
+  if (!EveryNodeReachable("backup")) return kExitUsage;
+  return BackupEveryNode(backup.path, BackupDrive);
 }
 
 // ---- svodb restore ---------------------------------------------------------------
@@ -391,7 +398,8 @@ void WarnAboutLines(const std::string& file, const ParameterText& text) {
     if (word.size() >= SVODB_NAME_SIZE || !GetStdVarName_SVODB(word.c_str(), name)) continue;
     const auto first = std::ranges::find(seen, std::string(name), &std::pair<std::string, int>::first);
     if (first != seen.end()) {
-      std::fprintf(stderr, "svodb: warning: %s:%d: %s is listed again (first on line %d); the later line wins\n",
+      std::fprintf(stderr,
+                   "svodb: warning: %s:%d: %s is listed again (first on line %d); the later line wins\n",
                    file.c_str(), line->number, name, first->second);
     } else {
       seen.emplace_back(name, line->number);
@@ -539,13 +547,13 @@ bool FileFitsDrive(const std::string& file, RestorePlan& plan) {
   plan.fileModel = ModelName(fileModel);
   plan.driveModel = ModelName(driveModel);
   if (fileModel != driveModel) {
-    std::fprintf(stderr, "svodb: restore: %s is for %s; the drive is %s\n", file.c_str(), plan.fileModel.c_str(),
-                 plan.driveModel.c_str());
+    std::fprintf(stderr, "svodb: restore: %s is for %s; the drive is %s\n", file.c_str(),
+                 plan.fileModel.c_str(), plan.driveModel.c_str());
     return false;
   }
   if (fileType != 0 && fileType != DriveTypeOfConnection()) {
-    std::fprintf(stderr, "svodb: restore: %s is for a %s drive; this one is on a %s connection\n", file.c_str(),
-                 DriveTypeName(fileType), DriveTypeName(DriveTypeOfConnection()));
+    std::fprintf(stderr, "svodb: restore: %s is for a %s drive; this one is on a %s connection\n",
+                 file.c_str(), DriveTypeName(fileType), DriveTypeName(DriveTypeOfConnection()));
     return false;
   }
   return FileLogicFitsDrive(file);
@@ -623,8 +631,8 @@ void PrintRestorePlan(const RestorePlan& plan) {
   std::fflush(stdout);  // the table before its warnings
   for (const PlanRow& row : plan.changes) {
     if (!row.asked.empty())
-      std::fprintf(stderr, "svodb: warning: %s: the file asks for %s; the drive will store %s\n", row.name.c_str(),
-                   row.asked.c_str(), row.after.text.c_str());
+      std::fprintf(stderr, "svodb: warning: %s: the file asks for %s; the drive will store %s\n",
+                   row.name.c_str(), row.asked.c_str(), row.after.text.c_str());
   }
 }
 
@@ -637,11 +645,13 @@ struct RestoreOptions {
 void DeclareRestore(CLI::App& command) {
   restore = {};
   command.add_option("FILE", restore.file, "the parameter file")->required();
-  command.add_flag("--mfg", restore.mfg, "FILE is a manufacturing file");
-  command.add_flag("--dry-run", restore.dryRun, "stop after the plan");
+  command.add_flag("--mfg", restore.mfg,
+                   "FILE is a manufacturing file: only its factory settings are written");
+  command.add_flag("--dry-run", restore.dryRun,
+                   "stop after the plan; it makes every check the restore makes");
 }
 
-int RunRestore(const Args&) {
+int RunRestore() {
   const std::string& file = restore.file;
   const bool mfg = restore.mfg, dryRun = restore.dryRun;
   if (!CheckParameterFile(file, mfg)) {
@@ -702,13 +712,19 @@ void DeclareDefaults(CLI::App& command) {
   defaults = {};
   AddWord(command, "--model", defaults.model, IsModel,
           "is no model (a code such as 31, or a name such as X7102)")
+      ->description("a model code (e.g. 31) or name (e.g. X7102); default 31")
       ->type_name("M");
-  AddInteger(command, "--node", defaults.node, "the offline image", 1, 6);
+  AddInteger(command, "--node", defaults.node, "the offline image", 1, 6)
+      ->description("the offline image to load them into, 1-6 (default 1)");
   command.add_option("--out", defaults.out, "write the defaults to this user file")->type_name("FILE");
-  AddInteger(command, "--logic", defaults.logic, "the logic version", 2, 4);
+  AddInteger(command, "--logic", defaults.logic, "the logic version", 2, 4)
+      ->description("the drive's logic version, 2-4 (default 3), which chooses the default tables");
+  // A bare --network asks for the defaults of a network drive; with a value
+  // it is the global option, there as everywhere.
+  AddNetwork(command, "the defaults of a network drive; with A,B[,...] the network connection too", true);
 }
 
-int RunDefaults(const Args&) {
+int RunDefaults() {
   const std::optional<int32_t> model = defaults.model.empty() ? kInitialModel : ParseModel(defaults.model);
   const std::optional<int32_t> logic = defaults.logic;
   const std::optional<std::string> out =
@@ -767,8 +783,11 @@ bool ParseSide(const std::string& given, Side& side) {
     side.kind = SourceKind::kDrive;
   } else if (given.rfind("node:", 0) == 0) {
     side.kind = SourceKind::kNode;
-    const auto node = ParseArgument("diff", "the node", given.substr(5), 0, 6);
-    if (!node) return false;
+    const std::optional<int32_t> node = ParseInt32(given.substr(5));
+    if (!node || *node < 0 || *node > 6) {
+      UsageError("diff: the node must be an integer from 0 to 6, not '" + given.substr(5) + "'");
+      return false;
+    }
     side.node = *node;
   } else if (given == "defaults" || given.rfind("defaults:", 0) == 0) {
     side.kind = SourceKind::kDefaults;
@@ -945,12 +964,26 @@ Json DiffDocument(const std::string& first, const std::string& second, const Set
   return {{"first", first}, {"second", second}, {"compared", comparison.compared}, {"differing", rows}};
 }
 
-int RunDiff(const Args& given) {
-  Args args = given;
-  const std::optional<bool> everyNode = TakeEveryNodeOption("diff", args);
-  if (!everyNode) return kExitUsage;
-  if (*everyNode) return DiffEveryNode(args);
-  if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
+struct DiffOptions {
+  std::string first;
+  std::string second;
+  bool everyNode = false;
+} diff;
+
+void DeclareDiff(CLI::App& command) {
+  diff = {};
+  command.add_option("A", diff.first, "the first parameter set")->required();
+  command.add_option("B", diff.second, "the second parameter set")->required();
+  AddEveryNode(command, diff.everyNode)
+      ->description(
+          "compare on every drive that answers on the network (see svodb scan), in one table with the "
+          "drive's "
+          "address in its first column");
+}
+
+int RunDiff() {
+  if (diff.everyNode) return EveryNodeReachable("diff") ? DiffEveryNode(diff.first, diff.second) : kExitUsage;
+  const std::vector<std::string> args{diff.first, diff.second};
   const std::optional<SetComparison> comparison = CompareParameterSets(args[0], args[1]);
   if (!comparison) return kExitUsage;
   if (JsonWanted()) {
@@ -975,16 +1008,11 @@ int RunDiff(const Args& given) {
 // clang-format off
 const Command kCommands[] = {
     {"backup", "save the drive's NV memory to a parameter file",
-     "usage: svodb backup FILE [--mfg]\n"
-     "       svodb backup FOLDER --node all [--mfg]\n"
      "Reads the drive's NV memory (the parameters it starts with) and writes it to FILE as a user file\n"
      "of the parameters the drive's version supports; with --mfg as a manufacturing file of the\n"
-     "fourteen factory settings.\n"
-     "  --node all  every drive that answers on the network (see svodb scan), each into a file of\n"
-     "              FOLDER named by its address and serial number: node<N>-<serial>.par\n",
-     RunBackup},
+     "fourteen factory settings. An existing FILE is replaced only with --force.\n",
+     RunBackup, DeclareBackup},
     {"restore", "check a parameter file and write it to the drive's NV memory",
-     "usage: svodb restore FILE [--mfg] [--dry-run]\n"
      "Checks FILE without the drive and reports every line that does not load, with its line number;\n"
      "only a file without such lines is written to the drive's NV memory (after a check of its model\n"
      "against the drive's). The drive runs with it after its next power-up. Parameters the file does\n"
@@ -992,23 +1020,15 @@ const Command kCommands[] = {
      "which the drive's command scaling is set.\n"
      "Before writing, the file's model, drive type and logic version (not newer than the drive's) are\n"
      "checked against the drive's and the plan is shown: each parameter that changes, as the drive's\n"
-     "NV holds it now and after the restore, with\n"
-     "warnings for names listed twice, numbers without their unit column and values the drive will\n"
-     "store rounded. Then it asks (--yes: no question) and saves the drive's NV to the backups folder.\n"
-     "  --mfg      FILE is a manufacturing file: only its factory settings are written\n"
-     "  --dry-run  stop after the plan; it makes every check the restore makes\n",
+     "NV holds it now and after the restore, with warnings for names listed twice, numbers without\n"
+     "their unit column and values the drive will store rounded. Then it asks (--yes: no question) and\n"
+     "saves the drive's NV to the backups folder.\n",
      RunRestore, DeclareRestore},
     {"defaults", "show the factory defaults of a model, or write them to a file",
-     "usage: svodb defaults [--model M] [--node N] [--out FILE] [--network] [--logic L]\n"
-     "Loads the factory user and manufacturing defaults into offline image N (1-6, default 1) and shows\n"
-     "them, or with --out writes them to FILE as a user file.\n"
-     "  --model M  a model code (e.g. 31) or name (e.g. X7102); default 31\n"
-     "  --network  the defaults of a network drive; so does the global --network A,B[,...], which\n"
-     "             here may also be given after the command\n"
-     "  --logic L  the drive's logic version, 2-4 (default 3), which chooses the default tables\n",
+     "Loads the factory user and manufacturing defaults into an offline image and shows them, or with\n"
+     "--out writes them to FILE as a user file.\n",
      RunDefaults, DeclareDefaults},
     {"diff", "show the parameters that differ between two parameter sets",
-     "usage: svodb diff A B [--node all]\n"
      "Compares two parameter sets and shows, in engineering units, the parameters that differ. Each of\n"
      "A and B is one of:\n"
      "  FILE              a user or manufacturing parameter file (told apart by its first word)\n"
@@ -1018,10 +1038,8 @@ const Command kCommands[] = {
      "  defaults[:MODEL]  the factory defaults of MODEL; without MODEL, of the other side's model,\n"
      "                    and always of the other side's drive type, logic version and units\n"
      "Only parameters both sets hold are compared. Exit status: 0 the sets are equal, 1 they differ,\n"
-     "2 bad usage or a failure.\n"
-     "  --node all  compare on every drive that answers on the network (see svodb scan), in one table\n"
-     "              with the drive's address in its first column\n",
-     RunDiff},
+     "2 bad usage or a failure.\n",
+     RunDiff, DeclareDiff},
 };
 // clang-format on
 

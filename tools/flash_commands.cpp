@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "cli.h"
+#include "command_options.h"
 #include "flash_file_check.h"
 #include "flash_progress.h"
 #include "json_output.h"
@@ -140,22 +141,27 @@ int ProgramFile(const std::string& file, bool isc, bool verify) {
   return kExitOk;
 }
 
-int RunFlash(const Args& args) {
-  bool verify = false, erase = false, configure = false;
+struct FlashOptions {
   std::string file;
-  for (const std::string& arg : args) {
-    if (arg == "--verify") {
-      verify = true;
-    } else if (arg == "--erase") {
-      erase = true;
-    } else if (arg == "--configure") {
-      configure = true;
-    } else if (arg.starts_with("--") || !file.empty()) {
-      return UsageError("flash: unexpected argument '" + arg + "' (see svodb flash --help)");
-    } else {
-      file = arg;
-    }
-  }
+  bool verify = false;
+  bool erase = false;
+  bool configure = false;
+} flash;
+
+void DeclareFlash(CLI::App& command) {
+  flash = {};
+  command.add_option("FILE", flash.file,
+                     "program the flash from an ISC (.isc) or I00 (.i00) file, after checking the whole file "
+                     "(records, rows, checksums) and its logic version against the drive's; the drive's "
+                     "parameters are saved to the backups folder first");
+  command.add_flag("--verify", flash.verify, "with FILE: compare the flash with the file instead");
+  command.add_flag("--erase", flash.erase, "erase the flash (the parameters are saved first as well)");
+  command.add_flag("--configure", flash.configure, "make the drive reload its FPGA from the flash");
+}
+
+int RunFlash() {
+  const std::string& file = flash.file;
+  const bool verify = flash.verify, erase = flash.erase, configure = flash.configure;
   if ((file.empty() ? 0 : 1) + (erase ? 1 : 0) + (configure ? 1 : 0) != 1 || (verify && file.empty())) {
     return UsageError("flash: give one of FILE [--verify], --erase, --configure");
   }
@@ -192,16 +198,9 @@ int RunFlash(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"flash", "program, verify, erase or reload the drive's FPGA configuration flash",
-     "usage: svodb flash FILE [--verify] | --erase | --configure\n"
-     "FILE            program the flash from an ISC (.isc) or I00 (.i00) file, after checking the\n"
-     "                whole file (records, rows, checksums) and its logic version against the\n"
-     "                drive's; the drive's parameters are saved to the backups folder first\n"
-     "FILE --verify   compare the flash with the file instead\n"
-     "--erase         erase the flash (the parameters are saved first as well)\n"
-     "Programming and erasing ask first on a terminal; --yes goes ahead without asking.\n"
-     "--configure     make the drive reload its FPGA from the flash\n"
-     "Progress shows as a bar on a terminal, else as a line per tenth.\n",
-     RunFlash},
+     "Give one of FILE [--verify], --erase and --configure. Programming and erasing ask first on a\n"
+     "terminal (--yes: no question). Progress shows as a bar on a terminal, else as a line per tenth.\n",
+     RunFlash, DeclareFlash},
 };
 // clang-format on
 

@@ -21,12 +21,15 @@ struct VirtualClock {
 };
 
 uint32_t VirtualNow(void* context) { return ++static_cast<VirtualClock*>(context)->now_ms; }
-void VirtualSleep(void* context, uint32_t duration_ms) { static_cast<VirtualClock*>(context)->now_ms += duration_ms; }
+void VirtualSleep(void* context, uint32_t duration_ms) {
+  static_cast<VirtualClock*>(context)->now_ms += duration_ms;
+}
 
 void UseVirtualClockWhenAsked() {
   static VirtualClock clock;
   const char* asked = std::getenv("SVODB_SIM_VIRTUAL_CLOCK");
-  if (asked != nullptr && std::string(asked) == "1") svodb_set_clock_handlers(VirtualNow, VirtualSleep, &clock);
+  if (asked != nullptr && std::string(asked) == "1")
+    svodb_set_clock_handlers(VirtualNow, VirtualSleep, &clock);
 }
 
 }  // namespace
@@ -38,5 +41,5 @@ int main(int argc, char** argv) {
   if (invocation.exitCode) return *invocation.exitCode;
   if (!LoadTransport(argv[0])) return kExitUsage;
   UseVirtualClockWhenAsked();
-  return invocation.command->run(invocation.args);
+  return invocation.command->run();
 }

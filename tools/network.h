@@ -3,26 +3,22 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <span>
 #include <string>
 
 #include "cli.h"
 
 namespace svodb_tool {
 
-// Removes "--node all" from args: true when it was there, false when not,
-// and none (after a usage error) for "--node" with anything else, or for a
-// serial connection, which reaches one drive only.
-std::optional<bool> TakeEveryNodeOption(const std::string& command, Args& args);
+// True when the connection reaches a network: "--node all" runs over its
+// drives; a serial port reaches one drive only (false after saying so).
+bool EveryNodeReachable(const std::string& command);
 
-// `svodb backup FOLDER --node all [--mfg]`: one file per answering drive,
-// named by its address and serial number; backupOne saves one drive to the
-// file its arguments name.
-int BackupEveryNode(const Args& args, int (*backupOne)(const Args& args));
+// `svodb backup FOLDER --node all`: one file per answering drive, named by
+// its address and serial number; backupOne saves one drive to a file.
+int BackupEveryNode(const std::string& folder, int (*backupOne)(const std::string& file));
 // `svodb diff A B --node all`: one table of what differs, drive by drive.
-int DiffEveryNode(const Args& args);
+int DiffEveryNode(const std::string& first, const std::string& second);
 // `svodb info --node all`: one table of the answering drives.
-int InfoEveryNode(const Args& args);
+int InfoEveryNode();
 
 }  // namespace svodb_tool

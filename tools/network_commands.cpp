@@ -119,8 +119,7 @@ int PrintNodes(const std::vector<NodeIdentity>& nodes, bool wide) {
   return kExitOk;
 }
 
-int RunScan(const Args& args) {
-  if (!args.empty()) return UsageError("scan: unexpected argument '" + args[0] + "'");
+int RunScan() {
   if (Connection().portGiven) return UsageError("scan: a serial port reaches one drive; scan a --network");
   return PrintNodes(AnsweringNodes(), false);
 }
@@ -128,63 +127,47 @@ int RunScan(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"scan", "list the drives that answer on the network",
-     "usage: svodb scan [--network A,B[,...]] [--json]\n"
      "Tries every address of the network (the first network argument, 1 to the number of axes the\n"
      "transport reports) and lists each drive that answers: its address (node), model, logic version\n"
      "and serial number. Without --network the other network arguments are 0. Exit status 1 when no\n"
-     "drive answers.\n"
-     "  --json  {\"nodes\": [{\"node\", \"model\", \"model_label\", \"logic_version\", \"serial_number\"}]}\n",
-     RunScan},
+     "drive answers. With --json: {\"nodes\": [{\"node\", \"model\", \"model_label\", \"logic_version\",\n"
+     "\"serial_number\"}]}.\n",
+     RunScan, [](CLI::App&) {}},
 };
 // clang-format on
 
 }  // namespace
 
-std::optional<bool> TakeEveryNodeOption(const std::string& command, Args& args) {
-  const auto option = std::ranges::find(args, "--node");
-  if (option == args.end()) return false;
-  if (option + 1 == args.end() || option[1] != "all") {
-    UsageError(command + ": --node takes 'all' (every drive that answers on the network)");
-    return std::nullopt;
-  }
-  args.erase(option, option + 2);
-  if (Connection().portGiven) {
-    UsageError(command + ": --node all works over a network; a serial port reaches one drive");
-    return std::nullopt;
-  }
-  return true;
+bool EveryNodeReachable(const std::string& command) {
+  if (!Connection().portGiven) return true;
+  UsageError(command + ": --node all works over a network; a serial port reaches one drive");
+  return false;
 }
 
-int BackupEveryNode(const Args& args, int (*backupOne)(const Args& args)) {
-  const auto folder =
-      std::ranges::find_if(args, [](const std::string& arg) { return !arg.starts_with("--"); });
-  if (folder == args.end()) return UsageError("backup: --node all needs a folder for the files");
+int BackupEveryNode(const std::string& folder, int (*backupOne)(const std::string& file)) {
   std::error_code error;
-  std::filesystem::create_directories(*folder, error);
-  if (error || !std::filesystem::is_directory(*folder))
-    return UsageError("backup: cannot make the folder '" + *folder + "' (" + error.message() + ")");
+  std::filesystem::create_directories(folder, error);
+  if (error || !std::filesystem::is_directory(folder))
+    return UsageError("backup: cannot make the folder '" + folder + "' (" + error.message() + ")");
   const std::vector<NodeIdentity> nodes = AnsweringNodes();
   if (nodes.empty()) return kExitFailure;
   int status = kExitOk;
   for (const NodeIdentity& node : nodes) {
-    Args one = args;
     const std::string name = "node" + std::to_string(node.address) + "-" + node.serial + ".par";
-    one[static_cast<std::size_t>(folder - args.begin())] = (std::filesystem::path(*folder) / name).string();
     Address(node.address);
-    status = std::max(status, backupOne(one));
+    status = std::max(status, backupOne((std::filesystem::path(folder) / name).string()));
   }
   return status;
 }
 
-int DiffEveryNode(const Args& args) {
-  if (args.size() != 2) return UsageError("diff: expected two parameter sets (see svodb diff --help)");
+int DiffEveryNode(const std::string& first, const std::string& second) {
   const std::vector<NodeIdentity> nodes = AnsweringNodes();
   if (nodes.empty()) return kExitFailure;
   std::vector<std::pair<int32_t, DifferingParameter>> rows;
-  std::size_t compared = 0, width = args[0].size();
+  std::size_t compared = 0, width = first.size();
   for (const NodeIdentity& node : nodes) {
     Address(node.address);
-    const std::optional<SetComparison> comparison = CompareParameterSets(args[0], args[1]);
+    const std::optional<SetComparison> comparison = CompareParameterSets(first, second);
     if (!comparison) return kExitUsage;
     for (const DifferingParameter& row : comparison->differing) {
       rows.emplace_back(node.address, row);
@@ -193,7 +176,7 @@ int DiffEveryNode(const Args& args) {
     compared += comparison->compared;
   }
   const int w = static_cast<int>(width);
-  std::printf("%-5s %-16s  %-*s  %s\n", "node", "Parameter", w, args[0].c_str(), args[1].c_str());
+  std::printf("%-5s %-16s  %-*s  %s\n", "node", "Parameter", w, first.c_str(), second.c_str());
   for (const auto& [address, row] : rows) {
     std::printf("%-5d %-16s  %-*s  %s\n", static_cast<int>(address), row.name.c_str(), w, row.first.c_str(),
                 row.second.c_str());
@@ -202,8 +185,8 @@ int DiffEveryNode(const Args& args) {
   return rows.empty() ? kExitOk : kExitFailure;
 }
 
-int InfoEveryNode(const Args& args) {
-  if (!args.empty()) return UsageError("info: unexpected argument '" + args[0] + "'");
+int InfoEveryNode() {
+  if (!EveryNodeReachable("info")) return kExitUsage;
   return PrintNodes(AnsweringNodes(), true);
 }
 

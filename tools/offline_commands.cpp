@@ -26,18 +26,14 @@ struct VariableOptions {
 
 void DeclareVariable(CLI::App& command) {
   variable = {};
-  command.add_option("NAME", variable.name, "the variable")->required();
-  AddInteger(command, "--node", variable.node, "the node", 0, 6);
+  AddVariableName(command, "NAME", variable.name);
+  AddInteger(command, "--node", variable.node, "the node", 0, 6)
+      ->description("the image: 0 the connected drive's (the default), 1-6 an offline image");
 }
 
-int RunEnum(const Args&) {
-  const std::vector<std::string> rest{variable.name};
+int RunEnum() {
   const std::optional<int32_t> node = variable.node;
-  const std::optional<std::string> known = CatalogueName(rest[0]);
-  if (!known) {
-    const std::string hint = DidYouMean(rest[0]);
-    return UsageError("enum: no variable is named '" + rest[0] + "'" + (hint.empty() ? "" : "; " + hint));
-  }
+  const std::optional<std::string> known = CatalogueName(variable.name);
   if (!SelectNode(*node)) return kExitFailure;
   const auto listed = EnumerationOf(*known);
   if (!listed) return UsageError("enum: " + *known + " has no enumeration");
@@ -45,7 +41,8 @@ int RunEnum(const Args&) {
   if (!JsonWanted()) std::printf("%5s  %6s  %-44s  %s\n", "Index", "Value", "Display label", "File label");
   for (const EnumEntry& entry : *listed) {
     if (JsonWanted()) {
-      entries.push_back(Json{{"index", entry.index}, {"value", entry.value},
+      entries.push_back(Json{{"index", entry.index},
+                             {"value", entry.value},
                              {"label", entry.display ? Json(*entry.display) : Json()},
                              {"file_label", entry.file ? Json(*entry.file) : Json()}});
       continue;
@@ -57,8 +54,8 @@ int RunEnum(const Args&) {
   return kExitOk;
 }
 
-int RunProps(const Args&) {
-  const std::vector<std::string> rest{variable.name};
+int RunProps() {
+  const std::vector<std::string> rest{*CatalogueName(variable.name)};
   const std::optional<int32_t> node = variable.node;
   if (!SelectNode(*node)) return kExitFailure;
   int32_t code = 0;
@@ -86,12 +83,10 @@ int RunProps(const Args&) {
 // clang-format off
 const Command kCommands[] = {
     {"enum", "list the values and labels of an enumerated variable",
-     "usage: svodb enum NAME [--node N]\n"
      "Lists index, value, display label and file label of each entry, as they read for the connected\n"
      "drive (node 0, the default) or for offline image N (1-6).\n",
      RunEnum, DeclareVariable},
     {"props", "show a variable's conversion code, limits, default and unit",
-     "usage: svodb props NAME [--node N]\n"
      "Shows the property answers a setup tool builds an input field from, for the connected drive's\n"
      "image (node 0, the default) or offline image N (1-6).\n",
      RunProps, DeclareVariable},

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "command_options.h"
 #include "json_output.h"
 #include "network.h"
 #include "progress.h"
@@ -26,22 +27,6 @@ constexpr std::size_t kTextSize = 25;  // serial number and version texts
 
 bool Connected() { return ConnectToDrive(); }
 
-// The words of a command line without "--node N": the names and values
-// that can be checked before the drive is touched.
-Args WithoutNode(const Args& args) {
-  Args words = args;
-  const auto node = std::ranges::find(words, "--node");
-  if (node != words.end()) words.erase(node, node + std::min<std::ptrdiff_t>(2, words.end() - node));
-  return words;
-}
-
-bool HasNodeOption(const Args& args) {
-  for (const std::string& arg : args) {
-    if (arg == "--node") return true;
-  }
-  return false;
-}
-
 // Where get and set work: the connected drive itself, or with --node N an
 // image (node 0 the drive's, 1-6 offline) through the offline functions.
 struct Target {
@@ -50,17 +35,18 @@ struct Target {
   int32_t (*write)(const char*, double) = PutVariableOnline_SVODB;
 };
 
-std::optional<Target> ChooseTarget(const std::string& command, Args& args) {
-  Target target;
-  if (HasNodeOption(args)) {
-    const auto node = TakeNodeOption(command, args);
-    if (!node) return std::nullopt;
-    if (!SelectNode(*node)) return Target{true, nullptr, nullptr};
-    target = Target{true, GetVariable_SVODB, PutVariable_SVODB};
-  } else if (!Connected()) {
-    return Target{false, nullptr, nullptr};
-  }
-  return target;
+constexpr int32_t kTheDrive = -1;  // no --node: the connected drive itself
+
+// None when the drive or the image cannot be reached (after saying why).
+std::optional<Target> ChooseTarget(int32_t node) {
+  if (node == kTheDrive) return Connected() ? std::optional<Target>(Target{}) : std::nullopt;
+  if (!SelectNode(node)) return std::nullopt;
+  return Target{true, GetVariable_SVODB, PutVariable_SVODB};
+}
+
+CLI::Option* AddImage(CLI::App& command, int32_t& node) {
+  return AddInteger(command, "--node", node, "the node", 0, 6)
+      ->description("the image of node N instead of the drive: 0 the drive's, 1-6 an offline image");
 }
 
 std::string Text(int32_t (*read)(const char*, int32_t, char*), const char* name, int32_t& result) {
@@ -69,12 +55,15 @@ std::string Text(int32_t (*read)(const char*, int32_t, char*), const char* name,
   return text;
 }
 
-int RunInfo(const Args& given) {
-  Args args = given;
-  const std::optional<bool> everyNode = TakeEveryNodeOption("info", args);
-  if (!everyNode) return kExitUsage;
-  if (*everyNode) return InfoEveryNode(args);
-  if (!args.empty()) return UsageError("info: unexpected argument '" + args[0] + "'");
+bool infoOfEveryNode = false;
+
+void DeclareInfo(CLI::App& command) {
+  infoOfEveryNode = false;
+  AddEveryNode(command, infoOfEveryNode);
+}
+
+int RunInfo() {
+  if (infoOfEveryNode) return InfoEveryNode();
   if (!Connected()) return kExitFailure;
   int32_t model = 0, mode = 0, driveType = 0, result = 0;
   if ((result = GetModelOnline_SVODB(&model)) != SVODB_OK) return LibraryFailure("reading the model", result);
@@ -113,7 +102,8 @@ int RunInfo(const Args& given) {
   if (driveType == 2) {
     std::printf("connection:     network\n");
   } else {
-    std::printf("connection:     serial port %d at %d baud\n", static_cast<int>(o.port), static_cast<int>(o.baudRate));
+    std::printf("connection:     serial port %d at %d baud\n", static_cast<int>(o.port),
+                static_cast<int>(o.baudRate));
   }
   return kExitOk;
 }
@@ -153,7 +143,7 @@ Json ValueJson(const std::string& name, const ReadOutcome& read) {
 
 // Every variable, group by group and in the catalogue's order within a
 // group; or the names asked for, as asked.
-std::vector<std::string> NamesToGet(const Args& names, bool all) {
+std::vector<std::string> NamesToGet(const std::vector<std::string>& names, bool all) {
   if (!all) return names;
   std::vector<std::string> grouped;
   for (const char* group : kGroups) {
@@ -164,29 +154,31 @@ std::vector<std::string> NamesToGet(const Args& names, bool all) {
   return grouped;
 }
 
-int UnknownName(const std::string& command, const std::string& typed) {
-  const std::string hint = DidYouMean(typed);
-  return UsageError(command + ": no variable is named '" + typed + "'" + (hint.empty() ? "" : "; " + hint));
+struct GetOptions {
+  std::vector<std::string> names;
+  bool all = false;
+  int32_t node = kTheDrive;
+} get;
+
+void DeclareGet(CLI::App& command) {
+  get = {};
+  AddVariableNames(command, "NAME", get.names, "the variables, by name in any case");
+  command.add_flag("--all", get.all,
+                   "every variable the drive answers, under the headings [User parameters], [Manufacturing "
+                   "settings] and [Status and monitoring], in the catalogue's order within each");
+  AddImage(command, get.node);
 }
 
-int RunGet(const Args& args) {
-  Args names = args;
-  const bool all = std::erase(names, std::string("--all")) > 0;
-  for (const std::string& typed : names) {
-    if (typed.starts_with("--") && typed != "--node") return UsageError("get: unknown option '" + typed + "'");
-  }
-  for (const std::string& typed : WithoutNode(names)) {
-    if (!CatalogueName(typed)) return UnknownName("get", typed);
-  }
-  const auto target = ChooseTarget("get", names);
-  if (!target) return kExitUsage;
-  if (names.empty() == !all)
+int RunGet() {
+  const bool all = get.all;
+  if (get.names.empty() == !all)
     return UsageError("get: expected variable names or --all (see svodb get --help)");
-  if (target->read == nullptr) return kExitFailure;
+  const auto target = ChooseTarget(get.node);
+  if (!target) return kExitFailure;
   int status = kExitOk;
   Json document = Json::array();
   std::string_view heading;
-  for (const std::string& typed : NamesToGet(names, all)) {
+  for (const std::string& typed : NamesToGet(get.names, all)) {
     const std::string name = CatalogueName(typed).value_or(typed);
     const ReadOutcome read = ReadVariable(*target, name);
     if (read.result != SVODB_OK) {
@@ -201,68 +193,88 @@ int RunGet(const Args& args) {
         std::printf("%s[%s]\n", heading.empty() ? "" : "\n", GroupOf(name));
         heading = GroupOf(name);
       }
-      std::printf("%-18s %s\n", name.c_str(), read.text ? read.text->c_str() : FormatValue(name, read.value).c_str());
+      std::printf("%-18s %s\n", name.c_str(),
+                  read.text ? read.text->c_str() : FormatValue(name, read.value).c_str());
     }
   }
   if (JsonWanted()) PrintJson(document);
   return status;
 }
 
-int RunSet(const Args& args) {
-  if (const Args words = WithoutNode(args); words.size() == 2) {
-    const std::optional<std::string> name = CatalogueName(words[0]);
-    if (!name) return UnknownName("set", words[0]);
-    if (const std::string problem = FractionProblem(*name, words[1]); !problem.empty())
-      return UsageError("set: " + problem);
-  }
-  Args rest = args;
-  const auto target = ChooseTarget("set", rest);
-  if (!target) return kExitUsage;
-  if (rest.size() != 2) return UsageError("set: expected a variable name and a value (see svodb set --help)");
-  const std::optional<std::string> name = CatalogueName(rest[0]);
-  if (!name) return UnknownName("set", rest[0]);
+struct SetOptions {
+  std::string name;
+  std::string value;
+  int32_t node = kTheDrive;
+} set;
+
+void DeclareSet(CLI::App& command) {
+  set = {};
+  AddVariableName(command, "NAME", set.name);
+  command.add_option("VALUE", set.value, "in engineering units, or a label of an enumerated variable")
+      ->required();
+  AddImage(command, set.node);
+}
+
+int RunSet() {
+  const std::string name = *CatalogueName(set.name);
+  // A fraction for an integer variable is refused before the drive is
+  // touched; the labels an enumerated one takes are the drive's.
+  if (const std::string problem = FractionProblem(name, set.value); !problem.empty())
+    return UsageError("set: " + problem);
+  const auto target = ChooseTarget(set.node);
+  if (!target) return kExitFailure;
   std::string problem;
-  const std::optional<double> value = ParseValue(*name, rest[1], problem);
+  const std::optional<double> value = ParseValue(name, set.value, problem);
   if (!value) return UsageError("set: " + problem);
-  if (target->write == nullptr) return kExitFailure;
-  int32_t result = target->write(name->c_str(), *value);
-  if (result != SVODB_OK) return LibraryFailure("set " + *name, result);
+  int32_t result = target->write(name.c_str(), *value);
+  if (result != SVODB_OK) return LibraryFailure("set " + name, result);
   double back = 0;
-  result = target->read(name->c_str(), &back);
-  if (result != SVODB_OK) return LibraryFailure("reading " + *name + " back", result);
+  result = target->read(name.c_str(), &back);
+  if (result != SVODB_OK) return LibraryFailure("reading " + name + " back", result);
   // The drive keeps values in its own steps: say so when the stored value
   // is not the one asked for (beyond the printed precision).
   const bool rounded = std::fabs(back - *value) > 1e-9 * (1 + std::fabs(*value));
   if (rounded) {
-    std::fprintf(stderr, "svodb: set %s: asked for %s; the drive stores %s\n", name->c_str(), rest[1].c_str(),
-                 FormatValue(*name, back).c_str());
+    std::fprintf(stderr, "svodb: set %s: asked for %s; the drive stores %s\n", name.c_str(),
+                 set.value.c_str(), FormatValue(name, back).c_str());
   }
   if (JsonWanted()) {
-    Json item = ValueJson(*name, ReadOutcome{SVODB_OK, back, std::nullopt});
+    Json item = ValueJson(name, ReadOutcome{SVODB_OK, back, std::nullopt});
     item["asked"] = *value;
     item["rounded"] = rounded;
     PrintJson(item);
   } else {
-    std::printf("%-18s %s\n", name->c_str(), FormatValue(*name, back).c_str());
+    std::printf("%-18s %s\n", name.c_str(), FormatValue(name, back).c_str());
   }
   return kExitOk;
 }
 
-int RunSerial(const Args& args) {
-  if (args.size() > 1) return UsageError("serial: expected at most one serial number");
-  if (args.size() == 1 && args[0].size() > 24)
-    return UsageError("serial: a serial number has at most 24 characters");
+std::optional<std::string> newSerial;
+
+void CheckSerial(const std::string& text) {
+  if (text.size() > 24) throw CommandLineError("serial: a serial number has at most 24 characters");
+  if (Trim(text).empty()) throw CommandLineError("serial: an empty serial number would blank the drive's");
+  newSerial = text;
+}
+
+void DeclareSerial(CLI::App& command) {
+  newSerial.reset();
+  command.add_option_function<std::string>("TEXT", CheckSerial,
+                                           "write this serial number first, at most 24 characters");
+}
+
+int RunSerial() {
   if (!Connected()) return kExitFailure;
-  if (args.size() == 1) {
-    if (Trim(args[0]).empty()) return UsageError("serial: an empty serial number would blank the drive's");
+  if (newSerial) {
+    const std::string& text = *newSerial;
     int32_t read = 0;
     const std::string old = Text(GetStringOnline_SVODB, "SerialNum", read);
     if (read != SVODB_OK) return LibraryFailure("reading the serial number before the write", read);
-    if (!Confirmed("replace the drive's serial number " + old + " with " + args[0])) return kExitUsage;
+    if (!Confirmed("replace the drive's serial number " + old + " with " + text)) return kExitUsage;
     const std::optional<Backup> backup = BackupText("serial.txt", old + "\n", "svodb serial '" + old + "'");
     if (!backup) return kExitFailure;
     ShowBackup(*backup);
-    const int32_t result = PutStringOnline_SVODB("SerialNum", args[0].c_str());
+    const int32_t result = PutStringOnline_SVODB("SerialNum", text.c_str());
     if (result == 12) return UsageError("serial: a serial number has at most 24 characters");
     if (result != SVODB_OK) return LibraryFailure("writing the serial number", result);
   }
@@ -277,14 +289,17 @@ int RunSerial(const Args& args) {
   return kExitOk;
 }
 
+bool allFaultRecords = false;
+
+void DeclareFaults(CLI::App& command) {
+  allFaultRecords = false;
+  command.add_flag("--all", allFaultRecords, "the empty records as well");
+}
+
 // Records of the drive's fault log, 8 bytes each; an erased record reads
 // all 0 or all 255.
-int RunFaults(const Args& args) {
-  bool all = false;
-  for (const std::string& arg : args) {
-    if (arg != "--all") return UsageError("faults: unexpected argument '" + arg + "'");
-    all = true;
-  }
+int RunFaults() {
+  const bool all = allFaultRecords;
   if (!Connected()) return kExitFailure;
   double pointer = 0;
   const int32_t result = GetVariableOnline_SVODB("FAULTHISPNTR", &pointer);
@@ -331,10 +346,20 @@ int ShowSampleProgress(void* context) {
   return 0;  // no message was waiting
 }
 
-int RunSample(const Args& args) {
-  if (args.size() != 2) return UsageError("sample: expected a variable name and a sample count");
-  const auto count = ParseArgument("sample", "the sample count", args[1], 1, 1000000);
-  if (!count) return kExitUsage;
+struct SampleOptions {
+  std::string name;
+  int32_t count = 0;
+} sampled;
+
+void DeclareSample(CLI::App& command) {
+  sampled = {};
+  command.add_option("NAME", sampled.name, "the variable")->required();
+  AddInteger(command, "N", sampled.count, "the sample count", 1, 1000000)->required();
+}
+
+int RunSample() {
+  const std::string& name = sampled.name;
+  const std::optional<int32_t> count = sampled.count;
   if (!Connected()) return kExitFailure;
   double mean = 0, spread = 0;
   char unit[SVODB_UNIT_SIZE] = "";
@@ -342,15 +367,15 @@ int RunSample(const Args& args) {
   // count the progress on standard error follows.
   SampleProgress progress{Progress("sampling", *count), *count};
   svodb_set_message_handlers(ShowSampleProgress, nullptr, &progress);
-  const int32_t result = GetParmMeanRMS_SVODB(args[0].c_str(), *count, &mean, &spread, unit);
+  const int32_t result = GetParmMeanRMS_SVODB(name.c_str(), *count, &mean, &spread, unit);
   svodb_set_message_handlers(nullptr, nullptr, nullptr);
   progress.shown.Finish();
-  if (result != SVODB_OK) return LibraryFailure("sampling " + args[0], result);
+  if (result != SVODB_OK) return LibraryFailure("sampling " + name, result);
   char text[256];
-  std::snprintf(text, sizeof text, "%s over %d samples: mean %.6g, spread %.6g%s\n", args[0].c_str(),
+  std::snprintf(text, sizeof text, "%s over %d samples: mean %.6g, spread %.6g%s\n", name.c_str(),
                 static_cast<int>(*count), mean, spread, unit);
   PrintResult(
-      Json{{"name", args[0]}, {"samples", *count}, {"mean", mean}, {"spread", spread}, {"unit", Trim(unit)}},
+      Json{{"name", name}, {"samples", *count}, {"mean", mean}, {"spread", spread}, {"unit", Trim(unit)}},
       text);
   return kExitOk;
 }
@@ -358,40 +383,32 @@ int RunSample(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"info", "show the connected drive's model, mode, versions and serial number",
-     "usage: svodb info [--node all]\n"
-     "Reads the connected drive's model, operating mode, logic version, version text and serial number.\n"
-     "  --node all  of every drive that answers on the network (see svodb scan), as one table\n",
-     RunInfo},
+     "Reads the connected drive's model, operating mode, logic version, version text and serial number;\n"
+     "with --node all of every drive that answers on the network, as one table.\n",
+     RunInfo, DeclareInfo},
     {"get", "read variables of the drive in engineering units",
-     "usage: svodb get NAME... | --all [--node N] [--json]\n"
      "Reads each variable from the connected drive and prints its engineering value and unit, an\n"
      "enumerated value as its label and a text variable (VerLW, SerialNum) as its text; with --node N\n"
-     "reads the image of node N instead (0 the drive's image, 1-6 offline images). Names in any case.\n"
-     "  --all   every variable the drive answers, under the headings [User parameters], [Manufacturing\n"
-     "          settings] and [Status and monitoring], in the catalogue's order within each\n"
-     "  --json  an array of {name, value, unit} ({name, value, label} when enumerated, {name, text});\n"
-     "          with --all each also has its \"group\"\n",
-     RunGet},
+     "reads the image of node N instead. With --json: an array of {name, value, unit} ({name, value,\n"
+     "label} when enumerated, {name, text}); with --all each also has its \"group\".\n",
+     RunGet, DeclareGet},
     {"set", "write a variable of the drive in engineering units",
-     "usage: svodb set NAME VALUE [--node N] [--json]\n"
      "Writes VALUE (engineering units, or a label of an enumerated variable in any case, blanks or\n"
      "underscores alike) to the variable on the connected drive and reads it back, saying so when the\n"
      "drive stores another value; with --node N writes the image of node N instead. The working\n"
-     "registers change; svodb save makes them the drive's NV.\n"
-     "  --json  {name, value, unit or label, asked, rounded}\n",
-     RunSet},
+     "registers change; svodb save makes them the drive's NV. With --json: {name, value, unit or\n"
+     "label, asked, rounded}.\n",
+     RunSet, DeclareSet},
     {"serial", "read or write the drive's serial number",
-     "usage: svodb serial [TEXT]\n"
-     "Prints the drive's serial number; with TEXT (at most 24 characters) writes it first.\n",
-     RunSerial},
+     "Prints the drive's serial number; with TEXT writes it first, after asking on a terminal (--yes: no\n"
+     "question) and saving the old number to the backups folder.\n",
+     RunSerial, DeclareSerial},
     {"faults", "show the drive's fault history",
-     "usage: svodb faults [--all]\n"
-     "Prints the drive's fault pointer and the fault log's records (8 bytes each); --all includes empty ones.\n",
-     RunFaults},
+     "Prints the drive's fault pointer and the fault log's records (8 bytes each) that are not empty.\n",
+     RunFaults, DeclareFaults},
     {"sample", "sample a variable for its mean and spread",
-     "usage: svodb sample NAME N\n"
      "Reads the variable N times and prints the mean and the spread (population standard deviation).\n",
-     RunSample},
+     RunSample, DeclareSample},
 };
 // clang-format on
 

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "cli.h"
+#include "command_options.h"
 #include "flash_progress.h"
 #include "safety.h"
 #include "serve/drive_api.h"
@@ -281,35 +282,21 @@ std::thread StopAfter(httplib::Server& server, int32_t seconds, std::condition_v
 struct ServeOptions {
   int32_t port = kDefaultHttpPort;
   int32_t seconds = 0;
-};
+} serve;
 
-std::optional<ServeOptions> ParseServeOptions(const Args& args) {
-  ServeOptions options;
-  for (std::size_t i = 0; i < args.size(); i += 2) {
-    if (i + 1 >= args.size()) {
-      UsageError("serve: " + args[i] + " needs a value (see svodb serve --help)");
-      return std::nullopt;
-    }
-    std::optional<int32_t> value;
-    // --http-port is the name this option had before --port.
-    if (args[i] == "--port" || args[i] == "--http-port") {
-      value = ParseArgument("serve", "the HTTP port", args[i + 1], 0, 65535);
-      if (value) options.port = *value;
-    } else if (args[i] == "--for") {
-      value = ParseArgument("serve", "the seconds to serve", args[i + 1], 1, 7 * 24 * 3600);
-      if (value) options.seconds = *value;
-    } else {
-      UsageError("serve: unknown option '" + args[i] + "' (see svodb serve --help)");
-      return std::nullopt;
-    }
-    if (!value) return std::nullopt;
-  }
-  return options;
+// The HTTP port takes the global --port's name after "serve"; the serial
+// port is then --serial-port. --http-port is the name it had before.
+void DeclareServe(CLI::App& command) {
+  serve = {};
+  AddInteger(command, "--port,--http-port", serve.port, "the HTTP port", 0, 65535)
+      ->description("the HTTP port (default 8600; 0 picks a free port)");
+  AddInteger(command, "--for", serve.seconds, "the seconds to serve", 1, 7 * 24 * 3600)
+      ->description("stop after this many seconds")
+      ->type_name("SECONDS");
 }
 
-int RunServe(const Args& args) {
-  const std::optional<ServeOptions> options = ParseServeOptions(args);
-  if (!options) return kExitUsage;
+int RunServe() {
+  const std::optional<ServeOptions> options = serve;
   if (!ConnectToDrive()) return kExitFailure;
   httplib::Server server;
   const int port = options->port == 0 ? server.bind_to_any_port("127.0.0.1") : options->port;
@@ -339,17 +326,13 @@ int RunServe(const Args& args) {
 // clang-format off
 const Command kCommands[] = {
     {"serve", "serve the commissioning panel to a browser on this machine",
-     "usage: svodb serve [--port N] [--serial-port N] [--for SECONDS]\n"
-     "Serves a page on http://127.0.0.1:N/ (default 8600; 0 picks a free port) that shows the drive's\n"
-     "identity, faults and variables and changes them, compares them with the factory defaults or a\n"
-     "parameter file, restores, saves and backs up, plots online values, shows the motor data block\n"
-     "and programs the flash. Changes take the same checks and backups as the commands; the page asks\n"
-     "where a command would ask. Only this machine can connect, and only with the token printed in\n"
-     "the address.\n"
-     "  --port N         the HTTP port (default 8600)\n"
-     "  --serial-port N  the drive's serial port (the global --port, given before \"serve\")\n"
-     "  --for SECONDS    stop after this long\n",
-     RunServe},
+     "Serves a page on http://127.0.0.1:N/ that shows the drive's identity, faults and variables and\n"
+     "changes them, compares them with the factory defaults or a parameter file, restores, saves and\n"
+     "backs up, plots online values, shows the motor data block and programs the flash. Changes take\n"
+     "the same checks and backups as the commands; the page asks where a command would ask. Only this\n"
+     "machine can connect, and only with the token printed in the address. After \"serve\" the global\n"
+     "--port is --serial-port; --http-port is another name of --port.\n",
+     RunServe, DeclareServe},
 };
 // clang-format on
 

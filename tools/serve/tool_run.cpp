@@ -74,9 +74,8 @@ ToolRun RunToolCommand(const std::string& name, const Args& args) {
   {
     CaughtStream out(stdout, STDOUT_FILENO);
     CaughtStream err(stderr, STDERR_FILENO);
-    const std::optional<int> refused =
-        command->declare != nullptr ? ParseOwnArguments(*command, args) : std::nullopt;
-    run.exitCode = refused ? *refused : command->run(command->declare != nullptr ? Args() : args);
+    const std::optional<int> refused = ParseOwnArguments(*command, args);
+    run.exitCode = refused ? *refused : command->run();
     run.err = err.Release();
     run.out = out.Release();
   }
