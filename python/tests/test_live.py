@@ -21,7 +21,7 @@ def _i00(data: bytes, logic: int) -> str:
     return "\n".join(lines + [":00000001FF", ""])
 
 
-def test_flash_reports_every_step(drive, tmp_path):
+def test_flash_reports_every_step_and_passes_on_the_callbacks_exception(drive, tmp_path):
     image = tmp_path / "image.i00"
     image.write_text(_i00(bytes(range(256)) * 4, logic=4))
     for verify in (False, True):
@@ -29,32 +29,24 @@ def test_flash_reports_every_step(drive, tmp_path):
         drive.flash(image, verify=verify, progress=lambda step, total: steps.append((step, total)))
         assert steps == [(step, I00_STEPS) for step in range(I00_STEPS)]
 
-
-@pytest.mark.parametrize(
-    "text, family, message",
-    [
-        (_i00(b"\x01" * 32, logic=3), svodb.ParameterFileError, "Wrong file version (code 33)"),
-        ("not a configuration file\n", svodb.ParameterFileError, "Wrong file format (code 32)"),
-    ],
-)
-def test_flash_refuses_bad_files_after_the_first_step(drive, tmp_path, text, family, message):
-    image = tmp_path / "bad.i00"
-    image.write_text(text)
-    steps = []
-    with pytest.raises(family) as raised:
-        drive.flash(image, progress=lambda step, total: steps.append(step))
-    assert (str(raised.value), steps) == (message, [0])
-
-
-def test_flash_passes_on_an_exception_of_the_callback(drive, tmp_path):
-    image = tmp_path / "image.i00"
-    image.write_text(_i00(b"\x02" * 64, logic=4))
-
     def refuse(step, total):
         raise KeyboardInterrupt
 
     with pytest.raises(KeyboardInterrupt):
         drive.flash(image, progress=refuse)
+
+
+@pytest.mark.parametrize(
+    "text, message",
+    [(_i00(b"\x01" * 32, logic=3), "Wrong file version (code 33)"), ("not a file\n", "Wrong file format (code 32)")],
+)
+def test_flash_refuses_bad_files_after_the_first_step(drive, tmp_path, text, message):
+    image = tmp_path / "bad.i00"
+    image.write_text(text)
+    steps = []
+    with pytest.raises(svodb.ParameterFileError) as raised:
+        drive.flash(image, progress=lambda step, total: steps.append(step))
+    assert (str(raised.value), steps) == (message, [0])
 
 
 class VirtualClock:
@@ -69,7 +61,15 @@ class VirtualClock:
         self.now += seconds
 
 
-def test_monitor_reads_on_schedule(drive):
+def _png_facts(path):
+    from matplotlib import image
+
+    pixels = image.imread(path)
+    colours = {tuple(pixel) for row in pixels[::4] for pixel in row[::4]}
+    return pixels.shape, len(colours)
+
+
+def test_monitor_reads_on_schedule_and_plots_a_real_picture(drive, tmp_path):
     clock = VirtualClock()
     recording = drive.monitor(["kvp", "VelFB"], seconds=1.0, rate=4, clock=clock, sleep=clock.sleep)
     assert recording.times == [0.0, 0.25, 0.5, 0.75, 1.0]
@@ -79,21 +79,9 @@ def test_monitor_reads_on_schedule(drive):
     with pytest.raises(svodb.OutOfRangeError):
         drive.monitor(["KVP"], seconds=1.0, rate=0)
 
-
-def _png_facts(path):
-    from matplotlib import image
-
-    pixels = image.imread(path)
-    colours = {tuple(pixel) for row in pixels[::4] for pixel in row[::4]}
-    return pixels.shape, len(colours)
-
-
-def test_plot_writes_a_real_picture(drive, tmp_path):
     pytest.importorskip("matplotlib")
     from svodb.plot import plot_recording
 
-    clock = VirtualClock()
-    recording = drive.monitor(["KVP", "VelFB"], seconds=2, rate=5, clock=clock, sleep=clock.sleep)
     recording.values["VelFB"] = [float(k % 3) for k in range(len(recording.times))]  # a line that moves
     plot_recording(recording, tmp_path / "plot.png")
     assert (tmp_path / "plot.png").read_bytes()[:8] == b"\x89PNG\r\n\x1a\n"

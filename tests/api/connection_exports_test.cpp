@@ -17,80 +17,75 @@ namespace {
 
 using sim::DriveConfig;
 using sim::Operation;
-using sim::VirtualDrive;
+using Lines = std::vector<std::string>;
+using Query = bool (*)(const char*, uint8_t*);
 
 class DriveExports : public ExportTest {
  protected:
-  explicit DriveExports(DriveConfig config = {}) : drive_(std::move(config)) {}
   void SetUp() override {
     ExportTest::SetUp();
     Use(drive_);
   }
-  void OpenSerial() {
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+  void Open(int32_t type) {
+    ASSERT_EQ(UsePort(1, 19200, type, 0, 0, 0), 1);
     drive_.Log().Clear();
   }
-  void OpenNetwork() {
-    ASSERT_EQ(UsePort(1, 19200, 2, 0, 0, 0), 1);
+  // The traffic since the last look.
+  Lines Traffic() {
+    Lines lines = drive_.Log().Lines();
     drive_.Log().Clear();
+    return lines;
   }
-  std::vector<std::string> Traffic() const { return drive_.Log().Lines(); }
-  uint32_t DriveTypeOfNode0() { return api::Context().db.nodes[0].driveType; }
-  uint32_t CurrentLimitWidth() { return api::Context().registers.FindRegister("ILmtPlus")->descriptor.bitWidth; }
+  uint32_t CurrentLimitWidth() {
+    return api::Context().registers.FindRegister("ILmtPlus")->descriptor.bitWidth;
+  }
 
-  VirtualDrive drive_;
+  sim::VirtualDrive drive_;
 };
+
+// The answer of a query that must succeed.
+int Ask(Query query, const char* name) {
+  uint8_t value = 7;
+  EXPECT_TRUE(query(name, &value)) << name;
+  return value;
+}
 
 TEST_F(DriveExports, UsePortOpensTheConnectionOfItsType) {
   EXPECT_EQ(UsePort(1, 19200, 0, 0, 0, 0), 3);
   EXPECT_EQ(UsePort(1, 19200, 3, 0, 0, 0), 3);
-  EXPECT_TRUE(Traffic().empty());
-  EXPECT_EQ(DriveTypeOfNode0(), 1u);
-
+  EXPECT_EQ(api::Context().db.nodes[0].driveType, 1u);
   EXPECT_EQ(UsePort(2, 9600, 1, 0, 0, 0), 2);  // no drive on port 2: the transport's code
   EXPECT_EQ(UsePort(1, 115200, 1, 0, 0, 0), 1);
   EXPECT_EQ(UsePort(0, 0, 2, 5, 6, 7), 1);
-  EXPECT_EQ(DriveTypeOfNode0(), 2u);
-  EXPECT_EQ(Traffic(), (std::vector<std::string>{"InitComPort(2, 9600) -> 2", "InitComPort(1, 115200) -> 1",
-                                                 "InitMotoBus(5, 6, 0, 0, 0, 7, 0, 0) -> 1"}));
-}
-
-TEST_F(DriveExports, NetworkArgumentsOfTheThreeVariants) {
-  struct Case {
-    int32_t (*open)();
-    const char* call;
-  };
-  const Case cases[] = {
-      {[] { return UsePort2(0, 0, 2, 1, 2, 0, 3, 4); }, "InitMotoBus(1, 2, 0, 0, 0, 0, 0, 0) -> 1"},
-      {[] { return UsePort2(0, 0, 2, 1, 2, 9, 3, 4); }, "InitMotoBus(1, 2, 1, 3, 4, 0, 0, 0) -> 1"},
-      {[] { return UsePort3(0, 0, 2, 1, 2, 1, 3, 4, 5, 6, 7); }, "InitMotoBus(1, 2, 1, 3, 4, 5, 6, 7) -> 1"},
-      {[] { return UsePort3(0, 0, 2, 1, 2, 0, 3, 4, 5, 6, 7); }, "InitMotoBus(1, 2, 0, 0, 0, 5, 6, 7) -> 1"},
-  };
-  for (const Case& c : cases) {
-    drive_.Log().Clear();
-    EXPECT_EQ(c.open(), 1);
-    EXPECT_EQ(Traffic(), std::vector<std::string>{c.call});
-  }
+  EXPECT_EQ(api::Context().db.nodes[0].driveType, 2u);
+  EXPECT_EQ(Traffic(), (Lines{"InitComPort(2, 9600) -> 2", "InitComPort(1, 115200) -> 1",
+                              "InitMotoBus(5, 6, 0, 0, 0, 7, 0, 0) -> 1"}));
+  // The second variant has no E, F and G; both pass C and D only with their flag.
+  EXPECT_EQ(UsePort2(0, 0, 2, 1, 2, 0, 3, 4), 1);
+  EXPECT_EQ(UsePort2(0, 0, 2, 1, 2, 9, 3, 4), 1);
+  EXPECT_EQ(UsePort3(0, 0, 2, 1, 2, 1, 3, 4, 5, 6, 7), 1);
+  EXPECT_EQ(UsePort3(0, 0, 2, 1, 2, 0, 3, 4, 5, 6, 7), 1);
+  EXPECT_EQ(Traffic(),
+            (Lines{"InitMotoBus(1, 2, 0, 0, 0, 0, 0, 0) -> 1", "InitMotoBus(1, 2, 1, 3, 4, 0, 0, 0) -> 1",
+                   "InitMotoBus(1, 2, 1, 3, 4, 5, 6, 7) -> 1", "InitMotoBus(1, 2, 0, 0, 0, 5, 6, 7) -> 1"}));
 }
 
 TEST_F(DriveExports, ClosePortClosesWhatIsOpen) {
-  EXPECT_EQ(ClosePort(), 1);
-  EXPECT_EQ(Traffic(), std::vector<std::string>{"GetCommType() -> 0"});
-  OpenSerial();
-  EXPECT_EQ(ClosePort(), 1);
-  EXPECT_EQ(Traffic(), (std::vector<std::string>{"GetCommType() -> 1", "InitComPort(0, 19200) -> 1"}));
-  OpenNetwork();
-  EXPECT_EQ(ClosePort(), 1);
-  EXPECT_EQ(Traffic(), (std::vector<std::string>{"GetCommType() -> 2", "KillMotoBus() -> 1"}));
+  const Lines expected[] = {{"GetCommType() -> 0"},
+                            {"GetCommType() -> 1", "InitComPort(0, 19200) -> 1"},
+                            {"GetCommType() -> 2", "KillMotoBus() -> 1"}};
+  for (int32_t type = 0; type <= 2; ++type) {
+    if (type != 0) Open(type);
+    EXPECT_EQ(ClosePort(), 1);
+    EXPECT_EQ(Traffic(), expected[type]);
+  }
 }
 
 TEST_F(DriveExports, SetNodeChoosesTheCurrentLimitLayoutOfTheNode) {
-  OpenSerial();
+  Open(1);
   EXPECT_EQ(SetNode_SVODB(7), 23);
   EXPECT_EQ(SetNode_SVODB(-1), 23);
   EXPECT_EQ(api::CurrentNode(), 0u);
-  EXPECT_TRUE(Traffic().empty());
-
   EXPECT_EQ(SetNode_SVODB(2), 1);  // a new image has logic version 0
   EXPECT_EQ(api::CurrentNode(), 2u);
   EXPECT_EQ(CurrentLimitWidth(), 2u);
@@ -101,12 +96,12 @@ TEST_F(DriveExports, SetNodeChoosesTheCurrentLimitLayoutOfTheNode) {
   EXPECT_TRUE(Traffic().empty());
 
   EXPECT_EQ(SetNode_SVODB(0), 1);  // the drive's LogicVer, read as a setting: twice
-  EXPECT_EQ(Traffic(), (std::vector<std::string>{"GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"}));
+  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"}));
   EXPECT_EQ(CurrentLimitWidth(), 8u);
-
   ClosePort();
   EXPECT_EQ(SetNode_SVODB(0), 1);  // LogicVer cannot be read: version 0
   EXPECT_EQ(CurrentLimitWidth(), 2u);
+
   sim::VirtualDrive logicTwo(DriveConfig{.logicVersion = 2, .versionText = "2.0A"});
   Use(logicTwo);
   ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
@@ -118,7 +113,7 @@ TEST_F(DriveExports, SetNodeChoosesTheCurrentLimitLayoutOfTheNode) {
 TEST_F(DriveExports, RawAccessPassesStraightThrough) {
   int32_t data = -1, fpgaRegister = -1;
   EXPECT_EQ(ReadUnitFPGA_SVODB(30, &data), 0);  // nothing open
-  OpenSerial();
+  Open(1);
   EXPECT_EQ(WriteUnitFPGA_SVODB(16, 0x5A), 1);
   EXPECT_EQ(ReadUnitFPGA_SVODB(16, &data), 1);
   EXPECT_EQ(data, 0x5A);
@@ -129,16 +124,14 @@ TEST_F(DriveExports, RawAccessPassesStraightThrough) {
   EXPECT_EQ(data, 0x33);
   EXPECT_EQ(ReadUnitFPGA_SVODB(16, nullptr), 8);
   EXPECT_EQ(ReadUnitEEPROM_SVODB(200, nullptr, &data), 8);
-  EXPECT_EQ(Traffic(), (std::vector<std::string>{"PutVarToFPGA(16, 90) -> 1", "GetVarFromFPGA(16) -> 1 [90]",
-                                                 "GetVarFromFPGA(256) -> 4", "PutVarToEEPROM(200, 16, 51) -> 1",
-                                                 "GetVarFromEEPROM(200) -> 1 [16, 51]"}));
+  EXPECT_EQ(Traffic(),
+            (Lines{"PutVarToFPGA(16, 90) -> 1", "GetVarFromFPGA(16) -> 1 [90]", "GetVarFromFPGA(256) -> 4",
+                   "PutVarToEEPROM(200, 16, 51) -> 1", "GetVarFromEEPROM(200) -> 1 [16, 51]"}));
   drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6);
   EXPECT_EQ(ReadUnitFPGA_SVODB(16, &data), 6);
-}
 
-TEST_F(DriveExports, PassThroughsResetAndVersionTexts) {
   int32_t axes = 0;
-  OpenNetwork();
+  Open(2);
   EXPECT_EQ(GetMaxNumMotoBusAxes_SVODB(&axes), 1);
   EXPECT_GT(axes, 0);
   EXPECT_EQ(GetMaxNumMotoBusAxes_SVODB(nullptr), 8);
@@ -174,69 +167,54 @@ TEST_F(ExportTest, OverLongTransportVersionsAreCutToTheirRoom) {
 }
 
 TEST_F(DriveExports, ReadOnlyOfCommandAndForUserFollowTheConnection) {
-  uint8_t value = 7;
-  OpenNetwork();
-  EXPECT_TRUE(ReadOnly_SVODB("command", &value));  // not the exact spelling: no rule
-  EXPECT_EQ(value, 0);
-  EXPECT_TRUE(ReadOnly_SVODB("Command", &value));
-  EXPECT_EQ(value, 1);
-  EXPECT_TRUE(ReadOnly_SVODB("command", &value));  // the record keeps the change
-  EXPECT_EQ(value, 1);
-  OpenSerial();
-  EXPECT_TRUE(ReadOnly_SVODB("Command", &value));
-  EXPECT_EQ(value, 0);
+  Open(2);
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "command"), 0);  // not the exact spelling: no rule
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "Command"), 1);
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "command"), 1);  // the record keeps the change
+  Open(1);
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "Command"), 0);
   struct Case {
     const char* name;
-    uint8_t serial;
-    uint8_t network;
+    int serial;
+    int network;
   };
   for (const Case& c : {Case{"GearIn", 1, 0}, Case{"AFBSrc", 0, 0}, Case{"KVP", 1, 1}}) {
-    OpenSerial();
-    EXPECT_TRUE(ForUser_SVODB(c.name, &value));
-    EXPECT_EQ(value, c.serial) << c.name;
-    OpenNetwork();
-    EXPECT_TRUE(ForUser_SVODB(c.name, &value));
-    EXPECT_EQ(value, c.network) << c.name;
+    Open(1);
+    EXPECT_EQ(Ask(ForUser_SVODB, c.name), c.serial) << c.name;
+    Open(2);
+    EXPECT_EQ(Ask(ForUser_SVODB, c.name), c.network) << c.name;
   }
 }
 
-TEST_F(DriveExports, NvParameterQueriesAskTheDrivesLogicVersion) {
+TEST_F(ExportTest, NvParameterQueriesAskTheDrivesLogicVersion) {
   struct Case {
-    bool (*query)(const char*, uint8_t*);
+    int32_t logicVersion;
+    Query query;
     const char* name;
-    uint8_t value;
+    int value;
   };
   const Case cases[] = {
-      {UserNVPara_SVODB, "KVP", 1},       {UserNVPara_SVODB, "FbType", 1},   {UserNVPara_SVODB, "VBus", 0},
-      {UserNVPara_SVODB, "DeadBand", 0},  {MfgNVPara_SVODB, "DeadBand", 1},  {MfgNVPara_SVODB, "KVP", 0},
-      {MfgNVPara_SVODB, "FTPass", 0},
+      {4, UserNVPara_SVODB, "KVP", 1},     {4, UserNVPara_SVODB, "FbType", 1},
+      {4, UserNVPara_SVODB, "VBus", 0},    {4, UserNVPara_SVODB, "DeadBand", 0},
+      {4, MfgNVPara_SVODB, "DeadBand", 1}, {4, MfgNVPara_SVODB, "KVP", 0},
+      {4, MfgNVPara_SVODB, "FTPass", 0},   {3, UserNVPara_SVODB, "FbType", 0},  // FbType needs logic 4
+      {3, UserNVPara_SVODB, "FBSrc", 1},
   };
-  OpenSerial();
   for (const Case& c : cases) {
+    sim::VirtualDrive drive(
+        DriveConfig{.logicVersion = c.logicVersion, .versionText = c.logicVersion == 4 ? "4.0A" : "3.2A"});
+    Use(drive);
+    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    drive.Log().Clear();
+    EXPECT_EQ(Ask(c.query, c.name), c.value) << c.name;
+    EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromFPGA), 2) << c.name;  // LogicVer, twice
+    if (c.logicVersion != 3 || c.value != 1) continue;
+    // The drive's version unknown: no variable is an NV parameter.
+    drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0);
     uint8_t value = 7;
-    drive_.Log().Clear();
-    EXPECT_TRUE(c.query(c.name, &value)) << c.name;
-    EXPECT_EQ(value, c.value) << c.name;
-    EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 2) << c.name;  // LogicVer, twice
+    EXPECT_FALSE(MfgNVPara_SVODB("DeadBand", &value));
+    EXPECT_EQ(Ask(UserNVPara_SVODB, c.name), 0);
   }
-}
-
-class LogicThreeExports : public DriveExports {
- protected:
-  LogicThreeExports() : DriveExports(DriveConfig{.logicVersion = 3, .versionText = "3.2A"}) {}
-};
-
-TEST_F(LogicThreeExports, VariablesOfANewerLogicAreNotNvParameters) {
-  OpenSerial();
-  uint8_t value = 7;
-  EXPECT_TRUE(UserNVPara_SVODB("FbType", &value));  // FbType needs logic 4
-  EXPECT_EQ(value, 0);
-  EXPECT_TRUE(UserNVPara_SVODB("FBSrc", &value));
-  EXPECT_EQ(value, 1);
-  drive_.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0);
-  EXPECT_FALSE(MfgNVPara_SVODB("DeadBand", &value));
-  EXPECT_TRUE(UserNVPara_SVODB("FBSrc", &value));
-  EXPECT_EQ(value, 0);
 }
 
 }  // namespace

@@ -3,17 +3,12 @@
 // and ABC-DEF004-GH.i00 (logic version 4, by its name). It never deletes
 // anything: a folder that holds files is refused.
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 
 #include "isp/flash_files.h"
 
 namespace {
-
-constexpr const char* kUsage =
-    "usage: svodb_flash_samples FOLDER\n"
-    "Writes sample.isc and ABC-DEF004-GH.i00 into FOLDER, which must be new or empty.\n";
 
 bool Write(const std::filesystem::path& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary);
@@ -23,12 +18,8 @@ bool Write(const std::filesystem::path& path, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-    std::printf("%s", kUsage);
-    return 0;
-  }
   if (argc != 2 || argv[1][0] == '-') {
-    std::fprintf(stderr, "%s", kUsage);
+    std::fprintf(stderr, "usage: svodb_flash_samples FOLDER (new or empty)\n");
     return 2;
   }
   using namespace svodb::testing;

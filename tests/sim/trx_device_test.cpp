@@ -5,30 +5,22 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "virtual_drive.h"
 
 namespace svodb::sim {
 namespace {
 
-DriveConfig WithGeneration(int32_t generation) {
-  DriveConfig config;
-  config.feedbackGeneration = generation;
-  return config;
+int32_t Read(VirtualDrive& drive, int32_t address) {
+  int32_t data = -1;
+  EXPECT_EQ(drive.GetVarFromFPGA(address, &data, nullptr), 1);
+  return data;
 }
 
-class TrxDeviceTest : public ::testing::Test {
- protected:
-  void Open(VirtualDrive& drive) { ASSERT_EQ(drive.InitComPort(1, 19200), 1); }
-  int32_t Read(VirtualDrive& drive, int32_t address) {
-    int32_t data = -1;
-    EXPECT_EQ(drive.GetVarFromFPGA(address, &data, nullptr), 1);
-    return data;
-  }
-};
-
-TEST_F(TrxDeviceTest, ThePortReachesTheDeviceOnlyInDiagnosticsMode) {
-  VirtualDrive drive(WithGeneration(1));
-  Open(drive);
+TEST(TrxDevice, ThePortReachesTheDeviceOnlyInDiagnosticsMode) {
+  VirtualDrive drive;  // generation 1
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   drive.PutVarToFPGA(23, 3);
   drive.PutVarToFPGA(22, 9);  // port enabled, chip select
   EXPECT_FALSE(drive.Trx().Eeprom().Selected());
@@ -41,10 +33,10 @@ TEST_F(TrxDeviceTest, ThePortReachesTheDeviceOnlyInDiagnosticsMode) {
   EXPECT_FALSE(drive.Trx().Eeprom().Selected());
 }
 
-TEST_F(TrxDeviceTest, TheEngineAddressReadsBackWhatTheDrivesOwnReadLeft) {
+TEST(TrxDevice, TheEngineAddressReadsBackWhatTheDrivesOwnReadLeft) {
   for (int32_t generation : {1, 2}) {
-    VirtualDrive drive(WithGeneration(generation));
-    Open(drive);
+    VirtualDrive drive(DriveConfig{.feedbackGeneration = generation});
+    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
     drive.PutVarToFPGA(58, 2);
     std::vector<int32_t> bytes;
     for (int32_t function : {120, 118, 116}) {
@@ -60,9 +52,9 @@ TEST_F(TrxDeviceTest, TheEngineAddressReadsBackWhatTheDrivesOwnReadLeft) {
   }
 }
 
-TEST_F(TrxDeviceTest, TheDrivesCopyFollowsTheDeviceAtPowerUpAndWhenLeavingDiagnostics) {
-  VirtualDrive drive(WithGeneration(1));
-  Open(drive);
+TEST(TrxDevice, TheDrivesCopyFollowsTheDeviceAtPowerUpAndWhenLeavingDiagnostics) {
+  VirtualDrive drive;  // generation 1
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   drive.Trx().Eeprom().SetWord(64, 0x3412);
   EXPECT_NE(drive.MotorByte(0), 0x12);
   drive.PowerCycle();
