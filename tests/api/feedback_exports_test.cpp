@@ -1,5 +1,6 @@
 // The feedback-device exports as a C caller uses them, against virtual
-// drives with either generation of device.
+// drives with either generation of device. The block's and the fields'
+// round trips through these exports are the tool's mdb tests.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -33,42 +34,6 @@ class FeedbackExports : public ExportTest, public ::testing::WithParamInterface<
   sim::VirtualDrive drive_;
   sim::VirtualPlatform platform_;
 };
-
-TEST_P(FeedbackExports, ABlockWrittenReadsBackThroughTheDeviceAndTheDrivesCopy) {
-  uint32_t generation = 0, speed = 0, supported = 0;
-  ASSERT_EQ(Check_gen_of_TRX(&generation, &speed, &supported), 1);
-  EXPECT_EQ(generation, static_cast<uint32_t>(GetParam()));
-  EXPECT_EQ(supported, 1u);
-
-  const Block block = TestBlock(5);
-  const uint32_t a = 3, b = 140;
-  ASSERT_EQ(Write_Verify_TRXMDB_v2(block.data(), &a, &b), 1);
-  EXPECT_EQ(BlockOfDrive(drive_.Trx().Block()), block);
-  Block read{};
-  ASSERT_EQ(Read_TRXMDB(read.data()), 1);
-  EXPECT_EQ(read, block);
-  uint32_t retries = 1, index = 0, valueRead = 0, valueExpected = 0;
-  EXPECT_EQ(Check_TRXMDB(block.data(), &retries, &index, &valueRead, &valueExpected), 1);
-  EXPECT_EQ(retries, 0u);
-  EXPECT_EQ(index, 99999u);
-}
-
-TEST_P(FeedbackExports, FieldsShowTheLoadedBlock) {
-  char text[SVODB_TRX_FIELD_TEXT_SIZE];
-  char unit[SVODB_UNIT_SIZE];
-  std::memset(text, 'x', sizeof text);
-  EXPECT_EQ(GetMotorData_TRXMDB("RLim", text), 99);
-  EXPECT_EQ(text[0], 'x');
-  ASSERT_EQ(LoadShowData_TRXMDB(), 1);
-  EXPECT_EQ(GetMotorData_TRXMDB("mnum", text), 1);
-  EXPECT_STREQ(text, "VM2201-A04N0000 ");
-  EXPECT_EQ(GetDataUnit_TRXMDB("DPOLES", unit), 1);
-  EXPECT_STREQ(unit, "Pole Pairs");
-  EXPECT_EQ(GetDataUnit_TRXMDB("Poles", unit), 8);
-  uint32_t version[3] = {};
-  EXPECT_EQ(Read_TRXFPGA(version), 1);
-  EXPECT_EQ(version[2], 4u);
-}
 
 TEST_P(FeedbackExports, TheChecksumExportsWorkOnTheLastRegionRead) {
   EXPECT_EQ(check_check_sum_all(), 0);  // a zeroed image

@@ -21,8 +21,7 @@ if (!existsSync(chromium) || !existsSync(chromedriver)) {
 }
 
 const children = [];
-const stopAll = () => children.forEach((child) => child.kill());
-process.on('exit', stopAll);
+process.on('exit', () => children.forEach((child) => child.kill()));
 let step = 'start';
 const fail = (message) => { console.error(`FAILED at ${step}: ${message}`); process.exit(1); };
 // The whole run is bounded: a hung browser or server ends the test.
@@ -35,7 +34,7 @@ async function until(what, probe, timeoutMs = 20_000) {
   for (;;) {
     const value = await probe();
     if (value) return value;
-    if (Date.now() > end) fail(`gave up waiting for ${typeof what === 'function' ? await what() : what}`);
+    if (Date.now() > end) fail(`gave up waiting for ${what}`);
     await new Promise((resolve) => setTimeout(resolve, 100));
   }
 }
@@ -137,9 +136,7 @@ async function main() {
   const table = Object.fromEntries((await cells('#variables tr[data-name]')).map((r) => [r[0], [r[2], r[3], r[4], r[5]].join('|')]));
   if (table.KVP !== 'Arms/rad/sec|0.002 … 126.278|0.032|disabled' || table.AFBSrc !== '|0 … 1|0|not available on this model'
       || !/^Hz\|[\d.]+ … [\d.]+\|[\d.]+\|enabled$/.test(table.ARF0)) fail(`rows: ${table.KVP}; ${table.AFBSrc}; ${table.ARF0}`);
-  if (!(await text(browser, '#faults')).includes('fault pointer: ')) fail('no fault log');
-  const screenshot = Buffer.from(await browser.screenshot(), 'base64');
-  writeFileSync(path.join(outputDir, 'panel.png'), screenshot);
+  writeFileSync(path.join(outputDir, 'panel.png'), Buffer.from(await browser.screenshot(), 'base64'));
 
   step = 'search';
   await browser.type('#search', 'kv');
@@ -158,10 +155,10 @@ async function main() {
   await browser.run("const s = document.querySelector('#search'); s.value = 'KIP'; s.dispatchEvent(new Event('input'));");
   const before = await apiValue(serve, 'KIP');
   await edit(browser, 'KIP', '1e9');
-  const refusal = await text(browser, '#message');
-  if (!/^KIP: 1e9 is outside .* … .*$/.test(refusal)) fail(`message: ${refusal}`);
-  const marked = await browser.run(`return document.querySelector('.value-edit[data-name="KIP"]').classList.contains('invalid')`);
-  if (!marked) fail('the field is not marked invalid');
+  if (!/^KIP: 1e9 is outside .* … .*$/.test(await text(browser, '#message'))) fail(await text(browser, '#message'));
+  if (!(await browser.run(`return document.querySelector('.value-edit[data-name="KIP"]').classList.contains('invalid')`))) {
+    fail('the field is not marked invalid');
+  }
   if (await apiValue(serve, 'KIP') !== before) fail('KIP changed');
 
   step = 'diff against defaults';
@@ -190,17 +187,11 @@ async function main() {
   await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
   await browser.click('#confirm-yes');
   const progress = () => browser.run("const p = document.querySelector('#flash-progress'); return [p.value, p.max]");
-  let sawPartial = false;
-  await until('the programmed flash', async () => {
-    const [value, max] = await progress();
-    sawPartial ||= value > 0 && value < max;
-    return /^(the flash is|programming the flash)/.test(await text(browser, '#message'));
-  }, 60_000);
+  await until('the programmed flash', async () => /^(the flash is|programming the flash)/.test(await text(browser, '#message')), 60_000);
   const [value, max] = await progress();
   if (value !== max || max !== 2058) fail(`progress ${value} of ${max}`);
   if ((await text(browser, '#message')) !== 'the flash is programmed') fail(await text(browser, '#flash-result'));
   if (!/put it back with: svodb restore .*-user\.par/.test(await text(browser, '#flash-result'))) fail('no backup before the flash');
-  console.log(`flash progress seen part way: ${sawPartial}`);
 
   await browser.quit();
   await fetch(`${serve.base}/api/shutdown`, { method: 'POST', headers: { 'X-Svodb-Token': serve.token } });

@@ -1,14 +1,16 @@
 // The virtual drive as the other tests lean on it: the factory image, the
-// power-up replay, the fault plan, the call log and the state file.
+// power-up replay, the fault plan, the state file and what unlocks the
+// configuration flash. Every traffic test compares the call log's lines;
+// the tool's flash tests keep the flash in its file between processes.
 #include "virtual_drive.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "config_flash.h"
 #include "drive_state_file.h"
 
 namespace svodb::sim {
@@ -40,17 +42,14 @@ class OpenDrive : public ::testing::Test {
 TEST(VirtualDrive, ClosedOrOutOfRangeCallsAnswerTheirCodeAndWriteNoOutput) {
   VirtualDrive drive;
   int32_t a = kUntouched, b = kUntouched;
-  const std::vector<std::pair<std::function<int32_t()>, int32_t>> calls{
-      {[&] { return drive.GetVarFromFPGA(16, &a, &b); }, 0},
-      {[&] { return drive.PutVarToEEPROM(23, 16, 1); }, 0},
-      {[&] { return drive.InitComPort(7, 19200); }, 2},
-      {[&] { return drive.InitComPort(1, 19200); }, 1},
-      {[&] { return drive.GetVarFromFPGA(256, &a, &b); }, 4},
-      {[&] { return drive.GetVarFromEEPROM(-1, &a, &b); }, 4},
-      {[&] { return drive.PutVarToEEPROM(23, 256, 0); }, 4},
-      {[&] { return drive.NVEraseUnit(300); }, 4},
-  };
-  for (std::size_t i = 0; i < calls.size(); ++i) EXPECT_EQ(calls[i].first(), calls[i].second) << "call " << i;
+  EXPECT_EQ(drive.GetVarFromFPGA(16, &a, &b), 0);
+  EXPECT_EQ(drive.PutVarToEEPROM(23, 16, 1), 0);
+  EXPECT_EQ(drive.InitComPort(7, 19200), 2);
+  EXPECT_EQ(drive.InitComPort(1, 19200), 1);
+  EXPECT_EQ(drive.GetVarFromFPGA(256, &a, &b), 4);
+  EXPECT_EQ(drive.GetVarFromEEPROM(-1, &a, &b), 4);
+  EXPECT_EQ(drive.PutVarToEEPROM(23, 256, 0), 4);
+  EXPECT_EQ(drive.NVEraseUnit(300), 4);
   EXPECT_EQ(a, kUntouched);
   EXPECT_EQ(b, kUntouched);
   EXPECT_EQ(drive.NvEntryAt(23), (NvEntry{16, 0x04}));
@@ -95,29 +94,15 @@ TEST_F(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
   EXPECT_EQ(drive.Log().Count(Operation::kPutVarToFPGA), 1u);  // the replay is not bus traffic
 }
 
-TEST_F(OpenDrive, FaultPlanAnswersAsArmed) {
-  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 16);
-  int32_t value = kUntouched;
-  EXPECT_EQ(drive.GetVarFromFPGA(17, &value, nullptr), 1);
-  EXPECT_EQ(drive.GetVarFromFPGA(16, &value, nullptr), 1);
-  value = kUntouched;
-  EXPECT_EQ(drive.GetVarFromFPGA(16, &value, nullptr), 6);
-  EXPECT_EQ(value, kUntouched);
+// The fault-injection tests elsewhere show each plan fires; these are the
+// rules for when a plan is spent.
+TEST_F(OpenDrive, FaultPlansAreSpentAsArmed) {
+  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 16);  // the 2nd read of register 16
+  EXPECT_EQ(drive.GetVarFromFPGA(17, nullptr, nullptr), 1);
+  EXPECT_EQ(drive.GetVarFromFPGA(16, nullptr, nullptr), 1);
+  EXPECT_EQ(drive.GetVarFromFPGA(16, nullptr, nullptr), 6);
   EXPECT_TRUE(drive.Faults().IsEmpty());
-
-  drive.Faults().FailEveryCall(Operation::kPutVarToEEPROM, 0);
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(drive.PutVarToEEPROM(23, 16, 0x20), 0);
-  drive.Faults().Clear();
-  drive.Faults().ChangeSecondRead(16, 0x01, Persistence::kAlways);
-  for (int32_t expected : {0x04, 0x05, 0x04, 0x05}) EXPECT_EQ(Read(drive, 16), expected);
-  drive.Faults().DropFpgaWrite(16);
-  EXPECT_EQ(drive.PutVarToFPGA(16, 0x30), 1);
-  EXPECT_EQ(drive.FpgaByte(16), 0x04);
-  drive.Faults().DropNvWrite(23, Persistence::kAlways);
-  for (int i = 0; i < 2; ++i) EXPECT_EQ(drive.PutVarToEEPROM(23, 16, 0x30), 1);
-  EXPECT_EQ(ReadNv(drive, 23), (NvEntry{16, 0x04}));
-  drive.Faults().Clear();
-  drive.Faults().ReportWrongNvRegister(23, 99);
+  drive.Faults().ReportWrongNvRegister(23, 99);  // until the entry is written
   EXPECT_EQ(ReadNv(drive, 23), (NvEntry{99, 0x04}));
   EXPECT_EQ(ReadNv(drive, 23), (NvEntry{99, 0x04}));
   EXPECT_EQ(drive.PutVarToEEPROM(23, 16, 0x05), 1);
@@ -125,37 +110,6 @@ TEST_F(OpenDrive, FaultPlanAnswersAsArmed) {
   drive.Faults().EraseAnswersBusy(24);
   EXPECT_EQ(drive.NVEraseUnit(24), 2);
   EXPECT_EQ(drive.NVEraseUnit(24), 1);
-}
-
-TEST(VirtualDriveLog, EveryCallIsLoggedWithArgumentsResultAndOutputs) {
-  VirtualDrive drive;
-  int32_t a = 0, b = 0;
-  char text[kTransportVersionCapacity];
-  drive.GetVarFromFPGA(16, &a, &b);
-  drive.InitComPort(1, 19200);
-  drive.GetVarFromFPGA(16, &a, &b);
-  drive.GetVarFromEEPROM(23, &a, &b);
-  drive.PutVarToEEPROM(255, 127, -60);
-  drive.InitMotoBus({1, 2, 0, 0, 0, 3, 0, 0});
-  drive.SendISPByte(0x55, &a);
-  drive.CommSVODBVersion(text);
-  const std::vector<std::string> expected{
-      "GetVarFromFPGA(16) -> 0",
-      "InitComPort(1, 19200) -> 1",
-      "GetVarFromFPGA(16) -> 1 [4]",
-      "GetVarFromEEPROM(23) -> 1 [16, 4]",
-      "PutVarToEEPROM(255, 127, -60) -> 1",
-      "InitMotoBus(1, 2, 0, 0, 0, 3, 0, 0) -> 1",
-      "SendISPByte(85) -> 0",  // no ISP function unlocked: the engine does not answer
-      "CommSVODBVersion() [\"SVODB virtual drive 1.0\"]",
-  };
-  EXPECT_EQ(drive.Log().Lines(), expected);
-  EXPECT_EQ(drive.NvEntryAt(255), (NvEntry{127, 196}));
-  drive.Log().SetRecording(false);
-  drive.PutVarToFPGA(16, 4);
-  EXPECT_EQ(drive.Log().Records().size(), expected.size());
-  EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromFPGA), 2u);
-  EXPECT_EQ(drive.Log().TotalCount(), expected.size() + 1);
 }
 
 TEST(VirtualDriveState, TextRoundTripAndDamagedFilesRejectedWhole) {
@@ -190,6 +144,33 @@ TEST(VirtualDriveState, TextRoundTripAndDamagedFilesRejectedWhole) {
     EXPECT_FALSE(ParseSavedDrive(damaged)) << damaged.substr(0, 40);
   EXPECT_TRUE(ParseSavedDrive(replaced("nv 23 16 55\n", "# kept\r\n\nnv 23 16 55\r\n")));
   EXPECT_FALSE(ReadStateFile(std::filesystem::temp_directory_path() / "svodb_no_such.state"));
+}
+
+TEST(ConfigFlashUnlock, OnlyTheWholeKeyThenAFunctionStartsTheEngine) {
+  struct Case {
+    std::vector<int32_t> writes;
+    IspFunction started;
+  };
+  const Case cases[] = {
+      {{0x55, 0xAA, 3}, IspFunction::kProgram}, {{0x55, 0xAA, 5}, IspFunction::kVerify},
+      {{0x55, 0xAA, 9}, IspFunction::kErase},   {{0x55, 0x55, 0xAA, 3}, IspFunction::kProgram},
+      {{0xAA, 0x55, 3}, IspFunction::kNone},    {{0x55, 0x00, 0xAA, 3}, IspFunction::kNone},
+      {{0x55, 0xAA, 7}, IspFunction::kNone},    {{0x55, 0xAA, 3, 3}, IspFunction::kProgram},
+  };
+  for (const Case& c : cases) {
+    VirtualDrive drive(DriveConfig{.logicVersion = 3, .versionText = "3.0A"});
+    ASSERT_EQ(drive.InitMotoBus({}), 1);
+    for (const int32_t value : c.writes) ASSERT_EQ(drive.PutVarToFPGA(77, value), 1);
+    EXPECT_EQ(drive.Flash().ActiveFunction(), c.started) << ::testing::PrintToString(c.writes);
+  }
+  // Logic 4 reaches its flash only with SPI_EN on.
+  VirtualDrive drive;
+  ASSERT_EQ(drive.InitMotoBus({}), 1);
+  for (const int32_t value : {0x55, 0xAA, 3}) drive.PutVarToFPGA(77, value);
+  EXPECT_EQ(drive.Flash().ActiveFunction(), IspFunction::kNone);
+  drive.PutVarToFPGA(111, 0x80);
+  for (const int32_t value : {0x55, 0xAA, 3}) drive.PutVarToFPGA(77, value);
+  EXPECT_EQ(drive.Flash().ActiveFunction(), IspFunction::kProgram);
 }
 
 }  // namespace
