@@ -1,7 +1,7 @@
-// The virtual drive as the other tests lean on it: the factory image, the
-// power-up replay, the fault plan, the state file and what unlocks the
-// configuration flash. Every traffic test compares the call log's lines;
-// the tool's flash tests keep the flash in its file between processes.
+// The virtual drive as the other tests lean on it: the power-up replay,
+// the fault plan, the state file and what unlocks the configuration flash.
+// The factory image is checked by every value the other tests read, the
+// call log by every traffic test, the flash file by the tool's flash tests.
 #include "virtual_drive.h"
 
 #include <gtest/gtest.h>
@@ -38,44 +38,6 @@ class OpenDrive : public ::testing::Test {
   }
   VirtualDrive drive;
 };
-
-TEST(VirtualDrive, ClosedOrOutOfRangeCallsAnswerTheirCodeAndWriteNoOutput) {
-  VirtualDrive drive;
-  int32_t a = kUntouched, b = kUntouched;
-  EXPECT_EQ(drive.GetVarFromFPGA(16, &a, &b), 0);
-  EXPECT_EQ(drive.PutVarToEEPROM(23, 16, 1), 0);
-  EXPECT_EQ(drive.InitComPort(7, 19200), 2);
-  EXPECT_EQ(drive.InitComPort(1, 19200), 1);
-  EXPECT_EQ(drive.GetVarFromFPGA(256, &a, &b), 4);
-  EXPECT_EQ(drive.GetVarFromEEPROM(-1, &a, &b), 4);
-  EXPECT_EQ(drive.PutVarToEEPROM(23, 256, 0), 4);
-  EXPECT_EQ(drive.NVEraseUnit(300), 4);
-  EXPECT_EQ(a, kUntouched);
-  EXPECT_EQ(b, kUntouched);
-  EXPECT_EQ(drive.NvEntryAt(23), (NvEntry{16, 0x04}));
-}
-
-TEST_F(OpenDrive, FactoryRegistersAndNvHoldTheEncodedParameterSet) {
-  const std::pair<int32_t, int32_t> bytes[] = {
-      {1, 0x83},                                     // OpMode 2, EMUFunc 3
-      {2, 0x5A},                                     // BatFDis, KIP 19 with its 3-bit halves exchanged
-      {4, 0xFA},                                     // Model 31, DM2Map 2
-      {5, 0xCA},  {6, 0xEB},  {7, 0x36}, {8, 0x14},  // PWMMinus -5174, PWMPlus 5174
-      {16, 0x04},                                    // KVP 64, nibbles swapped
-      {32, 0x89}, {33, 0xBB},                        // VBusOV -274 above DeadBand 9
-      {58, 0x39}, {84, 105},  {85, 151}, {109, 0x3F},
-  };
-  for (const auto& [address, value] : bytes) EXPECT_EQ(Read(drive, address), value) << "address " << address;
-  const std::pair<int, NvEntry> entries[] = {
-      {0, {1, 0x83}}, {23, {16, 0x04}},  {73, {42, 0}},     {74, {108, 0x54}},  // BQ0B2 852
-      {75, {42, 1}},  {76, {108, 0x03}}, {255, {127, 'V'}}, {245, {127, 255}}, {137, kErasedNvEntry},
-  };
-  for (const auto& [entry, expected] : entries)
-    EXPECT_EQ(drive.NvEntryAt(static_cast<uint8_t>(entry)), expected) << entry;
-  unsigned sum = 0;
-  for (std::size_t i = 0; i < kMotorDataBlockSize; ++i) sum += drive.MotorByte(i);
-  EXPECT_EQ(sum % 256, 255u);
-}
 
 TEST_F(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
   drive.SetNvEntry(23, {16, 0x37});
