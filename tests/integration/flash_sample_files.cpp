@@ -3,6 +3,7 @@
 // and ABC-DEF004-GH.i00 (logic version 4, by its name). It never deletes
 // anything: a folder that holds files is refused.
 #include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 
@@ -18,9 +19,10 @@ bool Write(const std::filesystem::path& path, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc != 2 || argv[1][0] == '-') {
-    std::fprintf(stderr, "usage: svodb_flash_samples FOLDER (new or empty)\n");
-    return 2;
+  const bool help = argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0);
+  if (help || argc != 2 || argv[1][0] == '-') {
+    std::fprintf(help ? stdout : stderr, "usage: svodb_flash_samples FOLDER (new or empty)\n");
+    return help ? 0 : 2;
   }
   using namespace svodb::testing;
   const std::filesystem::path folder(argv[1]);
