@@ -32,12 +32,14 @@ def test_flash_reports_every_step_passes_on_the_callbacks_exception_and_refuses_
 
     with pytest.raises(KeyboardInterrupt):
         drive.flash(image, progress=refuse)
-    # A file of another logic version is refused after the first step.
-    image.write_text(_i00(b"\x01" * 32, logic=3))
-    steps = []
-    with pytest.raises(svodb.ParameterFileError, match=r"^Wrong file version \(code 33\)$"):
-        drive.flash(image, progress=lambda step, total: steps.append(step))
-    assert steps == [0]
+    # Files of another logic version or no configuration file are refused after the first step.
+    for text, message in [(_i00(b"\x01" * 32, logic=3), "Wrong file version (code 33)"),
+                          ("not a configuration file\n", "Wrong file format (code 32)")]:
+        image.write_text(text)
+        steps = []
+        with pytest.raises(svodb.ParameterFileError) as raised:
+            drive.flash(image, progress=lambda step, total: steps.append(step))
+        assert (str(raised.value), steps) == (message, [0])
 
 
 class VirtualClock:

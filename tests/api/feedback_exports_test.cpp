@@ -1,6 +1,6 @@
 // The feedback-device exports as a C caller uses them, against virtual
-// drives with either generation of device. The block's and the fields'
-// round trips through these exports are the tool's mdb tests.
+// drives with either generation of device. The block's round trips
+// through these exports are the tool's mdb tests.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -34,6 +34,23 @@ class FeedbackExports : public ExportTest, public ::testing::WithParamInterface<
   sim::VirtualDrive drive_;
   sim::VirtualPlatform platform_;
 };
+
+TEST_P(FeedbackExports, FieldsShowTheLoadedBlock) {
+  char text[SVODB_TRX_FIELD_TEXT_SIZE];
+  char unit[SVODB_UNIT_SIZE];
+  std::memset(text, 'x', sizeof text);
+  EXPECT_EQ(GetMotorData_TRXMDB("RLim", text), 99);  // nothing loaded yet
+  EXPECT_EQ(text[0], 'x');
+  ASSERT_EQ(LoadShowData_TRXMDB(), 1);
+  EXPECT_EQ(GetMotorData_TRXMDB("mnum", text), 1);
+  EXPECT_STREQ(text, "VM2201-A04N0000 ");
+  EXPECT_EQ(GetDataUnit_TRXMDB("DPOLES", unit), 1);
+  EXPECT_STREQ(unit, "Pole Pairs");
+  EXPECT_EQ(GetDataUnit_TRXMDB("Poles", unit), 8);
+  uint32_t version[3] = {};
+  EXPECT_EQ(Read_TRXFPGA(version), 1);
+  EXPECT_EQ(version[2], 4u);
+}
 
 TEST_P(FeedbackExports, TheChecksumExportsWorkOnTheLastRegionRead) {
   EXPECT_EQ(check_check_sum_all(), 0);  // a zeroed image

