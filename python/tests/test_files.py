@@ -1,6 +1,5 @@
 """Backup and restore, parameter files and factory defaults."""
 
-import os
 import subprocess
 
 import pytest
@@ -8,15 +7,15 @@ import pytest
 import svodb
 from conftest import source_file, tool_environment
 
-KVP_LINE = 45  # the KVP line of a user file of the virtual drive
 
-
-def _edited(source, target, name, value):
+def _edited(source, target, changes, appended=()):
+    """A copy of a parameter file with some values changed and lines appended."""
     with open(source, encoding="latin-1") as file:
         lines = file.read().splitlines()
-    lines = [f"{name} = {value}" if line.split("=")[0].strip() == name else line for line in lines]
+    names = [line.split("=")[0].strip() for line in lines]
+    lines = [f"{name} = {changes[name]}" if name in changes else line for name, line in zip(names, lines)]
     with open(target, "w", encoding="latin-1") as file:
-        file.write("\n".join(lines) + "\n")
+        file.write("\n".join(lines + list(appended)) + "\n")
 
 
 def _value_line(path, name):
@@ -24,37 +23,25 @@ def _value_line(path, name):
         return next(" ".join(line.split()) for line in file if line.split("=")[0].strip() == name)
 
 
-def test_backup_restore_round_trip(drive, tmp_path):
-    original, edited, after = tmp_path / "original.par", tmp_path / "edited.par", tmp_path / "after.par"
+def test_backup_restore_round_trip_and_failing_lines(drive, tmp_path):
+    original, edited, bad, after = (tmp_path / name for name in ("original.par", "edited.par", "bad.par", "after.par"))
     drive.backup(original)
     assert _value_line(original, "KVI") == "KVI = 4.909000 Hz"
-    _edited(original, edited, "KVI", "5.475")  # a value the drive's format holds
-    checked = drive.restore(edited)  # a dry run writes nothing
-    assert len(checked) == 46 and all(line.ok and line.message == "" for line in checked)
+    _edited(original, edited, {"KVI": "5.475"})  # a value the drive's format holds
+    assert len(drive.restore(edited)) == 46  # a dry run: checks only
     drive.backup(after)
-    assert _value_line(after, "KVI") == "KVI = 4.909000 Hz"
+    assert after.read_bytes() == original.read_bytes()
     drive.restore(edited, dry_run=False)
     drive.backup(after)
     assert _value_line(after, "KVI") == "KVI = 5.475000 Hz"
-    drive.restore(original, dry_run=False)
-    drive.backup(after)
-    assert after.read_bytes() == original.read_bytes()
 
-
-def test_restore_reports_each_failing_line_and_writes_nothing(drive, tmp_path):
-    original, bad, after = tmp_path / "original.par", tmp_path / "bad.par", tmp_path / "after.par"
-    drive.backup(original)
-    _edited(original, bad, "KVP", "fast")
-    _edited(bad, bad, "BatFDis", "Sometimes")
-    with open(bad, "a", encoding="latin-1") as file:
-        file.write("NoSuchThing = 1\n")
-    failing = [line for line in drive.restore(bad) if not line.ok]
-    assert failing == [svodb.LineResult(7, "BatFDis = Sometimes", 23), svodb.LineResult(KVP_LINE, "KVP = fast", 23),
-                       svodb.LineResult(51, "NoSuchThing = 1", 8)]
-    assert [line.message for line in failing] == ["Data is out of range", "Data is out of range", "Invalid parameter"]
-    with pytest.raises(svodb.OutOfRangeError) as raised:
+    _edited(original, bad, {"KVP": "fast", "BatFDis": "Sometimes"}, ["NoSuchThing = 1"])
+    assert [(line.number, line.text, line.code, line.message) for line in drive.restore(bad) if not line.ok] == [
+        (7, "BatFDis = Sometimes", 23, "Data is out of range"), (45, "KVP = fast", 23, "Data is out of range"),
+        (51, "NoSuchThing = 1", 8, "Invalid parameter")]
+    with pytest.raises(svodb.OutOfRangeError, match=r"^line 7 \(BatFDis = Sometimes\): Data is out of range"):
         drive.restore(bad, dry_run=False)
-    assert str(raised.value) == "line 7 (BatFDis = Sometimes): Data is out of range (code 23)"
+    drive.restore(original, dry_run=False)
     drive.backup(after)
     assert after.read_bytes() == original.read_bytes()
 
@@ -73,9 +60,6 @@ def test_parameter_file_reads_and_writes_through_the_library(drive, tmp_path):
     # The writer lists every parameter of the image; those the file did
     # not hold come with the model's defaults.
     assert {name: again.values[name] for name in read.values} == read.values
-
-
-def test_parameter_file_errors(tmp_path):
     with pytest.raises(svodb.ParameterFileError, match=r"^Can't open file when reading file at No.0 variable"):
         svodb.ParameterFile.read(tmp_path / "missing.par")
 
@@ -89,8 +73,5 @@ def test_defaults_match_the_tools(tmp_path, model, network):
     subprocess.run(command + (["--network"] if network else []), check=True, capture_output=True,
                    env=tool_environment())
     assert ours.read_bytes() == tools.read_bytes()
-
-
-def test_defaults_refuse_an_unknown_model():
     with pytest.raises(svodb.OutOfRangeError, match=r"no model is called 'X9'"):
         svodb.defaults("X9")

@@ -1,7 +1,5 @@
-"""Flash with progress, monitoring on a virtual clock, the plot, the
-motor data block and the command line."""
-
-import threading
+"""Flash with progress, monitoring on a virtual clock, the plot and the
+command line."""
 
 import pytest
 
@@ -21,7 +19,7 @@ def _i00(data: bytes, logic: int) -> str:
     return "\n".join(lines + [":00000001FF", ""])
 
 
-def test_flash_reports_every_step(drive, tmp_path):
+def test_flash_reports_every_step_passes_on_the_callbacks_exception_and_refuses_bad_files(drive, tmp_path):
     image = tmp_path / "image.i00"
     image.write_text(_i00(bytes(range(256)) * 4, logic=4))
     for verify in (False, True):
@@ -29,37 +27,24 @@ def test_flash_reports_every_step(drive, tmp_path):
         drive.flash(image, verify=verify, progress=lambda step, total: steps.append((step, total)))
         assert steps == [(step, I00_STEPS) for step in range(I00_STEPS)]
 
-
-@pytest.mark.parametrize(
-    "text, family, message",
-    [
-        (_i00(b"\x01" * 32, logic=3), svodb.ParameterFileError, "Wrong file version (code 33)"),
-        ("not a configuration file\n", svodb.ParameterFileError, "Wrong file format (code 32)"),
-    ],
-)
-def test_flash_refuses_bad_files_after_the_first_step(drive, tmp_path, text, family, message):
-    image = tmp_path / "bad.i00"
-    image.write_text(text)
-    steps = []
-    with pytest.raises(family) as raised:
-        drive.flash(image, progress=lambda step, total: steps.append(step))
-    assert (str(raised.value), steps) == (message, [0])
-
-
-def test_flash_passes_on_an_exception_of_the_callback(drive, tmp_path):
-    image = tmp_path / "image.i00"
-    image.write_text(_i00(b"\x02" * 64, logic=4))
-
     def refuse(step, total):
         raise KeyboardInterrupt
 
     with pytest.raises(KeyboardInterrupt):
         drive.flash(image, progress=refuse)
+    # Files of another logic version or no configuration file are refused after the first step.
+    for text, message in [(_i00(b"\x01" * 32, logic=3), "Wrong file version (code 33)"),
+                          ("not a configuration file\n", "Wrong file format (code 32)")]:
+        image.write_text(text)
+        steps = []
+        with pytest.raises(svodb.ParameterFileError) as raised:
+            drive.flash(image, progress=lambda step, total: steps.append(step))
+        assert (str(raised.value), steps) == (message, [0])
 
 
 class VirtualClock:
-    def __init__(self, start=100.0):
-        self.now, self.sleeps = start, []
+    def __init__(self):
+        self.now, self.sleeps = 100.0, []
 
     def __call__(self):
         return self.now
@@ -67,17 +52,6 @@ class VirtualClock:
     def sleep(self, seconds):
         self.sleeps.append(round(seconds, 9))
         self.now += seconds
-
-
-def test_monitor_reads_on_schedule(drive):
-    clock = VirtualClock()
-    recording = drive.monitor(["kvp", "VelFB"], seconds=1.0, rate=4, clock=clock, sleep=clock.sleep)
-    assert recording.times == [0.0, 0.25, 0.5, 0.75, 1.0]
-    assert clock.sleeps == [0.25] * 4
-    assert recording.values == {"KVP": [drive["KVP"]] * 5, "VelFB": [0.0] * 5}
-    assert recording.units == {"KVP": "Arms/rad/sec", "VelFB": "RPM"}
-    with pytest.raises(svodb.OutOfRangeError):
-        drive.monitor(["KVP"], seconds=1.0, rate=0)
 
 
 def _png_facts(path):
@@ -88,12 +62,19 @@ def _png_facts(path):
     return pixels.shape, len(colours)
 
 
-def test_plot_writes_a_real_picture(drive, tmp_path):
+def test_monitor_reads_on_schedule_and_plots_a_real_picture(drive, tmp_path):
+    clock = VirtualClock()
+    recording = drive.monitor(["kvp", "VelFB"], seconds=1.0, rate=4, clock=clock, sleep=clock.sleep)
+    assert recording.times == [0.0, 0.25, 0.5, 0.75, 1.0]
+    assert clock.sleeps == [0.25] * 4
+    assert recording.values == {"KVP": [drive["KVP"]] * 5, "VelFB": [0.0] * 5}
+    assert recording.units == {"KVP": "Arms/rad/sec", "VelFB": "RPM"}
+    with pytest.raises(svodb.OutOfRangeError):
+        drive.monitor(["KVP"], seconds=1.0, rate=0)
+
     pytest.importorskip("matplotlib")
     from svodb.plot import plot_recording
 
-    clock = VirtualClock()
-    recording = drive.monitor(["KVP", "VelFB"], seconds=2, rate=5, clock=clock, sleep=clock.sleep)
     recording.values["VelFB"] = [float(k % 3) for k in range(len(recording.times))]  # a line that moves
     plot_recording(recording, tmp_path / "plot.png")
     assert (tmp_path / "plot.png").read_bytes()[:8] == b"\x89PNG\r\n\x1a\n"
@@ -110,32 +91,7 @@ def test_command_line(tmp_path, capsys):
     assert command_line.main(["plot", "KVP", "--seconds", "0", "--out", str(tmp_path / "one.png")]) == 0
     out, err = capsys.readouterr()
     lines = out.splitlines()
-    assert lines[0:2] == ["KVP                0.032 Arms/rad/sec", "OpMode             2 (SetupS2-1)"]
-    assert lines[2:4] == ["model:          31 (X7102 240Vac 3/9Arms)", "mode:           1 (velocity)"]
+    assert lines[0:4] == ["KVP                0.032 Arms/rad/sec", "OpMode             2 (SetupS2-1)",
+                          "model:          31 (X7102 240Vac 3/9Arms)", "mode:           1 (velocity)"]
     assert lines[-1] == f"1 reads of KVP over 0 s -> {tmp_path / 'one.png'}"
     assert err == "svodb: Invalid parameter: 'NoSuchName' (code 8)\n"
-    assert _png_facts(tmp_path / "one.png")[1] > 20
-
-
-def test_motor_data_block(drive):
-    assert drive.motor_data.field("Kt") == ("0.50000", "N-m/Arms")
-    for block, message in [([0] * 384, "Wrong Checksum of TRX data"), ([256] + [0] * 383, "Wrong TRX data")]:
-        with pytest.raises(svodb.DriveError, match=f"^{message}"):
-            drive.motor_data.check(block)
-    assert svodb.motor_data.is_valid([255] + [0] * 383) and not svodb.motor_data.is_valid([0] * 384)
-
-
-def test_a_background_thread_polls_while_the_main_thread_works(drive):
-    polled, stop = [], threading.Event()
-
-    def poll():
-        while not stop.is_set() and len(polled) < 200:
-            polled.append(drive["VelFB"])
-
-    poller = threading.Thread(target=poll)
-    poller.start()
-    for value in (0.05, 0.032) * 20:
-        assert drive.write("KVP", value) == value
-    stop.set()
-    poller.join()
-    assert polled and set(polled) == {0.0}

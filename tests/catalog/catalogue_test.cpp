@@ -1,12 +1,20 @@
+// The variable catalogue, its parameter sets and the messages of the result
+// codes, checked by their properties and by hand-worked values.
 #include "catalog/catalogue.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <climits>
 #include <set>
+#include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
+
+#include "catalog/result_codes.h"
 
 namespace svodb {
 namespace {
@@ -23,21 +31,9 @@ ParameterList SetOf(const Catalogue& catalogue, ParameterSet set) {
   return list;
 }
 
-TEST(CatalogueTable, HasTheVariablesInOrderAndATerminator) {
-  const Catalogue catalogue;
-  EXPECT_EQ(Catalogue::kVariableCount, 159);
-  EXPECT_STREQ(catalogue.NameAt(1), "AFBDivisorSrc");
-  EXPECT_STREQ(catalogue.NameAt(159), "VerLW");
-  EXPECT_EQ(catalogue.NameAt(160), nullptr);
-  EXPECT_EQ(catalogue.NameAt(0), nullptr);
-  EXPECT_EQ(catalogue.NameAt(161), nullptr);
-  const VariableRecord& terminator = *catalogue.AtPosition(160);
-  EXPECT_EQ(terminator.number, -1);
-  EXPECT_EQ(terminator.units[0], nullptr);
-  EXPECT_STREQ(terminator.description, "Table terminator");
-}
-
-TEST(CatalogueTable, NamesAreUniqueWithoutRegardToCaseAndFlagsAreBits) {
+// Checked by property: a name once (case-folded), flags as bits, every
+// variable listed and within the logic versions, units led by one blank.
+TEST(CatalogueTable, NamesFlagsAndUnitsAreWellFormed) {
   std::set<std::string> keys;
   for (const VariableRecord& record : kCatalogueTable) {
     for (uint8_t flag : record.flags) EXPECT_LE(flag, 1);
@@ -47,44 +43,28 @@ TEST(CatalogueTable, NamesAreUniqueWithoutRegardToCaseAndFlagsAreBits) {
     EXPECT_LE(std::string(record.name).size(), 18u) << record.name;
     EXPECT_TRUE(record.minLogicVersion >= 2 && record.minLogicVersion <= 4) << record.name;
     EXPECT_EQ(record.flags[kListedFlag], 1) << record.name;
-  }
-  EXPECT_EQ(keys.size(), 159u);
-}
-
-TEST(CatalogueTable, EveryNonBlankUnitStartsWithOneSpaceAndFitsItsBuffer) {
-  for (const VariableRecord& record : kCatalogueTable) {
-    if (record.name == nullptr) continue;
     for (int column = 0; column < 4; ++column) {
       const std::string unit = record.units[static_cast<std::size_t>(column)];
       EXPECT_LT(unit.size(), 14u) << record.name;
       const bool blank = unit.find_first_not_of(" \t") == std::string::npos;
       const bool pwmMinusTab = std::string(record.name) == "PWMMinus" && column == 1;
-      if (!blank && !pwmMinusTab) {
-        EXPECT_TRUE(unit[0] == ' ' && unit[1] != ' ') << record.name << " " << column;
-      }
+      EXPECT_TRUE(blank || pwmMinusTab || (unit[0] == ' ' && unit[1] != ' ')) << record.name << " " << column;
     }
   }
+  EXPECT_EQ(keys.size(), 159u);
+  EXPECT_EQ(FoldCase("AZaz09-() \xC4"), "azaz09-() \xC4");  // the letters A to Z only
+  const VariableRecord& terminator = *Catalogue().AtPosition(160);
+  EXPECT_EQ(terminator.number, -1);
+  EXPECT_STREQ(terminator.description, "Table terminator");
 }
 
-TEST(CatalogueIndex, FindsNamesWithoutRegardToCase) {
+TEST(CatalogueIndex, FindsTheCataloguesOwnRecordsAndNothingElse) {
   Catalogue catalogue;
-  EXPECT_EQ(catalogue.Find("vbus"), catalogue.Find("VBus"));
-  EXPECT_STREQ(catalogue.Find("SETUPS2-1")->name, "SetupS2-1");
-  EXPECT_STREQ(catalogue.Find("dinp1 (enbhwinp)")->name, "DInp1 (EnbHWInp)");
-  EXPECT_EQ(catalogue.Find("DInp1 "), nullptr);
-  EXPECT_EQ(catalogue.Find(""), nullptr);
-  EXPECT_EQ(catalogue.Find("AFBDivisorSrcAndMore"), nullptr);
-  // The record found is the catalogue's own, so run-time changes stick.
-  catalogue.Find("command")->flags[kReadOnlyFlag] = 1;
-  EXPECT_EQ(catalogue.Find("Command")->flags[kReadOnlyFlag], 1);
-}
-
-TEST(CatalogueIndex, FoldsOnlyTheLettersAToZAndAnUnknownNameConvertsWithNine) {
-  EXPECT_EQ(FoldCase("AZaz09-() \xC4"), "azaz09-() \xC4");
-  const Catalogue catalogue;
-  EXPECT_EQ(catalogue.GetConversionCode("kvp"), 27);
-  EXPECT_EQ(catalogue.GetConversionCode("ILmtPlus"), 44);
+  for (const char* unknown : {"DInp1 ", "", "AFBDivisorSrcAndMore"})
+    EXPECT_EQ(catalogue.Find(unknown), nullptr);
   EXPECT_EQ(catalogue.GetConversionCode("NoSuchVariable"), 9);
+  catalogue.Find("command")->flags[kReadOnlyFlag] = 1;  // changes stick
+  EXPECT_EQ(catalogue.Find("Command")->flags[kReadOnlyFlag], 1);
 }
 
 TEST(ParameterSets, SizesAndTheSerialOnlyParameters) {
@@ -122,14 +102,55 @@ TEST(ParameterSets, KeepTheBiquadOrderOfEachSection) {
 }
 
 TEST(UnitColumns, FollowCommandSourceAndMode) {
+  // {command source, mode, column}: mode 0 is torque, command source 1 the second pair.
+  const std::array<int32_t, 3> cases[] = {{0, 1, 0}, {0, 0, 1}, {1, 1, 2}, {1, 0, 3},
+                                          {2, 1, 0}, {2, 0, 1}, {-1, 5, 0}};
+  for (const auto& [source, mode, column] : cases)
+    EXPECT_EQ(UnitColumn(source, static_cast<uint32_t>(mode)), column);
+}
+
+TEST(ErrorMessage, NeverNeedsMoreThan120Bytes) {
+  const Catalogue catalogue;
+  std::size_t longest = 0;
+  for (Result context = -2; context <= 12; ++context) {
+    for (Result detail = 0; detail < 100; ++detail) {
+      for (Result base = -99; base < 100; ++base) {
+        const Result code =
+            context * 10000 + (context < 0 ? -1 : 1) * (detail * 100 + (base < 0 ? -base : base));
+        longest = std::max(longest, ErrorMessage(catalogue, code).size());
+      }
+    }
+  }
+  for (Result code : {INT32_MIN, INT32_MAX, INT32_MIN + 1, 2147480000, -2147480000}) {
+    longest = std::max(longest, ErrorMessage(catalogue, code).size());
+  }
+  EXPECT_LT(longest, kMessageCapacity);
+}
+
+// The message goes straight into the caller's buffer: cut to its room,
+// always terminated, the length returned; bytes past the room untouched.
+TEST(ErrorMessage, ComposesIntoTheCallersBufferAndCutsAtItsEnd) {
+  const Catalogue catalogue;
   struct Case {
-    int32_t commandSource;
-    uint32_t mode;
-    int column;
+    Result code;
+    std::size_t room;
+    const char* message;
   };
-  for (const Case& c : {Case{0, 1, 0}, Case{0, 0, 1}, Case{1, 1, 2}, Case{1, 0, 3}, Case{2, 1, 0}, Case{2, 0, 1},
-                        Case{-1, 5, 0}}) {
-    EXPECT_EQ(UnitColumn(c.commandSource, c.mode), c.column) << c.commandSource << " " << c.mode;
+  const Case cases[] = {
+      {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 120,
+       "Invalid parameter when loading from FPGA at variable--AFBMitEn"},
+      {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 21, "Invalid parameter wh"},
+      {SVODB_CONTEXT_READ_FILE + 7 * 100 + SVODB_CANT_OPEN_FILE, 40,
+       "Can't open file when reading file at No"},
+      {SVODB_OUT_OF_RANGE, 1, ""},
+  };
+  for (const Case& c : cases) {
+    std::array<char, 130> buffer;
+    buffer.fill('#');
+    const std::size_t length = ComposeErrorMessage(catalogue, c.code, std::span<char>(buffer.data(), c.room));
+    EXPECT_EQ(std::string(buffer.data()), c.message) << c.code;
+    EXPECT_EQ(length, std::string_view(c.message).size()) << c.code;
+    EXPECT_EQ(buffer[c.room], '#') << c.code;
   }
 }
 

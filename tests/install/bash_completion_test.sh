@@ -22,15 +22,12 @@ expect() {
 }
 
 expect "|in" "info"
-expect "|di" "diff"
 expect "|--tr" "--transport"
 expect "--port 3|se" "set serial serve"
 expect "get|KV" "KVFF KVI KVP"
-expect "get KVP|VBusU" "VBusUV"
 expect "--network 1,2 set|VerL" "VerLW"
 expect "backup|--m" "--mfg"
 expect "restore x.par|--dr" "--dry-run"
-expect "get|--port" "--port"
 expect "--port|" ""
 
 complete -p svodb >/dev/null || { echo "no completion registered for svodb"; failures=$((failures + 1)); }

@@ -11,10 +11,6 @@
 
 namespace {
 
-constexpr const char* kUsage =
-    "usage: svodb_flash_samples FOLDER\n"
-    "Writes sample.isc and ABC-DEF004-GH.i00 into FOLDER, which must be new or empty.\n";
-
 bool Write(const std::filesystem::path& path, const std::string& text) {
   std::ofstream out(path, std::ios::binary);
   return static_cast<bool>(out << text) && static_cast<bool>(out.flush());
@@ -23,13 +19,10 @@ bool Write(const std::filesystem::path& path, const std::string& text) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-    std::printf("%s", kUsage);
-    return 0;
-  }
-  if (argc != 2 || argv[1][0] == '-') {
-    std::fprintf(stderr, "%s", kUsage);
-    return 2;
+  const bool help = argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0);
+  if (help || argc != 2 || argv[1][0] == '-') {
+    std::fprintf(help ? stdout : stderr, "usage: svodb_flash_samples FOLDER (new or empty)\n");
+    return help ? 0 : 2;
   }
   using namespace svodb::testing;
   const std::filesystem::path folder(argv[1]);

@@ -1,9 +1,8 @@
 // The library and the Windows message queue: flash progress posted to a
 // window the client created or to its thread, and one waiting message
 // handled per sample while statistics are sampled.
-#include <windows.h>
-
 #include <gtest/gtest.h>
+#include <windows.h>
 
 #include <filesystem>
 #include <fstream>
@@ -89,18 +88,15 @@ class WindowMessages : public ::testing::Test {
   HWND window_ = nullptr;
 };
 
-TEST_F(WindowMessages, FlashProgressArrivesAtTheWindow) {
+// Posted, never sent: nothing reached the window during the call. A null
+// window posts to the calling thread's own queue.
+TEST_F(WindowMessages, FlashProgressArrivesAtTheWindowOrTheThread) {
   const std::string file = I00File().string();
   ASSERT_EQ(HandleI00File_SVODB(file.c_str(), 0, reinterpret_cast<uintptr_t>(window_), 0), 1);
-  // Posted, never sent: nothing reached the window during the call.
   EXPECT_TRUE(g_received.empty());
   EXPECT_EQ(DispatchWaiting(), SVODB_I00_PROGRESS_STEPS);
   ExpectEveryStep(g_received);
-}
 
-// A null window posts to the calling thread's own queue.
-TEST_F(WindowMessages, FlashProgressWithoutAWindowArrivesAsThreadMessages) {
-  const std::string file = I00File().string();
   ASSERT_EQ(HandleI00File_SVODB(file.c_str(), 1, 0, 0), 1);
   std::vector<Received> received;
   MSG message;

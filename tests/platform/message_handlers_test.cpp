@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "api/export_fixture.h"
@@ -14,20 +15,12 @@
 namespace svodb::testing {
 namespace {
 
-struct Post {
-  uintptr_t window;
-  uint32_t message;
-  uintptr_t wParam;
-  intptr_t lParam;
+using Post = std::tuple<uintptr_t, uint32_t, uintptr_t, intptr_t>;
 
-  bool operator==(const Post&) const = default;
-};
-
-// What a client's event loop sees of the library.
+// What a client's event loop sees of the library: `waiting` messages for
+// the pump, `accepts` the post handler's answer.
 struct Client {
-  int pumps = 0;
-  int waiting = 0;  // messages the pump still finds
-  int accepts = 1;  // the post handler's answer
+  int pumps = 0, waiting = 0, accepts = 1;
   std::vector<Post> posts;
 };
 
@@ -41,7 +34,7 @@ int Pump(void* context) {
 
 int PostTo(void* context, uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
   auto* client = static_cast<Client*>(context);
-  client->posts.push_back({window, message, wParam, lParam});
+  client->posts.emplace_back(window, message, wParam, lParam);
   return client->accepts;
 }
 
@@ -54,37 +47,30 @@ class MessageHandlers : public ExportTest {
   Client client;
 };
 
-TEST_F(MessageHandlers, WithoutHandlersNothingIsHandledOrPosted) {
+TEST_F(MessageHandlers, PumpAndPostReachTheClientWithItsContextEachHandlerOptional) {
   Platform& platform = SystemPlatform();
-  EXPECT_FALSE(platform.PumpOneMessage());
+  EXPECT_FALSE(platform.PumpOneMessage());  // no handlers yet
   EXPECT_FALSE(platform.PostWindowMessage(1, 2, 3, 4));
-}
-
-TEST_F(MessageHandlers, PumpAndPostReachTheClientWithItsContext) {
   svodb_set_message_handlers(Pump, PostTo, &client);
-  Platform& platform = SystemPlatform();
   client.waiting = 1;
   EXPECT_TRUE(platform.PumpOneMessage());
   EXPECT_FALSE(platform.PumpOneMessage());
   EXPECT_EQ(client.pumps, 2);
-
   EXPECT_TRUE(platform.PostWindowMessage(0x1234, 0x8001, 7, -9));
   client.accepts = 0;
   EXPECT_FALSE(platform.PostWindowMessage(UINTPTR_MAX, 0xFFFFFFFFu, 0, INTPTR_MIN));
   EXPECT_EQ(client.posts,
             (std::vector<Post>{{0x1234, 0x8001, 7, -9}, {UINTPTR_MAX, 0xFFFFFFFFu, 0, INTPTR_MIN}}));
-}
 
-TEST_F(MessageHandlers, EachHandlerIsOptionalAndALaterCallReplacesBoth) {
-  svodb_set_message_handlers(Pump, nullptr, &client);
-  EXPECT_FALSE(SystemPlatform().PostWindowMessage(1, 2, 3, 4));
+  // A later call replaces both handlers and the context.
   Client other;
   svodb_set_message_handlers(nullptr, PostTo, &other);
-  EXPECT_FALSE(SystemPlatform().PumpOneMessage());
-  EXPECT_TRUE(SystemPlatform().PostWindowMessage(1, 2, 3, 4));
-  EXPECT_EQ(client.pumps, 0);
-  EXPECT_TRUE(client.posts.empty());
-  EXPECT_EQ(other.posts.size(), 1u);
+  EXPECT_FALSE(platform.PumpOneMessage());
+  EXPECT_TRUE(platform.PostWindowMessage(1, 2, 3, 4));
+  svodb_set_message_handlers(Pump, nullptr, &other);
+  EXPECT_FALSE(platform.PostWindowMessage(1, 2, 3, 4));
+  EXPECT_EQ(client.pumps, 2);
+  EXPECT_EQ(other.posts, (std::vector<Post>{{1, 2, 3, 4}}));
 }
 
 TEST_F(MessageHandlers, SamplingPumpsTheClientOncePerSample) {
@@ -96,9 +82,7 @@ TEST_F(MessageHandlers, SamplingPumpsTheClientOncePerSample) {
   double mean = 0, spread = 0;
   EXPECT_EQ(GetParmMeanRMS_SVODBT("LogicVer", 4, &mean, &spread), 1);
   EXPECT_EQ(mean, 4.0);
-  EXPECT_EQ(client.pumps, 4);
-  EXPECT_EQ(client.waiting, 6);
-  EXPECT_TRUE(client.posts.empty());
+  EXPECT_EQ((std::tuple{client.pumps, client.waiting, client.posts.size()}), (std::tuple{4, 6, 0u}));
 }
 
 }  // namespace

@@ -3,14 +3,16 @@
 // changes nothing; the API's own writes go through the library's checks.
 #include <gtest/gtest.h>
 #include <httplib.h>
+#include <sys/wait.h>
 
 #include <cstdio>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <regex>
+#include <set>
 #include <string>
 
-#include <sys/wait.h>
+#include "serve/request_guard.h"
 
 namespace {
 
@@ -100,170 +102,122 @@ struct RefusedCase {
   int status;
 };
 
+httplib::Result Send(const std::string& method, const std::string& path, const httplib::Headers& headers,
+                     const std::string& body) {
+  httplib::Client client = TheServer().Client();
+  return method == "PUT" ? client.Put(path, headers, body, "application/json")
+                         : client.Post(path, headers, body, "application/json");
+}
+
 TEST_F(ServeApi, RefusedRequestsChangeNothing) {
   const std::string token = TheServer().Token();
-  const std::string own = "127.0.0.1:" + std::to_string(TheServer().Port());
   const std::string nv = Backup();
   ASSERT_NE(nv.find("KVP"), std::string::npos);
+  const std::string kvp = "/api/variables/KVP", value = R"({"value": 0.05})";
+  const std::string big(3 * 1024 * 1024, '#');
+  // Which token, Host and Origin pass is the guard's own test; here each
+  // refusal is seen to stop the request before it reaches the drive.
+  const httplib::Headers own{{"X-Svodb-Token", token}};
+  const httplib::Headers foreign{{"X-Svodb-Token", token}, {"Origin", "http://evil.example"}};
+  const std::string filter = "/api/variables/FilterType";
   const RefusedCase cases[] = {
-      {"no token", "PUT", "/api/variables/KVP", {}, R"({"value": 0.05})", 401},
-      {"wrong token",
-       "PUT",
-       "/api/variables/KVP",
-       {{"X-Svodb-Token", std::string(32, '0')}},
-       R"({"value": 0.05})",
-       401},
-      {"token cut short",
-       "PUT",
-       "/api/variables/KVP",
-       {{"X-Svodb-Token", token.substr(1)}},
-       R"({"value": 0.05})",
-       401},
+      {"no token", "PUT", kvp, {}, value, 401},
       {"no token to save", "POST", "/api/save", {}, "", 401},
-      {"another page",
-       "PUT",
-       "/api/variables/KVP",
-       {{"X-Svodb-Token", token}, {"Origin", "http://evil.example"}},
-       R"({"value": 0.05})",
-       403},
-      {"another port",
-       "PUT",
-       "/api/variables/KVP",
-       {{"X-Svodb-Token", token}, {"Origin", "http://127.0.0.1:1"}},
-       R"({"value": 0.05})",
-       403},
-      {"a rebound host name",
-       "PUT",
-       "/api/variables/KVP",
-       {{"X-Svodb-Token", token}, {"Host", "evil.example"}},
-       R"({"value": 0.05})",
-       403},
-      {"another page saving", "POST", "/api/save", {{"X-Svodb-Token", token}, {"Origin", "null"}}, "", 403},
-      {"malformed JSON", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}}, R"({"value": 0.0)", 400},
-      {"no value", "PUT", "/api/variables/KVP", {{"X-Svodb-Token", token}}, R"({"valu": 0.05})", 400},
-      {"a label of no entry",
-       "PUT",
-       "/api/variables/FilterType",
-       {{"X-Svodb-Token", token}},
-       R"({"label": "Bogus"})",
-       400},
-      {"out of range", "PUT", "/api/variables/KIP", {{"X-Svodb-Token", token}}, R"({"value": 1e9})", 422},
-      {"oversized upload",
-       "POST",
-       "/api/restore",
-       {{"X-Svodb-Token", token}},
-       "UserParams\n" + std::string(3 * 1024 * 1024, '#'),
-       413},
-      {"oversized flash",
-       "POST",
-       "/api/flash?name=big.i00",
-       {{"X-Svodb-Token", token}},
-       std::string(3 * 1024 * 1024, ':'),
-       413},
+      {"another page", "PUT", kvp, foreign, value, 403},
+      {"another page saving", "POST", "/api/save", foreign, "", 403},
+      {"malformed JSON", "PUT", kvp, own, R"({"value": 0.0)", 400},
+      {"no value", "PUT", kvp, own, R"({"valu": 0.05})", 400},
+      {"no such label", "PUT", filter, own, R"({"label": "X"})", 400},
+      {"out of range", "PUT", "/api/variables/KIP", own, R"({"value": 1e9})", 422},
+      {"oversized upload", "POST", "/api/restore", own, "UserParams\n" + big, 413},
+      {"oversized flash", "POST", "/api/flash?name=big.i00", own, big, 413},
   };
   for (const RefusedCase& c : cases) {
-    httplib::Client client = TheServer().Client();
-    const auto result = c.method == "PUT" ? client.Put(c.path, c.headers, c.body, "application/json")
-                                          : client.Post(c.path, c.headers, c.body, "application/json");
+    const auto result = Send(c.method, c.path, c.headers, c.body);
     ASSERT_TRUE(result) << c.what;
     EXPECT_EQ(result->status, c.status) << c.what;
+    if (c.status == 422) {
+      EXPECT_EQ(json::parse(result->body), json({{"code", 23}, {"error", "Data is out of range (code 23)"}}));
+    }
   }
-  const json kvp = GetJson("/api/variables/KVP");
-  const json kip = GetJson("/api/variables/KIP");
-  const json filter = GetJson("/api/variables/FilterType");
-  EXPECT_EQ(kvp["value"], kvp["default"]);
-  EXPECT_EQ(kip["value"], kip["default"]);
-  EXPECT_EQ(filter["value"], 3.0);
+  for (const char* name : {"KVP", "KIP"}) {
+    const json variable = GetJson(std::string("/api/variables/") + name);
+    EXPECT_EQ(variable["value"], variable["default"]) << name;
+  }
+  EXPECT_EQ(GetJson("/api/variables/FilterType")["value"], 3.0);
   EXPECT_EQ(Backup(), nv) << "the drive's NV memory changed";
 }
 
-TEST_F(ServeApi, OutOfRangeWriteNamesTheLibraryCode) {
-  auto result = TheServer().Client().Put("/api/variables/KIP", TheServer().Headers(), R"({"value": 1e9})",
-                                         "application/json");
-  ASSERT_TRUE(result);
-  EXPECT_EQ(json::parse(result->body), json({{"code", 23}, {"error", "Data is out of range (code 23)"}}));
-}
-
-TEST_F(ServeApi, WritesReadBackTheStoredValue) {
-  struct Case {
-    const char* name;
-    const char* request;
-    double stored;
-  };
-  const Case cases[] = {{"KVP", R"({"value": 0.05})", 0.05},
-                        {"FilterType", R"({"label": "BiQuad"})", 2.0},
-                        {"FilterType", R"({"value": 3})", 3.0}};
-  for (const Case& c : cases) {
-    auto result = TheServer().Client().Put(std::string("/api/variables/") + c.name, TheServer().Headers(),
-                                           c.request, "application/json");
-    ASSERT_TRUE(result) << c.name;
-    ASSERT_EQ(result->status, 200) << c.name << ": " << result->body;
-    EXPECT_EQ(json::parse(result->body)["value"], c.stored) << c.name;
-    EXPECT_EQ(GetJson(std::string("/api/variables/") + c.name)["value"], c.stored) << c.name;
-  }
-}
-
-TEST_F(ServeApi, VariablesCarryUnitsRangesLabelsAndGroups) {
-  const json variables = GetJson("/api/variables");
-  ASSERT_TRUE(variables.is_array());
-  EXPECT_EQ(variables.size(), 159u);
-  const json& first = variables.front();
-  EXPECT_EQ(first["name"], "AFBDivisorSrc");
-  EXPECT_EQ(first["availability"], "not available on this model");
-  const json filter = GetJson("/api/variables/FilterType");
-  EXPECT_EQ(filter["group"], "User parameters");
-  EXPECT_EQ(filter["labels"], json::parse(R"([{"label":"ARfx","value":3},{"label":"BiQuad","value":2}])"));
-  const json serial = GetJson("/api/variables/SerialNum");
-  EXPECT_EQ(serial["text"], "VD22010001");
-  EXPECT_EQ(GetJson("/api/variables/DeadBand")["group"], "Manufacturing settings");
-  EXPECT_EQ(GetJson("/api/variables/VBus")["group"], "Status and monitoring");
-}
-
-TEST_F(ServeApi, PageIsServedWithoutTokenButOnlyToItsOwnHost) {
-  httplib::Client client = TheServer().Client();
-  auto page = client.Get("/");
-  ASSERT_TRUE(page);
-  EXPECT_EQ(page->status, 200);
-  EXPECT_NE(page->body.find("<title>svodb panel</title>"), std::string::npos);
-  auto script = client.Get("/app.js");
-  ASSERT_TRUE(script);
-  EXPECT_EQ(script->get_header_value("Content-Type"), "text/javascript; charset=utf-8");
-  auto rebound = client.Get("/", {{"Host", "evil.example:80"}});
-  ASSERT_TRUE(rebound);
-  EXPECT_EQ(rebound->status, 403);
-}
-
-TEST_F(ServeApi, DiffAgainstDefaultsListsChangedParameters) {
-  const json diff = GetJson("/api/diff/defaults");
-  ASSERT_TRUE(diff.is_object());
-  EXPECT_GT(diff["compared"].get<int>(), 0);
-  bool cmdGain = false;
-  for (const json& row : diff["differing"]) cmdGain |= row["name"] == "CmdGain";
-  EXPECT_TRUE(cmdGain) << diff.dump();
-}
-
-}  // namespace
-
-namespace {
-
 // Last, as it changes the drive's NV memory that the cases above compare.
-// ARF0 is kept as a register count: 300 Hz asked, 303.6 Hz stored.
-TEST_F(ServeApi, SaveCopiesTheWorkingValuesToNv) {
-  httplib::Client client = TheServer().Client();
-  auto put =
-      client.Put("/api/variables/ARF0", TheServer().Headers(), R"({"value": 300})", "application/json");
+// The page, the variables' table, edits and the diff are the browser
+// test's. ARF0 is kept as a register count: 300 Hz asked, 303.6 Hz stored.
+TEST_F(ServeApi, WritesByValueAndLabelAndASaveCopiesThemToNv) {
+  EXPECT_EQ(GetJson("/api/variables").size(), 159u);  // the page's table, read as the page reads it
+  auto put = Send("PUT", "/api/variables/ARF0", TheServer().Headers(), R"({"value": 300})");
   ASSERT_TRUE(put);
   ASSERT_EQ(put->status, 200);
   EXPECT_EQ(json::parse(put->body)["value"], 303.6);
-  EXPECT_EQ(Backup().find("ARF0             = 303.600000"), std::string::npos)
-      << "NV changed before the save";
-  auto save = client.Post("/api/save", TheServer().Headers(), "", "text/plain");
+  auto label = Send("PUT", "/api/variables/FilterType", TheServer().Headers(), R"({"label": "BiQuad"})");
+  ASSERT_TRUE(label);
+  EXPECT_EQ(GetJson("/api/variables/FilterType")["value"], 2.0) << label->body;
+  const std::string stored = "ARF0             = 303.600000";
+  EXPECT_EQ(Backup().find(stored), std::string::npos) << "NV changed before the save";
+  auto save = Send("POST", "/api/save", TheServer().Headers(), "");
   ASSERT_TRUE(save);
   EXPECT_EQ(save->status, 200) << save->body;
-  EXPECT_NE(
-      json::parse(save->body)["output"].get<std::string>().find("saved the drive's working user parameters"),
-      std::string::npos);
-  EXPECT_NE(Backup().find("ARF0             = 303.600000"), std::string::npos);
+  const std::string output = json::parse(save->body)["output"];
+  EXPECT_NE(output.find("saved the drive's working user parameters"), std::string::npos);
+  EXPECT_NE(Backup().find(stored), std::string::npos);
 }
 
 }  // namespace
+
+namespace svodb_tool {
+namespace {
+
+// Which requests the guard lets through, decided from the request alone.
+constexpr int32_t kPort = 8600;
+const std::string kToken = "0123456789abcdef0123456789abcdef";
+
+TEST(RequestGuard, RefusesForeignHostsAndOriginsBeforeTokens) {
+  struct Case {
+    RequestFacts request;
+    int status;
+  };
+  const Case cases[] = {
+      {{"127.0.0.1:8600", "", kToken}, 0},
+      {{"localhost:8600", "http://localhost:8600", kToken}, 0},
+      {{"127.0.0.1:8600", "http://127.0.0.1:8600", kToken}, 0},
+      {{"127.0.0.1:8600", "", ""}, 401},
+      {{"127.0.0.1:8600", "", kToken.substr(0, 31)}, 401},
+      {{"127.0.0.1:8600", "", kToken + "0"}, 401},
+      {{"127.0.0.1:8600", "", "0123456789abcdef0123456789abcdeF"}, 401},
+      {{"127.0.0.1:8600", "http://evil.example", kToken}, 403},
+      {{"127.0.0.1:8600", "http://evil.example", ""}, 403},
+      {{"127.0.0.1:8600", "null", kToken}, 403},
+      {{"127.0.0.1:8600", "https://127.0.0.1:8600", kToken}, 403},
+      {{"127.0.0.1:8600", "http://127.0.0.1:8601", kToken}, 403},
+      {{"127.0.0.1:8600", "http://127.0.0.1:8600.evil.example", kToken}, 403},
+      {{"evil.example:8600", "", kToken}, 403},
+      {{"127.0.0.1", "", kToken}, 403},
+      {{"", "", kToken}, 403},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(RefusalStatus(c.request, kPort, kToken), c.status)
+        << "Host " << c.request.host << ", Origin " << c.request.origin << ", token " << c.request.token;
+  }
+  EXPECT_EQ(RefusalStatus({"127.0.0.1:8600", "", ""}, kPort, ""), 401);  // no token opens nothing
+}
+
+TEST(RequestGuard, TokensAreFreshHexadecimal) {
+  std::set<std::string> seen;
+  for (int i = 0; i < 50; ++i) {
+    const std::string token = NewToken();
+    EXPECT_EQ(token.size(), 32u);
+    EXPECT_EQ(token.find_first_not_of("0123456789abcdef"), std::string::npos) << token;
+    EXPECT_TRUE(seen.insert(token).second) << "repeated " << token;
+  }
+}
+
+}  // namespace
+}  // namespace svodb_tool

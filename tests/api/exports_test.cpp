@@ -1,0 +1,333 @@
+// The exported C interface as a caller sees it: the catalogue, message and
+// identity exports without a drive; the connection, node and raw exports
+// and the catalogue queries that consult the drive against the virtual one.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <cstring>
+#include <regex>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "api/export_fixture.h"
+#include "catalog/parameter_database.h"
+#include "drive/register_map.h"
+#include "svodb/svodb.h"
+#include "virtual_drive.h"
+
+namespace svodb::testing {
+namespace {
+
+using sim::DriveConfig;
+using sim::Operation;
+using Lines = std::vector<std::string>;
+using Query = bool (*)(const char*, uint8_t*);
+
+// A caller's buffer of `Size` bytes followed by bytes that must never be written.
+template <std::size_t Size>
+struct Guarded {
+  std::array<char, Size + 16> bytes;
+  Guarded() { bytes.fill('\x5A'); }
+  char* data() { return bytes.data(); }
+  std::string text() const { return bytes.data(); }
+  bool UntouchedFrom(std::size_t from) const {
+    return std::all_of(bytes.begin() + from, bytes.end(), [](char c) { return c == '\x5A'; });
+  }
+  bool TailIntact() const { return UntouchedFrom(Size); }
+};
+
+// The answer of a query that must succeed.
+int Ask(Query query, const char* name) {
+  uint8_t value = 7;
+  EXPECT_TRUE(query(name, &value)) << name;
+  return value;
+}
+
+using CatalogueExports = ExportTest;
+
+TEST_F(CatalogueExports, NamesByPositionAndInTheirStandardSpelling) {
+  EXPECT_EQ(GetVarNum_SVODB(), 159);
+  const std::pair<int32_t, const char*> named[] = {
+      {1, "AFBDivisorSrc"}, {45, "DInp1 (EnbHWInp)"}, {159, "VerLW"}};
+  for (const auto& [position, expected] : named) {
+    Guarded<SVODB_NAME_SIZE> name;
+    EXPECT_TRUE(GetVarName_SVODB(position, name.data()));
+    EXPECT_EQ(name.text(), expected);
+  }
+  for (int32_t position : {0, -1, 160, 161, INT32_MIN}) {
+    Guarded<SVODB_NAME_SIZE> name;
+    EXPECT_FALSE(GetVarName_SVODB(position, name.data()));
+    EXPECT_TRUE(name.UntouchedFrom(0)) << position;
+  }
+  for (int32_t position = 1; position <= 159; ++position) {
+    Guarded<SVODB_NAME_SIZE> name;
+    ASSERT_TRUE(GetVarName_SVODB(position, name.data()));
+    EXPECT_TRUE(name.TailIntact()) << position;
+  }
+  Guarded<SVODB_NAME_SIZE> name;
+  EXPECT_TRUE(GetStdVarName_SVODB("setups2-1", name.data()));
+  EXPECT_EQ(name.text(), "SetupS2-1");
+  Guarded<SVODB_NAME_SIZE> unknown;
+  EXPECT_FALSE(GetStdVarName_SVODB("SetupS2-3", unknown.data()));
+  EXPECT_FALSE(GetStdVarName_SVODB("an unknown name longer than any in the catalogue", unknown.data()));
+  EXPECT_TRUE(unknown.UntouchedFrom(0));
+}
+
+// Without a connection the drive's answers are those of no connection
+// type and of an unreadable LogicVer.
+TEST_F(CatalogueExports, FlagQueriesAndTheirRefusals) {
+  const std::tuple<Query, const char*, int> cases[] = {
+      {StatVar_SVODB, "vbus", 1},        {StatVar_SVODB, "KVP", 0},
+      {TRXSelect_SVODB, "KIP", 1},       {TRXSelect_SVODB, "kvp", 1},
+      {TRXSelect_SVODB, "CmdSrc", 0},    {EnabledUnchange_SVODB, "PWMFreq", 1},
+      {EnabledUnchange_SVODB, "KVP", 0}, {ReadOnly_SVODB, "VBus", 1},
+      {ReadOnly_SVODB, "KVP", 0},        {ReadOnly_SVODB, "DInp2 (InhibitCW)", 1},
+      {ReadOnly_SVODB, "Command", 0},    {UserNVPara_SVODB, "KVP", 0}};
+  for (const auto& [query, name, expected] : cases) EXPECT_EQ(Ask(query, name), expected) << name;
+  for (Query query :
+       {ReadOnly_SVODB, StatVar_SVODB, TRXSelect_SVODB, EnabledUnchange_SVODB, MfgNVPara_SVODB}) {
+    uint8_t value = 7;
+    EXPECT_FALSE(query("NoSuchVariable", &value) || query(nullptr, &value) || query("KVP", nullptr));
+    EXPECT_EQ(value, 7);
+  }
+  for (Query query : {ForUser_SVODB, UserNVPara_SVODB}) {
+    uint8_t value = 7;
+    EXPECT_FALSE(query("NoSuchVariable", &value) || query(nullptr, &value) || query("KVP", nullptr));
+    EXPECT_EQ(value, 0);  // these two always answer with a value
+  }
+  uint8_t value = 7;
+  EXPECT_FALSE(ForUser_SVODB("GearIn", &value));     // no connection type yet
+  EXPECT_FALSE(MfgNVPara_SVODB("PWMFreq", &value));  // LogicVer unreadable
+  EXPECT_FALSE(GetVarName_SVODB(1, nullptr));
+  EXPECT_FALSE(GetStdVarName_SVODB(nullptr, nullptr));
+  ErrorMessage_SVODB(1, nullptr);
+  DLLCompileTime_SVODB(nullptr);
+}
+
+// The message of a code is its base's text, the context's and the variable
+// the detail names, with the drive tools' exact wording and spelling.
+TEST_F(CatalogueExports, MessagesComposeBaseContextAndDetail) {
+  struct Case {
+    int32_t code;
+    const char* message;
+  };
+  const Case cases[] = {
+      {7, "Address in FPGA and EEPROM don't match"},
+      {10408, "Invalid parameter when loading from FPGA at variable--AFBMitEn"},
+      {69910, "Error during data transfer when writing file at variable--IdFB"},
+      {50731, "Can't open file when reading file at No.7 variable"},
+      {50032, "Wrong file format when reading file at No.0 variable"},
+      {80000, "No Response from drive when geting drive mode or model"},
+      {100923, "Data is out of range when loading default value"},
+      {110008, "Invalid parameter"},
+      {-1, "System Error"},
+      {-10008, "System Error"},
+      {43, "System Error"},  // an unlisted base
+      {INT32_MIN, "System Error"},
+      // Position 60 is EEData; 160 cannot be a detail; 0 names nothing.
+      {36010, "Error during data transfer when loading from EEPROM at variable--EEData"},
+      {30010, "Error during data transfer when loading from EEPROM"},
+  };
+  for (const Case& c : cases) {
+    Guarded<SVODB_MESSAGE_SIZE> message;
+    ErrorMessage_SVODB(c.code, message.data());
+    EXPECT_EQ(message.text(), c.message) << c.code;
+    EXPECT_TRUE(message.TailIntact()) << c.code;
+  }
+}
+
+TEST_F(CatalogueExports, CompileTimeAndVersionsWithoutATransport) {
+  Guarded<SVODB_COMPILE_TIME_SIZE> compiled;  // as "Nov 24 2026 03:10:00"
+  DLLCompileTime_SVODB(compiled.data());
+  EXPECT_TRUE(std::regex_match(compiled.text(), std::regex("[A-Z][a-z]{2} [ 123][0-9] [0-9]{4} [0-9:]{8}")));
+  EXPECT_TRUE(compiled.TailIntact());
+  Guarded<SVODB_VERSION_SIZE> library, network;
+  DLLVersion_SVODB(library.data());
+  NCLVersion_SVODB(network.data());
+  EXPECT_EQ(library.text(), " and 1.60.0000");
+  EXPECT_EQ(network.text(), "");
+}
+
+class DriveExports : public ExportTest {
+ protected:
+  void SetUp() override {
+    ExportTest::SetUp();
+    Use(drive_);
+  }
+  void Open(int32_t type) {
+    ASSERT_EQ(UsePort(1, 19200, type, 0, 0, 0), 1);
+    drive_.Log().Clear();
+  }
+  // The traffic since the last look.
+  Lines Traffic() {
+    Lines lines = drive_.Log().Lines();
+    drive_.Log().Clear();
+    return lines;
+  }
+  uint32_t CurrentLimitWidth() {
+    return api::Context().registers.FindRegister("ILmtPlus")->descriptor.bitWidth;
+  }
+
+  sim::VirtualDrive drive_;
+};
+
+TEST_F(DriveExports, UsePortOpensTheConnectionOfItsType) {
+  EXPECT_EQ(UsePort(1, 19200, 0, 0, 0, 0), 3);
+  EXPECT_EQ(UsePort(1, 19200, 3, 0, 0, 0), 3);
+  EXPECT_EQ(api::Context().db.nodes[0].driveType, 1u);
+  EXPECT_EQ(UsePort(2, 9600, 1, 0, 0, 0), 2);  // no drive on port 2: the transport's code
+  EXPECT_EQ(UsePort(1, 115200, 1, 0, 0, 0), 1);
+  EXPECT_EQ(UsePort(0, 0, 2, 5, 6, 7), 1);
+  EXPECT_EQ(api::Context().db.nodes[0].driveType, 2u);
+  EXPECT_EQ(Traffic(), (Lines{"InitComPort(2, 9600) -> 2", "InitComPort(1, 115200) -> 1",
+                              "InitMotoBus(5, 6, 0, 0, 0, 7, 0, 0) -> 1"}));
+  // The second variant has no E, F and G; both pass C and D only with their flag.
+  EXPECT_EQ(UsePort2(0, 0, 2, 1, 2, 0, 3, 4), 1);
+  EXPECT_EQ(UsePort2(0, 0, 2, 1, 2, 9, 3, 4), 1);
+  EXPECT_EQ(UsePort3(0, 0, 2, 1, 2, 1, 3, 4, 5, 6, 7), 1);
+  EXPECT_EQ(UsePort3(0, 0, 2, 1, 2, 0, 3, 4, 5, 6, 7), 1);
+  EXPECT_EQ(Traffic(),
+            (Lines{"InitMotoBus(1, 2, 0, 0, 0, 0, 0, 0) -> 1", "InitMotoBus(1, 2, 1, 3, 4, 0, 0, 0) -> 1",
+                   "InitMotoBus(1, 2, 1, 3, 4, 5, 6, 7) -> 1", "InitMotoBus(1, 2, 0, 0, 0, 5, 6, 7) -> 1"}));
+}
+
+TEST_F(DriveExports, ClosePortClosesWhatIsOpen) {
+  const Lines expected[] = {{"GetCommType() -> 0"},
+                            {"GetCommType() -> 1", "InitComPort(0, 19200) -> 1"},
+                            {"GetCommType() -> 2", "KillMotoBus() -> 1"}};
+  for (int32_t type = 0; type <= 2; ++type) {
+    if (type != 0) Open(type);
+    EXPECT_EQ(ClosePort(), 1);
+    EXPECT_EQ(Traffic(), expected[type]);
+  }
+}
+
+TEST_F(DriveExports, SetNodeChoosesTheCurrentLimitLayoutOfTheNode) {
+  Open(1);
+  EXPECT_EQ(SetNode_SVODB(7), 23);
+  EXPECT_EQ(SetNode_SVODB(-1), 23);
+  EXPECT_EQ(api::CurrentNode(), 0u);
+  EXPECT_EQ(SetNode_SVODB(2), 1);  // a new image has logic version 0
+  EXPECT_EQ(api::CurrentNode(), 2u);
+  EXPECT_EQ(CurrentLimitWidth(), 2u);
+  EXPECT_EQ(SetupOfflineNode_SVODB(2), 1);
+  EXPECT_EQ(SetupOfflineNode_SVODB(7), 23);
+  EXPECT_EQ(SetNode_SVODB(2), 1);
+  EXPECT_EQ(CurrentLimitWidth(), 8u);
+  EXPECT_TRUE(Traffic().empty());
+
+  EXPECT_EQ(SetNode_SVODB(0), 1);  // the drive's LogicVer, read as a setting: twice
+  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"}));
+  EXPECT_EQ(CurrentLimitWidth(), 8u);
+  ClosePort();
+  EXPECT_EQ(SetNode_SVODB(0), 1);  // LogicVer cannot be read: version 0
+  EXPECT_EQ(CurrentLimitWidth(), 2u);
+}
+
+TEST_F(DriveExports, RawAccessPassesStraightThrough) {
+  int32_t data = -1, fpgaRegister = -1;
+  EXPECT_EQ(ReadUnitFPGA_SVODB(30, &data), 0);  // nothing open
+  Open(1);
+  EXPECT_EQ(WriteUnitFPGA_SVODB(16, 0x5A), 1);
+  EXPECT_EQ(ReadUnitFPGA_SVODB(16, &data), 1);
+  EXPECT_EQ(data, 0x5A);
+  EXPECT_EQ(ReadUnitFPGA_SVODB(256, &data), 4);
+  EXPECT_EQ(WriteUnitEEPROM_SVODB(200, 16, 0x33), 1);
+  EXPECT_EQ(ReadUnitEEPROM_SVODB(200, &fpgaRegister, &data), 1);
+  EXPECT_EQ(fpgaRegister, 16);
+  EXPECT_EQ(data, 0x33);
+  EXPECT_EQ(ReadUnitFPGA_SVODB(16, nullptr), 8);
+  EXPECT_EQ(ReadUnitEEPROM_SVODB(200, nullptr, &data), 8);
+  EXPECT_EQ(Traffic(),
+            (Lines{"PutVarToFPGA(16, 90) -> 1", "GetVarFromFPGA(16) -> 1 [90]", "GetVarFromFPGA(256) -> 4",
+                   "PutVarToEEPROM(200, 16, 51) -> 1", "GetVarFromEEPROM(200) -> 1 [16, 51]"}));
+  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6);
+  EXPECT_EQ(ReadUnitFPGA_SVODB(16, &data), 6);
+
+  int32_t axes = 0;
+  Open(2);
+  EXPECT_EQ(GetMaxNumMotoBusAxes_SVODB(&axes), 1);
+  EXPECT_GT(axes, 0);
+  EXPECT_EQ(GetMaxNumMotoBusAxes_SVODB(nullptr), 8);
+  EXPECT_EQ(ChangeGetSleepTime_SVODB(25), drive_.ChangeGetSleepTime(25));
+  EXPECT_EQ(Reset_Drive(), 1);
+  char text[SVODB_VERSION_SIZE];
+  DLLVersion_SVODB(text);
+  EXPECT_STREQ(text, "SVODB virtual drive 1.0 and 1.60.0000");
+  NCLVersion_SVODB(text);
+  EXPECT_STREQ(text, "SVODB virtual MotoBus 1.0");
+}
+
+// A transport whose version texts fill their whole buffer.
+class VerboseTransport : public NoTransport {
+  void CommSVODBVersion(char* text) override { Fill(text); }
+  void CommNCLVersion(char* text) override { Fill(text); }
+  static void Fill(char* text) {
+    std::memset(text, 'v', kTransportVersionCapacity - 1);
+    text[kTransportVersionCapacity - 1] = '\0';
+  }
+};
+
+TEST_F(ExportTest, OverLongTransportVersionsAreCutToTheirRoom) {
+  VerboseTransport verbose;
+  Use(verbose);
+  char text[SVODB_VERSION_SIZE + 8];
+  std::memset(text, 'X', sizeof text);
+  DLLVersion_SVODB(text);
+  EXPECT_EQ(std::string(text), std::string(45, 'v') + " and 1.60.0000");
+  NCLVersion_SVODB(text);
+  EXPECT_EQ(std::string(text), std::string(59, 'v'));
+  EXPECT_EQ(text[SVODB_VERSION_SIZE], 'X');
+}
+
+TEST_F(DriveExports, ReadOnlyOfCommandAndForUserFollowTheConnection) {
+  Open(2);
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "command"), 0);  // not the exact spelling: no rule
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "Command"), 1);
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "command"), 1);  // the record keeps the change
+  Open(1);
+  EXPECT_EQ(Ask(ReadOnly_SVODB, "Command"), 0);
+  const std::tuple<const char*, int, int> forUser[] = {{"GearIn", 1, 0}, {"AFBSrc", 0, 0}, {"KVP", 1, 1}};
+  for (const auto& [name, serial, network] : forUser) {
+    Open(1);
+    EXPECT_EQ(Ask(ForUser_SVODB, name), serial) << name;
+    Open(2);
+    EXPECT_EQ(Ask(ForUser_SVODB, name), network) << name;
+  }
+}
+
+TEST_F(ExportTest, NvParameterQueriesAskTheDrivesLogicVersion) {
+  struct Case {
+    int32_t logicVersion;
+    Query query;
+    const char* name;
+    int value;
+  };
+  const Case cases[] = {
+      {4, UserNVPara_SVODB, "KVP", 1},     {4, UserNVPara_SVODB, "FbType", 1},
+      {4, UserNVPara_SVODB, "VBus", 0},    {4, UserNVPara_SVODB, "DeadBand", 0},
+      {4, MfgNVPara_SVODB, "DeadBand", 1}, {4, MfgNVPara_SVODB, "KVP", 0},
+      {4, MfgNVPara_SVODB, "FTPass", 0},   {3, UserNVPara_SVODB, "FbType", 0},  // FbType needs logic 4
+      {3, UserNVPara_SVODB, "FBSrc", 1},
+  };
+  for (const Case& c : cases) {
+    sim::VirtualDrive drive(
+        DriveConfig{.logicVersion = c.logicVersion, .versionText = c.logicVersion == 4 ? "4.0A" : "3.2A"});
+    Use(drive);
+    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    drive.Log().Clear();
+    EXPECT_EQ(Ask(c.query, c.name), c.value) << c.name;
+    EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromFPGA), 2) << c.name;  // LogicVer, twice
+    if (c.logicVersion != 3 || c.value != 1) continue;
+    // The drive's version unknown: no variable is an NV parameter.
+    drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0);
+    uint8_t value = 7;
+    EXPECT_FALSE(MfgNVPara_SVODB("DeadBand", &value));
+    EXPECT_EQ(Ask(UserNVPara_SVODB, c.name), 0);
+  }
+}
+
+}  // namespace
+}  // namespace svodb::testing
