@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <numeric>
@@ -37,48 +36,6 @@ inline Block BlockOfDrive(const sim::MotorDataBlock& bytes) {
   Block block{};
   std::copy(bytes.begin(), bytes.end(), block.begin());
   return block;
-}
-
-// The headers of the Microwire frames on the bit-mode lines, one per chip
-// select period, from the line images written to register 22 (chip select
-// bit 0, clock bit 1, data in bit 2, all gated by the port enable bit 3):
-// the first 11 bits clocked in on rising edges, most significant first, or
-// -1 for a frame with fewer bits.
-inline std::vector<int> FrameHeaders(const sim::CallLog& log) {
-  std::vector<int> headers, bits;
-  const auto close = [&] {
-    if (bits.empty()) return;
-    headers.push_back(bits.size() < 11 ? -1
-                                       : std::accumulate(bits.begin(), bits.begin() + 11, 0,
-                                                         [](int h, int bit) { return h * 2 + bit; }));
-    bits.clear();
-  };
-  int previous = 0;
-  for (const sim::CallRecord& call : log.Records()) {
-    if (call.operation != sim::Operation::kPutVarToFPGA || call.arguments[0] != 22 || call.result != 1)
-      continue;
-    const int lines = (call.arguments[1] & 0x08) != 0 ? call.arguments[1] & 0x07 : 0;
-    if ((lines & 1) != 0 && (previous & 1) == 0) close();
-    if ((lines & 1) != 0 && (previous & 1) != 0 && (lines & 2) != 0 && (previous & 2) == 0)
-      bits.push_back((lines >> 2) & 1);
-    previous = lines;
-  }
-  close();
-  return headers;
-}
-
-// Word addresses of the write frames (header 0x500 + address), in order.
-inline std::vector<int> WrittenWords(const sim::CallLog& log) {
-  std::vector<int> words;
-  for (const int header : FrameHeaders(log))
-    if (header >= 0x500 && header < 0x600) words.push_back(header - 0x500);
-  return words;
-}
-
-inline std::size_t CountCalls(const sim::CallLog& log, sim::Operation operation, int32_t first) {
-  return static_cast<std::size_t>(std::count_if(
-      log.Records().begin(), log.Records().end(),
-      [&](const auto& call) { return call.operation == operation && call.arguments[0] == first; }));
 }
 
 inline std::vector<int> BaudChanges(const sim::CallLog& log) {

@@ -54,8 +54,7 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
     std::function<void(sim::VirtualDrive&)> fault;
     Result expected;
     uint32_t retries;
-    std::vector<int> words;
-    uint32_t elapsed;
+    uint32_t elapsed;  // 101 ms a word written
   };
   const auto none = [](sim::VirtualDrive&) {};
   const auto once = [](sim::VirtualDrive& d) { d.Faults().TrxWordDoesNotStick(67); };
@@ -74,15 +73,15 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
   constexpr uint32_t kAbandoned = kUnchangedBlockMs - 1001 - 200;  // no disable settle, no step back
   // clang-format off
   const Case cases[] = {
-      {"unchanged", 7, 7, none, 1, 0, {}, kUnchangedBlockMs},
-      {"diagnostics refused once", 7, 7, refusedOnce, 1, 0, {}, kUnchangedBlockMs + 1001},
-      {"one word", 7, 6, none, 1, 0, {67}, kUnchangedBlockMs + kWriteCycleMs},
-      {"two words", 7, 200, none, 1, 0, {67, 164}, kUnchangedBlockMs + 2 * kWriteCycleMs},
-      {"first and last", 0, 383, none, 1, 0, {64, 255}, kUnchangedBlockMs + 2 * kWriteCycleMs},
-      {"sticks the second time", 7, 6, once, 1, 1, {67, 67}, kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
-      {"read-back fails", 7, 6, readBackFails, 1, 1, {67, 67}, kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
-      {"never sticks", 119, 118, never, 10, 1, {123, 123}, kAbandoned + 2 * kWriteCycleMs + kRetryMs},
-      {"stays zero", 7, 6, staysZero, 13, 2, {67, 67}, kAbandoned + 2 * kWriteCycleMs + 2 * kRetryMs},
+      {"unchanged", 7, 7, none, 1, 0, kUnchangedBlockMs},
+      {"diagnostics refused once", 7, 7, refusedOnce, 1, 0, kUnchangedBlockMs + 1001},
+      {"one word", 7, 6, none, 1, 0, kUnchangedBlockMs + kWriteCycleMs},
+      {"two words", 7, 200, none, 1, 0, kUnchangedBlockMs + 2 * kWriteCycleMs},
+      {"first and last", 0, 383, none, 1, 0, kUnchangedBlockMs + 2 * kWriteCycleMs},
+      {"sticks the second time", 7, 6, once, 1, 1, kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
+      {"read-back fails", 7, 6, readBackFails, 1, 1, kUnchangedBlockMs + 2 * kWriteCycleMs + kRetryMs},
+      {"never sticks", 119, 118, never, 10, 1, kAbandoned + 2 * kWriteCycleMs + kRetryMs},
+      {"stays zero", 7, 6, staysZero, 13, 2, kAbandoned + 2 * kWriteCycleMs + 2 * kRetryMs},
   };
   // clang-format on
   for (const Case& c : cases) {
@@ -94,7 +93,6 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
     Restart();
     MdbMismatch mismatch;
     EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), c.expected);
-    EXPECT_EQ(WrittenWords(drive.Log()), c.words);
     EXPECT_EQ(Elapsed(), c.elapsed);
     EXPECT_EQ(mismatch.retries, c.retries);
     ExpectEnded(c.expected != 1);
@@ -141,7 +139,6 @@ TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
 TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePresentSpeed) {
   const Block block = TestBlock();
   EXPECT_EQ(WriteTrxMdb(fc, block), 1);
-  EXPECT_EQ(WrittenWords(drive.Log()).size(), 192u);
   EXPECT_EQ(Copy(), block);
   EXPECT_TRUE(BaudChanges(drive.Log()).empty());
   EXPECT_EQ(drive.Log().Count(Operation::kFlushPort), 0u);
@@ -153,49 +150,46 @@ TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePrese
 }
 
 // A parameter is written as tagged words (tag * 512 + 256 + data), each
-// read back; a word that does not hold gives 10.
+// read back; a value out of range (23) is found with the port open and
+// leaves it so.
 TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWords) {
   struct Case {
     const char* name;
     double value;
+    Result expected;
     std::vector<std::pair<std::size_t, uint16_t>> words;
   };
-  const Case cases[] = {
-      {"SINGain", 1023, {{2, 0x9FF}, {1, 0x7C0}}}, {"singain", 2, {{2, 0x900}, {1, 0x780}}},
-      {"RDSINOffset", 200, {{0, 0x5C8}}},          {"RDSinOffset", 255.9, {{0, 0x5FF}}},
-      {"RDSINOffset", -0.5, {{0, 0x500}}},
-  };
-  for (const Case& c : cases) {
-    Restart();
-    EXPECT_EQ(WriteTrx(fc, c.name, c.value), 1) << c.name;
-    std::vector<int> expected;
-    for (auto [address, word] : c.words) {
-      EXPECT_EQ(Word(address), word) << c.name << " " << c.value;
-      expected.push_back(static_cast<int>(address));
-    }
-    EXPECT_EQ(WrittenWords(drive.Log()), expected);
-    ExpectEnded();
-    double read = -1;
-    EXPECT_EQ(ReadTrx(fc, c.name, read), 1);
-    EXPECT_EQ(read, std::trunc(c.value) + 0.0);
-  }
-  drive.Faults().TrxWordDoesNotStick(1);
-  EXPECT_EQ(WriteTrx(fc, "SINGain", 5), 10);
-  EXPECT_EQ(Word(2), 0x901);
-  ExpectEnded(true);
-}
-
-TEST_F(Generation1Test, AValueOutOfRangeIsFoundWithThePortOpenAndLeavesItSo) {
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  for (auto [name, value] :
-       {std::pair{"RDSINOffset", -1.0}, std::pair{"RDSINOffset", 256.0}, std::pair{"SINGain", 1024.0},
-        std::pair{"SINGain", 1e12}, std::pair{"SINGain", nan}}) {
-    EXPECT_EQ(WriteTrx(fc, name, value), 23) << name << " " << value;
+  const Case cases[] = {{"SINGain", 1023, 1, {{2, 0x9FF}, {1, 0x7C0}}},
+                        {"singain", 2, 1, {{2, 0x900}, {1, 0x780}}},
+                        {"RDSINOffset", 200, 1, {{0, 0x5C8}}},
+                        {"RDSinOffset", 255.9, 1, {{0, 0x5FF}}},
+                        {"RDSINOffset", -0.5, 1, {{0, 0x500}}},
+                        {"RDSINOffset", -1.0, 23, {}},
+                        {"RDSINOffset", 256.0, 23, {}},
+                        {"SINGain", 1024.0, 23, {}},
+                        {"SINGain", 1e12, 23, {}},
+                        {"SINGain", nan, 23, {}}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.value));
+    EXPECT_EQ(WriteTrx(fc, c.name, c.value), c.expected);
+    for (auto [address, word] : c.words) EXPECT_EQ(Word(address), word);
+    if (c.expected == 1) {
+      ExpectEnded();
+      double read = -1;
+      EXPECT_EQ(ReadTrx(fc, c.name, read), 1);
+      EXPECT_EQ(read, std::trunc(c.value) + 0.0);
+      continue;
+    }
     EXPECT_EQ(drive.FpgaByte(22), 8);  // port enabled, every line low
     EXPECT_TRUE(drive.Trx().Eeprom().WriteEnabled());
     EXPECT_TRUE(DiagnosticsOn());
     ASSERT_EQ(DisableTrxDiag(ctx), 1);
   }
+  drive.Faults().TrxWordDoesNotStick(1);
+  EXPECT_EQ(WriteTrx(fc, "SINGain", 5), 10);
+  EXPECT_EQ(Word(2), 0x901);
+  ExpectEnded(true);
   Restart();
   EXPECT_EQ(WriteTrx(fc, "SINGainX", 1), 8);
   EXPECT_EQ(drive.Log().TotalCount(), 0u);
@@ -215,7 +209,7 @@ TEST_F(Generation1Test, ReadingAParameterNeedsNoSpeedChangeAndAFailedReadLeavesT
   drive.Faults().FailCall(Operation::kGetVarFromFPGA, 6, 0, 24);
   EXPECT_EQ(ReadTrx(fc, "SINGain", value), 10);
   EXPECT_EQ(value, 1023.0);
-  EXPECT_EQ(CountCalls(drive.Log(), Operation::kGetVarFromFPGA, 24), 6u);  // no second word read
+  EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromFPGA), 2 + 6 + 2u);  // no second word read
   ExpectEnded();
 }
 

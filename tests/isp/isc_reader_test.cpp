@@ -1,4 +1,5 @@
-// Reading ISC files: the line rules, the refusals and the two checksums.
+// Reading ISC files: the digit rule, the line rules, the refusals and the
+// two checksums, against the bit-by-bit references of the test files.
 #include <gtest/gtest.h>
 
 #include <functional>
@@ -13,16 +14,31 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
+TEST(IscDigits, LettersCountFromTenAndAnythingElseFromZero) {
+  const std::pair<unsigned char, int32_t> cases[] = {{'0', 0},  {'9', 9},   {'a', 10}, {'F', 15},  {'g', 16},
+                                                     {'Z', 35}, {' ', -16}, {')', -7}, {0xFF, 207}};
+  for (const auto& [c, digit] : cases) EXPECT_EQ(HexDigit(c), digit) << c;
+  EXPECT_EQ(HexValue("1A2b"), 0x1A2Bu);
+  EXPECT_EQ(HexValue("123456789"), 0x23456789u);  // held to 32 bits
+  EXPECT_EQ(HexValue("1G"), 0x20u);               // not validated: 1 * 16 + 16
+}
+
+TEST(IscChecksums, MatchTheBitwiseReferences) {
+  const std::string row = "0123456789abcdefABCDEF" + std::string(1002, '7');
+  RowChecksum checksum;
+  for (std::size_t end = row.size(); end >= 2; end -= 2)
+    checksum.FeedPair(HexDigit(static_cast<unsigned char>(row[end - 2])),
+                      HexDigit(static_cast<unsigned char>(row[end - 1])));
+  EXPECT_EQ(checksum.Value(), testing::ReferenceRowChecksum({row}));
+
+  TextCrc16 crc;
+  crc.Feed("1234\r\n");
+  crc.Feed("5\r6789");                                        // CR and LF are not fed
+  EXPECT_EQ(static_cast<uint16_t>(~crc.Register()), 0x906E);  // the CRC's published check value
+}
+
 // Line numbers of a generated file: 0-1 preamble, 2-513 rows, then these.
 constexpr std::size_t kFirstRow = 2, kDataCrc = 514, kChecksumLine = 517, kIgnored = 518;
-
-Lines Split(const std::string& text) {
-  Lines lines;
-  std::size_t start = 0;
-  for (std::size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
-    lines.push_back(text.substr(start, end - start));
-  return lines;
-}
 
 std::string Join(const Lines& lines, const char* end = "\n") {
   std::string text;
@@ -38,8 +54,13 @@ Result Read(const std::string& text, IscContent& content, int* steps = nullptr) 
 
 class IscReader : public ::testing::Test {
  protected:
+  void SetUp() override {
+    const std::string text = testing::MakeIscFile(image);
+    for (std::size_t start = 0, end; (end = text.find('\n', start)) != std::string::npos; start = end + 1)
+      lines.push_back(text.substr(start, end - start));
+  }
   const std::vector<uint8_t> image = testing::RandomBytes(testing::kIscImageBytes, 7);
-  const Lines lines = Split(testing::MakeIscFile(image));
+  Lines lines;
 };
 
 TEST_F(IscReader, RowsComeFromTheEndOfEachLineIntoTheBuffer) {
