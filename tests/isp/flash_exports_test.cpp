@@ -68,9 +68,6 @@ class Flash : public ExportTest {
     ExportTest::SetUp();
     Use(transport_);
     api::UsePlatformForTesting(&platform_);
-    folder_ = std::filesystem::temp_directory_path() /
-              ("svodb_flash_" + std::to_string(getpid()) + "_" +
-               std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     std::filesystem::create_directories(folder_);
   }
   void TearDown() override {
@@ -108,77 +105,71 @@ class Flash : public ExportTest {
   Timeline timeline_;
   TimelineTransport transport_{drive_, timeline_};
   TimelinePlatform platform_{timeline_};
-  std::filesystem::path folder_;
+  // One process runs one test under ctest.
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("svodb_flash_" + std::to_string(getpid()));
 };
 
-TEST_F(Flash, EraseAndConfigureOnEachLinkAndLogicVersion) {
-  Open(true, 4);
-  drive_.Flash().SetByte(77, 0);
-  EXPECT_EQ(EraseFlash_SVODB(), 1);
-  EXPECT_EQ(Traffic(),
-            Concat({Start(true, 4, 9),
-                    {"ChangeBaudRate(115200) -> 1", "GetISPStatus(20000) -> 1 [2]", "SendISPByte(0) -> 1 [1]",
-                     "ChangeBaudRate(19200) -> 1", "PutVarToFPGA(111, 0) -> 1"}}));
-  EXPECT_EQ(drive_.Flash().Bytes()[77], 0xFF);
-  Open(false, 3);
-  EXPECT_EQ(EraseFlash_SVODB(), 1);
-  EXPECT_EQ(Traffic(),
-            Concat({Start(false, 3, 9), {"GetISPStatus(20000) -> 1 [2]", "SendISPByte(0) -> 1 [1]"}}));
-
-  // Configure reloads the drive and leaves the link fast.
-  Open(true, 4);
-  EXPECT_EQ(ConfigFlash_SVODB(), 1);
-  EXPECT_EQ(Traffic(), Concat({Start(true, 4, 17),
-                               {"ChangeBaudRate(115200) -> 1", "sleep 500", "PutVarToFPGA(111, 0) -> 1"}}));
-  EXPECT_EQ(drive_.Flash().Reconfigurations(), 1);
-  EXPECT_EQ(drive_.BaudRate(), 115200);
-  Open(false, 3);
-  EXPECT_EQ(ConfigFlash_SVODB(), 1);
-  EXPECT_EQ(Traffic(), Concat({Start(false, 3, 17), {"sleep 500"}}));
-
-  NoTransport none;  // no transport library: the logic version does not read
-  Use(none);
-  EXPECT_EQ(EraseFlash_SVODB(), 0);
-  EXPECT_EQ(ConfigFlash_SVODB(), 0);
-}
-
-TEST_F(Flash, EraseAndConfigureEndWhereAStepFails) {
+// Erase and configure on each link and logic version, and where they end
+// when a step fails (on the serial link, logic 4).
+TEST_F(Flash, EraseAndConfigure) {
   struct Case {
     const char* what;
     int32_t (*operation)();
+    bool serial;
+    int logic;
     Fault fault;
     Result expected;
     Lines tail;
   };
+  const Fault none = [](sim::VirtualDrive&) {};
+  const Lines fastClosing = {"ChangeBaudRate(115200) -> 1", "GetISPStatus(20000) -> 1 [2]",
+                             "SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1",
+                             "PutVarToFPGA(111, 0) -> 1"};
   // clang-format off
   const Case cases[] = {
-      {"logic version unread", EraseFlash_SVODB, Fail(Operation::kGetVarFromFPGA, 1, 6), 6,
+      {"erase", EraseFlash_SVODB, true, 4, none, 1, Concat({Start(true, 4, 9), fastClosing})},
+      {"erase on the network", EraseFlash_SVODB, false, 3, none, 1,
+       Concat({Start(false, 3, 9), {"GetISPStatus(20000) -> 1 [2]", "SendISPByte(0) -> 1 [1]"}})},
+      // Configure leaves the link fast.
+      {"configure", ConfigFlash_SVODB, true, 4, none, 1,
+       Concat({Start(true, 4, 17), {"ChangeBaudRate(115200) -> 1", "sleep 500", "PutVarToFPGA(111, 0) -> 1"}})},
+      {"configure on the network", ConfigFlash_SVODB, false, 3, none, 1, Concat({Start(false, 3, 17), {"sleep 500"}})},
+      {"logic version unread", EraseFlash_SVODB, true, 4, Fail(Operation::kGetVarFromFPGA, 1, 6), 6,
        {"GetCommType() -> 1", "GetVarFromFPGA(30) -> 6"}},
-      {"unlock refused", EraseFlash_SVODB, Fail(Operation::kPutVarToFPGA, 2, 4, 77), 4,
+      {"unlock refused", EraseFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 2, 4, 77), 4,
        {"PutVarToFPGA(77, 85) -> 1", "PutVarToFPGA(77, 170) -> 4"}},
       // The drive's ISP channel runs at 115200 only: the closing byte goes unanswered.
-      {"no fast link", EraseFlash_SVODB, Fail(Operation::kChangeBaudRate, 1, 2), 0,
+      {"no fast link", EraseFlash_SVODB, true, 4, Fail(Operation::kChangeBaudRate, 1, 2), 0,
        {"ChangeBaudRate(115200) -> 2", "SendISPByte(0) -> 0"}},
-      {"status unread", EraseFlash_SVODB, Fail(Operation::kGetISPStatus, 1, 0), 16,
+      {"status unread", EraseFlash_SVODB, true, 4, Fail(Operation::kGetISPStatus, 1, 0), 16,
        Concat({{"GetISPStatus(20000) -> 0"}, kClosing})},
-      {"busy", EraseFlash_SVODB, Behave(IspBehaviour::kBusyForEver), 25,
+      {"busy", EraseFlash_SVODB, true, 4, Behave(IspBehaviour::kBusyForEver), 25,
        Concat({{"GetISPStatus(20000) -> 1 [4]"}, kClosing})},
       // Without SPI_EN a logic-4 drive does not reach its flash.
-      {"SPI_EN lost", EraseFlash_SVODB, [](sim::VirtualDrive& d) { d.Faults().DropFpgaWrite(111); }, 16,
+      {"SPI_EN lost", EraseFlash_SVODB, true, 4, [](sim::VirtualDrive& d) { d.Faults().DropFpgaWrite(111); }, 16,
        {"GetISPStatus(20000) -> 0", "SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
-      {"SPI_EN not off", EraseFlash_SVODB, Fail(Operation::kPutVarToFPGA, 5, 6), 6,
+      {"SPI_EN not off", EraseFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 5, 6), 6,
        Concat({kClosing, {"PutVarToFPGA(111, 0) -> 6"}})},
-      {"configure refused", ConfigFlash_SVODB, Fail(Operation::kPutVarToFPGA, 4, 6), 6,
+      {"configure refused", ConfigFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 4, 6), 6,
        {"PutVarToFPGA(77, 17) -> 6"}},
   };
   // clang-format on
   for (const Case& c : cases) {
-    Open(true, 4);
+    Open(c.serial, c.logic);
+    drive_.Flash().SetByte(77, 0);
     c.fault(drive_);
     EXPECT_EQ(c.operation(), c.expected) << c.what;
-    EXPECT_EQ(Tail(c.tail.size()), c.tail) << c.what;
+    EXPECT_EQ(Tail(c.expected == 1 ? Traffic().size() : c.tail.size()), c.tail) << c.what;
+    if (c.expected != 1) continue;
+    const bool erase = c.operation == EraseFlash_SVODB;
+    EXPECT_EQ(drive_.Flash().Bytes()[77], erase ? 0xFF : 0) << c.what;
+    EXPECT_EQ(drive_.Flash().Reconfigurations(), erase ? 0 : 1) << c.what;
   }
-  EXPECT_EQ(drive_.Flash().Reconfigurations(), 0);
+  NoTransport absent;  // no transport library: the logic version does not read
+  Use(absent);
+  EXPECT_EQ(EraseFlash_SVODB(), 0);
+  EXPECT_EQ(ConfigFlash_SVODB(), 0);
 }
 
 TEST_F(Flash, AnIscFileProgramsAndVerifiesOverTheSerialLink) {

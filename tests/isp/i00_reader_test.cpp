@@ -24,8 +24,7 @@ TEST(I00FileName, GivesTheLogicVersion) {
       {"ABC-DEF004_GH.i00", -1},
       {"ABC-DEF004-GH.i01", -1},
       {"dir.i00/ABC-DEF004-GH", -1},  // the extension is the name's, the stem its base name's
-      {"", -1},
-  };
+      {"", -1}};
   for (const auto& [name, version] : cases) EXPECT_EQ(VersionFromFileName(name), version) << name;
 }
 
