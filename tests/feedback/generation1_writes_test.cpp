@@ -160,16 +160,14 @@ TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWords) {
     std::vector<std::pair<std::size_t, uint16_t>> words;
   };
   const double nan = std::numeric_limits<double>::quiet_NaN();
-  const Case cases[] = {{"SINGain", 1023, 1, {{2, 0x9FF}, {1, 0x7C0}}},
-                        {"singain", 2, 1, {{2, 0x900}, {1, 0x780}}},
-                        {"RDSINOffset", 200, 1, {{0, 0x5C8}}},
-                        {"RDSinOffset", 255.9, 1, {{0, 0x5FF}}},
-                        {"RDSINOffset", -0.5, 1, {{0, 0x500}}},
-                        {"RDSINOffset", -1.0, 23, {}},
-                        {"RDSINOffset", 256.0, 23, {}},
-                        {"SINGain", 1024.0, 23, {}},
-                        {"SINGain", 1e12, 23, {}},
-                        {"SINGain", nan, 23, {}}};
+  // clang-format off
+  const Case cases[] = {
+      {"SINGain", 1023, 1, {{2, 0x9FF}, {1, 0x7C0}}}, {"singain", 2, 1, {{2, 0x900}, {1, 0x780}}},
+      {"RDSINOffset", 200, 1, {{0, 0x5C8}}},          {"RDSinOffset", 255.9, 1, {{0, 0x5FF}}},
+      {"RDSINOffset", -0.5, 1, {{0, 0x500}}},         {"RDSINOffset", -1.0, 23, {}},
+      {"RDSINOffset", 256.0, 23, {}},                 {"SINGain", 1024.0, 23, {}},
+      {"SINGain", 1e12, 23, {}},                      {"SINGain", nan, 23, {}}};
+  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.value));
     EXPECT_EQ(WriteTrx(fc, c.name, c.value), c.expected);

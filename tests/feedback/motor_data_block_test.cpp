@@ -27,38 +27,24 @@ TEST(FieldTables, NamesAreFoundWhateverTheirCaseInATableInOrderOnly) {
 }
 
 // Each type decodes the byte at the field's offset (b) and, for numbers,
-// the mantissa before it; a zero divisor or an unknown type gives 99 and
-// no text.
+// the mantissa before it (0.015625 rounds up: halves go up); a zero
+// divisor or an unknown type gives 99 and no text.
 TEST(MdbTypes, DecodeAsTheTypeTableSays) {
   struct Case {
     uint32_t type, b, mantissa;
     const char* text;  // nullptr: 99
   };
+  // clang-format off
   const Case cases[] = {
-      {101, 0x80, 0, "0.00000"},
-      {101, 0, 0, "1.00000"},
-      {101, 1, 64, "3.00000"},
-      {101, 0, 0x80, "-2.00000"},
-      {101, 0xFF, 0, "0.50000"},
-      {101, 0xFA, 0, "0.01563"},  // halves go up
-      {101, 0x80, 0x80, "0.00000"},
-      {1, 0x1FF, 0, "255"},
-      {2, 21, 0, "2021"},
-      {3, 4, 0, "8"},
-      {11, 64, 0, "6810"},
-      {11, 32, 0, "2270"},
-      {11, 129, 0, "0"},
-      {11, 255, 0, "0"},
-      {11, 1, 0, "53"},
-      {11, 0, 0, nullptr},
-      {11, 65, 0, nullptr},
-      {11, 128, 0, nullptr},
-      {0, 0, 0, nullptr},
-      {4, 0, 0, nullptr},
-      {102, 0, 0, nullptr},
-      {200, 0, 0, nullptr},
-      {202, 0, 0, nullptr},
-  };
+      {101, 0x80, 0, "0.00000"},    {101, 0, 0, "1.00000"},    {101, 1, 64, "3.00000"},
+      {101, 0, 0x80, "-2.00000"},   {101, 0xFF, 0, "0.50000"}, {101, 0xFA, 0, "0.01563"},
+      {101, 0x80, 0x80, "0.00000"}, {1, 0x1FF, 0, "255"},      {2, 21, 0, "2021"},
+      {3, 4, 0, "8"},               {11, 64, 0, "6810"},       {11, 32, 0, "2270"},
+      {11, 129, 0, "0"},            {11, 255, 0, "0"},         {11, 1, 0, "53"},
+      {11, 0, 0, nullptr},          {11, 65, 0, nullptr},      {11, 128, 0, nullptr},
+      {0, 0, 0, nullptr},           {4, 0, 0, nullptr},        {102, 0, 0, nullptr},
+      {200, 0, 0, nullptr},         {202, 0, 0, nullptr}};
+  // clang-format on
   for (const Case& c : cases) {
     Block values{};
     values[100] = c.b;

@@ -63,14 +63,11 @@ TEST(I00Reader, RefusesWhatItCannotRead) {
     Result expected;
     int32_t version = 4;
   };
+  // clang-format off
   const Case cases[] = {
-      {"", 32, -99},
-      {"#IT\n\n\n:00000001FF\n", 32, -99},
-      {"#IT:x\n\n", 32, -99},
+      {"", 32, -99}, {"#IT\n\n\n:00000001FF\n", 32, -99}, {"#IT:x\n\n", 32, -99},
       {"#IT:x\n\nLogicVer:3\n:00000001FF\n", 1},  // not the tag: the file name's
-      {h, 32},
-      {h + "00000001FF\n", 32},
-      {h + ":02000004000000\n", 32},
+      {h, 32}, {h + "00000001FF\n", 32}, {h + ":02000004000000\n", 32},
       {h + ":02000004000000\n00000001FF\n", 32},
       {h + ":0400000001020304\n:0400000001020304" + std::string(83, '0') + "\n", 32},  // 100 characters
       {h + ":0400000001020304" + std::string(82, '0') + "\n", 1},                      // 99 characters
@@ -79,6 +76,7 @@ TEST(I00Reader, RefusesWhatItCannotRead) {
       {h + ":02000004000700\n:01FFFF0001\n:020000000102\n", 43},  // 0x7FFFF, then 0x80000
       {h + ":03000005000000\n:01000000AB\n", 1},                  // other types are skipped
   };
+  // clang-format on
   for (const Case& c : cases) {
     const Outcome out = Read(c.text);
     EXPECT_EQ(out.result, c.expected) << c.text;
