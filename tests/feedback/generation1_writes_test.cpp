@@ -147,6 +147,9 @@ TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePrese
 
   drive.Faults().TrxWordDoesNotStick(100);
   EXPECT_EQ(WriteTrxMdb(fc, TestBlock(3)), 42);
+  drive.Faults().RefuseTrxDiagnostics();  // also the second time
+  MdbMismatch mismatch;
+  EXPECT_EQ(WriteVerifyTrxMdb(fc, TestBlock(3), mismatch), 50);
 }
 
 // A parameter is written as tagged words (tag * 512 + 256 + data), each
