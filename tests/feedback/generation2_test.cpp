@@ -15,7 +15,6 @@ namespace svodb::testing {
 namespace {
 
 using sim::Operation;
-using sim::Persistence;
 using Lines = std::vector<std::string>;
 
 constexpr uint32_t kRegion = sim::FeedbackDevice::kRegionStart;
@@ -28,9 +27,6 @@ class Generation2Test : public FeedbackTest {
     Trx2Image region{};
     for (std::size_t i = 0; i < region.size(); ++i) region[i] = drive.Trx().Flash().Byte(kRegion + i);
     return region;
-  }
-  void SetDeviceByte(std::size_t offset, uint8_t value) {
-    drive.Trx().Flash().SetByte(kRegion + offset, value);
   }
   bool ExchangeClosed() const { return !DiagnosticsOn() && drive.BaudRate() == 19200; }
 };
@@ -48,45 +44,30 @@ TEST_F(Generation2Test, TheAddressIsLoadedHighByteFirstAndReadBackInEveryByte) {
                    "PutVarToFPGA(23, 116) -> 1", "PutVarToFPGA(22, 0) -> 1", "GetVarFromFPGA(24) -> 1 [0]"}));
   // An address that reads back differently in any byte gives 2.
   for (int differing = 1; differing <= 3; ++differing) {
-    TamperedTransport port(drive);
-    port.alter = [&](int32_t address, int number, int32_t& data) {
-      if (address == 24 && number == differing) data ^= 0x10;
-    };
-    LibraryContext tampered{db, registers, port, platform};
-    EXPECT_EQ(SetTrx2Address(tampered, 0x3BD00), 2) << "byte " << differing;
+    drive.Faults().DistortCall(Operation::kGetVarFromFPGA, differing, 0x10);
+    EXPECT_EQ(SetTrx2Address(ctx, 0x3BD00), 2) << "byte " << differing;
+    drive.Faults().Clear();
   }
 }
 
-TEST_F(Generation2Test, ARegionReadWaitsForDataAndFetchesEveryByteInOrder) {
-  SetDeviceByte(0, 0x11);
-  SetDeviceByte(kTrx2ImageSize - 1, 0x22);
+// The region read waits for data and fetches every byte in order; only
+// pages that are not blank are programmed, each after a 10 ms settle.
+TEST_F(Generation2Test, TheRegionIsReadWholeAndProgrammedPageByPage) {
   ASSERT_EQ(EnableTrxDiag(ctx), 1);
   Restart();
-  drive.Log().SetRecording(true);
-  const EngineResult result = ReadTrx2Region(ctx, state.image);
-  EXPECT_EQ(result.code, 1);
-  EXPECT_FALSE(result.stalled);
+  EXPECT_EQ(ReadTrx2Region(ctx, state.image).code, 1);
   EXPECT_EQ(state.image, DeviceRegion());
   // Address 15, READ 2, two status reads 6, first byte 3, then 2 per byte.
   EXPECT_EQ(drive.Log().TotalCount(), 15u + 2 + 6 + 3 + 2 * (kTrx2ImageSize - 1));
-  EXPECT_EQ(Instructions(drive.Log()), (std::vector<int>{3}));
-}
 
-TEST_F(Generation2Test, BlankPagesAreNotProgrammedAndReadBackBlank) {
-  ASSERT_EQ(EnableTrxDiag(ctx), 1);
-  ASSERT_EQ(ReadTrx2Region(ctx, state.image).code, 1);
   Trx2Image image = state.image;
   std::fill_n(image.begin(), 256, 0xFF);  // the first calibration page
-  Restart();
+  image[kTrx2ImageSize - 1] ^= 0x21;
   EXPECT_FALSE(EraseTrx2Sector(ctx).stalled);
-  const EngineResult programmed = ProgramTrx2Pages(ctx, image);
-  EXPECT_EQ(programmed.code, 1);
-  // Two calibration pages and the two pages of the block: 6, 2 and 4 per page.
-  const std::vector<int> sent = Instructions(drive.Log());
-  EXPECT_EQ(std::count(sent.begin(), sent.end(), 2), 4);
-  EXPECT_EQ(std::count(sent.begin(), sent.end(), 0xD8), 1);
+  const uint64_t erased_ms = platform.SleptMs();
+  EXPECT_EQ(ProgramTrx2Pages(ctx, image).code, 1);
+  EXPECT_EQ(platform.SleptMs() - erased_ms, 4 * 10u);  // two calibration pages, two of the block
   EXPECT_EQ(DeviceRegion(), image);
-  EXPECT_EQ(drive.Trx().Flash().Byte(kRegion), 0xFF);
   image.fill(0xFF);  // nothing to program at all: 255 and no traffic
   Restart();
   EXPECT_EQ(ProgramTrx2Pages(ctx, image).code, 255);
@@ -107,7 +88,6 @@ TEST_F(Generation2Test, EachStatusPollIsBoundedOnTheClock) {
       {0xFF, 52, 10 + 1001, [](LibraryContext& c, Trx2Image& i) { return ProgramTrx2Pages(c, i); }},
   };
   for (const Case& c : cases) {
-    drive.Faults().Clear();
     drive.Faults().KillTrxPort(c.stuckInput);
     drive.Log().SetRecording(false);
     Restart();
@@ -115,45 +95,6 @@ TEST_F(Generation2Test, EachStatusPollIsBoundedOnTheClock) {
     EXPECT_TRUE(result.stalled);
     EXPECT_EQ(result.code, c.expected);
     EXPECT_EQ(Elapsed(), c.elapsed);
-  }
-}
-
-TEST_F(Generation2Test, AnExchangeWhoseEnableFailsGoesOnAtTheOldSpeed) {
-  drive.Faults().RefuseTrxDiagnostics();
-  BeginTrx2Exchange(ctx);
-  EXPECT_EQ(drive.BaudRate(), 19200);
-  EXPECT_TRUE(BaudChanges(drive.Log()).empty());
-  drive.Faults().Clear();
-  BeginTrx2Exchange(ctx);
-  EXPECT_EQ(drive.BaudRate(), 115200);
-  drive.Faults().FailCall(Operation::kChangeBaudRate, 1, 3);
-  EXPECT_EQ(EndTrx2Exchange(ctx), 3);
-  EXPECT_FALSE(DiagnosticsOn());
-}
-
-// ---- memory image and checksum ----
-
-// Range before checksum: a byte above 255 whose low byte keeps the sum
-// right is 40; the sum's low byte must be 255 (0x1FF passes, 0x1FE not).
-TEST(MdbValidation, RangeBeforeChecksum) {
-  struct Case {
-    std::vector<std::pair<std::size_t, uint32_t>> changes;  // on TestBlock(), or on zeros
-    bool zeros;
-    Result expected;
-  };
-  const Block base = TestBlock();
-  const Case cases[] = {
-      {{}, false, 1},
-      {{{0, base[0] + 0x100}}, false, 40},
-      {{{10, 256}, {11, (base[11] + 255) & 0xFF}}, false, 40},
-      {{{383, (base[383] + 255) & 0xFF}}, false, 41},
-      {{{0, 255}, {1, 255}, {2, 1}}, true, 1},
-      {{{0, 255}, {1, 255}}, true, 41},
-  };
-  for (const Case& c : cases) {
-    Block block = c.zeros ? Block{} : base;
-    for (const auto& [at, value] : c.changes) block[at] = value;
-    EXPECT_EQ(ValidateMdb(block), c.expected) << c.changes.size() << (c.zeros ? " on zeros" : "");
   }
 }
 
@@ -180,6 +121,8 @@ TEST(LogicVersion, OnlyPositions023CountAsSignedCharacters) {
   for (const Case& c : cases) EXPECT_EQ(LogicVersionNewEnough(c.text), c.newEnough) << c.text;
 }
 
+// The check reads the engine's address back at the fast speed: 3, 254, 0
+// is generation 2, all zero generation 1, anything else unknown.
 TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
   uint32_t generation = 0, speed = 0, supported = 0;
   ASSERT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 1);
@@ -189,6 +132,28 @@ TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
   EXPECT_EQ(BaudChanges(drive.Log()), (std::vector<int>{115200, 19200}));
   EXPECT_TRUE(ExchangeClosed());
   EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u);
+  std::vector<int> addressReads;  // their numbers among all reads
+  int reads = 0;
+  for (const sim::CallRecord& call : drive.Log().Records()) {
+    if (call.operation == Operation::kGetVarFromFPGA && ++reads > 0 && call.arguments[0] == 24)
+      addressReads.push_back(reads);
+  }
+  ASSERT_EQ(addressReads.size(), 3u);
+
+  struct Case {
+    int high, middle, low;
+    uint32_t generation, supported;
+  };
+  const Case cases[] = {{0, 0, 0, 1, 1}, {3, 254, 1, 255, 0}, {1, 0, 0, 255, 0}, {3, 0, 0, 255, 0}};
+  for (const Case& c : cases) {
+    drive.Faults().DistortCall(Operation::kGetVarFromFPGA, addressReads[0], static_cast<uint8_t>(c.high ^ 3));
+    drive.Faults().DistortCall(Operation::kGetVarFromFPGA, addressReads[1],
+                               static_cast<uint8_t>(c.middle ^ 254));
+    drive.Faults().DistortCall(Operation::kGetVarFromFPGA, addressReads[2], static_cast<uint8_t>(c.low));
+    EXPECT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 1);
+    EXPECT_EQ(generation, c.generation);
+    EXPECT_EQ(supported, c.supported);
+  }
   // A failed enable leaves generation and support unwritten.
   drive.Faults().RefuseTrxDiagnostics();
   Restart();
@@ -196,26 +161,6 @@ TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
   EXPECT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 50);
   EXPECT_EQ(generation + supported, 14u);
   EXPECT_TRUE(BaudChanges(drive.Log()).empty());
-}
-
-TEST_F(Generation2Test, TheGenerationFollowsTheThreeAddressBytes) {
-  struct Case {
-    int high, middle, low;
-    uint32_t generation, supported;
-  };
-  const Case cases[] = {
-      {3, 254, 0, 2, 1}, {0, 0, 0, 1, 1}, {3, 254, 1, 255, 0}, {1, 0, 0, 255, 0}, {3, 0, 0, 255, 0}};
-  for (const Case& c : cases) {
-    TamperedTransport port(drive);
-    port.alter = [&](int32_t address, int number, int32_t& data) {
-      if (address == 24) data = number == 1 ? c.high : number == 2 ? c.middle : c.low;
-    };
-    LibraryContext tampered{db, registers, port, platform};
-    uint32_t generation = 0, speed = 0, supported = 7;
-    EXPECT_EQ(CheckGenOfTrx(tampered, generation, speed, supported), 1);
-    EXPECT_EQ(generation, c.generation);
-    EXPECT_EQ(supported, c.supported);
-  }
 }
 
 TEST_F(Generation2Test, AWriteCarriesEveryOtherByteOverAndFollowsInTheDrivesCopy) {
@@ -234,40 +179,47 @@ TEST_F(Generation2Test, AWriteCarriesEveryOtherByteOverAndFollowsInTheDrivesCopy
   EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u + 2000u + 5 * 10u + 23u);
 }
 
-TEST_F(Generation2Test, AMemoryWithABadChecksumIsNotWrittenUntilCorrected) {
-  SetDeviceByte(kMdbImageOffset + 5, drive.Trx().Flash().Byte(kRegion + kMdbImageOffset + 5) ^ 0x40);
-  const Trx2Image before = DeviceRegion();
-  const Block block = TestBlock(2);
-  EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, block, 1, 2), 41);
-  EXPECT_EQ(DeviceRegion(), before);
-  const std::vector<int> sent = Instructions(drive.Log());
-  EXPECT_EQ(std::count(sent.begin(), sent.end(), 0xD8), 0);
-  EXPECT_TRUE(ExchangeClosed());
-
-  std::vector<uint32_t> memory(kTrx2ImageSize, 1000);
-  EXPECT_EQ(
-      ReadTrx2Memory(ctx, state.image, std::span<uint32_t, kTrx2ImageSize>(memory.data(), kTrx2ImageSize)),
-      41);
-  EXPECT_TRUE(std::equal(memory.begin(), memory.end(), before.begin()));  // handed out all the same
-
+// A memory that fails the checksum is handed out but not built upon until
+// corrected; whatever fails, the exchange ends (diagnostics off, normal
+// speed) and the device's failure is reported first.
+TEST_F(Generation2Test, WholeMemoryOperationsReportTheirFailureAndEndTheExchange) {
   drive.Log().SetRecording(false);
+  drive.Trx().Flash().SetByte(kRegion + kMdbImageOffset + 5,
+                              drive.Trx().Flash().Byte(kRegion + kMdbImageOffset + 5) ^ 0x40);
+  const Trx2Image before = DeviceRegion();
+  EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, TestBlock(2), 1, 2), 41);
+  EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u + 2u);  // the read's two status polls, no erase
+  EXPECT_EQ(DeviceRegion(), before);
+  EXPECT_TRUE(ExchangeClosed());
+  std::vector<uint32_t> memory(kTrx2ImageSize, 1000);
+  const std::span<uint32_t, kTrx2ImageSize> out(memory.data(), kTrx2ImageSize);
+  EXPECT_EQ(ReadTrx2Memory(ctx, state.image, out), 41);
+  EXPECT_TRUE(std::equal(memory.begin(), memory.end(), before.begin()));
   EXPECT_EQ(CorrectTrx2Checksum(ctx, state.image), 1);
   EXPECT_TRUE(Trx2ChecksumValid(DeviceRegion()));
-  EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, block, 1, 2), 1);
-}
 
-TEST_F(Generation2Test, AFailedWriteStillEndsTheExchange) {
-  drive.Log().SetRecording(false);
-  drive.Faults().TrxPageProgramsWrong(0x3BD00);  // calibration: the checksum stays right
-  EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, TestBlock(), 0, 10), 13);
-  EXPECT_TRUE(ExchangeClosed());
-  drive.Faults().Clear();
-  drive.Faults().KillTrxPort(0x00);
-  EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, TestBlock(), 0, 10), 49);
-  EXPECT_TRUE(ExchangeClosed());
-  drive.Faults().KillTrxPort(0xFF);
-  EXPECT_EQ(CorrectTrx2Checksum(ctx, state.image), 52);
-  EXPECT_TRUE(ExchangeClosed());
+  const auto write = [&] { return WriteVerifyTrx2Mdb(ctx, state.image, TestBlock(), 0, 10); };
+  const auto correct = [&] { return CorrectTrx2Checksum(ctx, state.image); };
+  struct Case {
+    std::function<void(sim::FaultPlan&)> fault;
+    std::function<Result()> operation;
+    Result expected;
+  };
+  const Case cases[] = {
+      {[](sim::FaultPlan& f) { f.TrxPageProgramsWrong(0x3BD00); }, write, 13},  // the checksum stays right
+      {[](sim::FaultPlan& f) { f.KillTrxPort(0x00); }, write, 49},
+      {[](sim::FaultPlan& f) { f.KillTrxPort(0xFF); }, correct, 52},
+      {[](sim::FaultPlan& f) { f.FailCall(Operation::kChangeBaudRate, 2, 3); }, correct, 3},
+      {[](sim::FaultPlan& f) { f.RefuseTrxDiagnostics(); }, correct, 49},  // the engine does not answer
+  };
+  for (const Case& c : cases) {
+    drive.Faults().Clear();
+    c.fault(drive.Faults());
+    EXPECT_EQ(c.operation(), c.expected);
+    EXPECT_FALSE(DiagnosticsOn());
+    EXPECT_EQ(drive.BaudRate(), c.expected == 3 ? 115200 : 19200);
+    drive.ChangeBaudRate(19200);
+  }
 }
 
 }  // namespace

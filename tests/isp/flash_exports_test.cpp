@@ -1,18 +1,19 @@
-// The four flash exports end to end: generated files program the virtual
-// drive's flash and verify against it, with the exact traffic and progress,
-// and every way a file run can end.
+// The flash exports end to end: erase and configure, generated files that
+// program the virtual drive's flash and verify against it, with the exact
+// traffic and progress, and every way a run can end.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "api/export_fixture.h"
-#include "catalog/result_codes.h"
 #include "isp/flash_files.h"
+#include "isp/isp_protocol.h"
 #include "isp/isp_timeline.h"
 #include "svodb/svodb.h"
 
@@ -24,20 +25,49 @@ using sim::IspBehaviour;
 using sim::Operation;
 
 constexpr uintptr_t kWindow = 0x1234;
+const Lines kClosing = {"SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1"};
 
 std::string Post(int step, int total) { return "post " + std::to_string(step) + "/" + std::to_string(total); }
 
-void Append(Lines& lines, std::initializer_list<std::string> more) { lines.insert(lines.end(), more); }
+Lines Concat(std::initializer_list<Lines> parts) {
+  Lines all;
+  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
+  return all;
+}
 
-class FlashExports : public ExportTest {
+// The start of erase and configure: the link type, the logic version read
+// twice, SPI_EN on logic 4, and the unlock with the function.
+Lines Start(bool serial, int logicVersion, int function) {
+  const std::string version = "GetVarFromFPGA(30) -> 1 [" + std::to_string(logicVersion) + "]";
+  Lines start = {serial ? "GetCommType() -> 1" : "GetCommType() -> 2", version, version};
+  if (logicVersion == 4) start.push_back("PutVarToFPGA(111, 128) -> 1");
+  return Concat({start,
+                 {"PutVarToFPGA(77, 85) -> 1", "PutVarToFPGA(77, 170) -> 1",
+                  "PutVarToFPGA(77, " + std::to_string(function) + ") -> 1"}});
+}
+
+using Fault = std::function<void(sim::VirtualDrive&)>;
+
+Fault Fail(Operation operation, int n, int32_t code, std::optional<int32_t> address = std::nullopt) {
+  return [=](sim::VirtualDrive& d) { d.Faults().FailCall(operation, n, code, address); };
+}
+
+Fault Behave(IspBehaviour behaviour) {
+  return [=](sim::VirtualDrive& d) { d.Flash().SetBehaviour(behaviour); };
+}
+
+std::vector<uintptr_t> Range(uintptr_t count) {
+  std::vector<uintptr_t> steps(count);
+  for (uintptr_t i = 0; i < count; ++i) steps[i] = i;
+  return steps;
+}
+
+class Flash : public ExportTest {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
     Use(transport_);
     api::UsePlatformForTesting(&platform_);
-    folder_ = std::filesystem::temp_directory_path() /
-              ("svodb_flash_" + std::to_string(getpid()) + "_" +
-               std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
     std::filesystem::create_directories(folder_);
   }
   void TearDown() override {
@@ -50,6 +80,7 @@ class FlashExports : public ExportTest {
     ASSERT_EQ(serial ? drive_.InitComPort(1, 19200) : drive_.InitMotoBus({}), 1);
     drive_.Log().Clear();
     timeline_.Clear();
+    platform_.clock = sim::VirtualPlatform{};
   }
   std::string Write(const std::string& name, const std::string& text) {
     const std::string path = (folder_ / name).string();
@@ -66,21 +97,85 @@ class FlashExports : public ExportTest {
     return steps;
   }
   const Lines& Traffic() { return timeline_.Entries(); }
+  Lines Tail(std::size_t count) {
+    return Lines(Traffic().end() - static_cast<std::ptrdiff_t>(count), Traffic().end());
+  }
 
   sim::VirtualDrive drive_;
   Timeline timeline_;
   TimelineTransport transport_{drive_, timeline_};
   TimelinePlatform platform_{timeline_};
-  std::filesystem::path folder_;
+  // One process runs one test under ctest.
+  const std::filesystem::path folder_ =
+      std::filesystem::temp_directory_path() / ("svodb_flash_" + std::to_string(getpid()));
 };
 
-std::vector<uintptr_t> Range(uintptr_t count) {
-  std::vector<uintptr_t> steps(count);
-  for (uintptr_t i = 0; i < count; ++i) steps[i] = i;
-  return steps;
+// Erase and configure on each link and logic version, and where they end
+// when a step fails (on the serial link, logic 4).
+TEST_F(Flash, EraseAndConfigure) {
+  struct Case {
+    const char* what;
+    int32_t (*operation)();
+    bool serial;
+    int logic;
+    Fault fault;
+    Result expected;
+    Lines tail;
+  };
+  const Fault none = [](sim::VirtualDrive&) {};
+  const Lines fastClosing = {"ChangeBaudRate(115200) -> 1", "GetISPStatus(20000) -> 1 [2]",
+                             "SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1",
+                             "PutVarToFPGA(111, 0) -> 1"};
+  // clang-format off
+  const Case cases[] = {
+      {"erase", EraseFlash_SVODB, true, 4, none, 1, Concat({Start(true, 4, 9), fastClosing})},
+      {"erase on the network", EraseFlash_SVODB, false, 3, none, 1,
+       Concat({Start(false, 3, 9), {"GetISPStatus(20000) -> 1 [2]", "SendISPByte(0) -> 1 [1]"}})},
+      // Configure leaves the link fast.
+      {"configure", ConfigFlash_SVODB, true, 4, none, 1,
+       Concat({Start(true, 4, 17),
+               {"ChangeBaudRate(115200) -> 1", "sleep 500", "PutVarToFPGA(111, 0) -> 1"}})},
+      {"configure on the network", ConfigFlash_SVODB, false, 3, none, 1,
+       Concat({Start(false, 3, 17), {"sleep 500"}})},
+      {"logic version unread", EraseFlash_SVODB, true, 4, Fail(Operation::kGetVarFromFPGA, 1, 6), 6,
+       {"GetCommType() -> 1", "GetVarFromFPGA(30) -> 6"}},
+      {"unlock refused", EraseFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 2, 4, 77), 4,
+       {"PutVarToFPGA(77, 85) -> 1", "PutVarToFPGA(77, 170) -> 4"}},
+      // The drive's ISP channel runs at 115200 only: the closing byte goes unanswered.
+      {"no fast link", EraseFlash_SVODB, true, 4, Fail(Operation::kChangeBaudRate, 1, 2), 0,
+       {"ChangeBaudRate(115200) -> 2", "SendISPByte(0) -> 0"}},
+      {"status unread", EraseFlash_SVODB, true, 4, Fail(Operation::kGetISPStatus, 1, 0), 16,
+       Concat({{"GetISPStatus(20000) -> 0"}, kClosing})},
+      {"busy", EraseFlash_SVODB, true, 4, Behave(IspBehaviour::kBusyForEver), 25,
+       Concat({{"GetISPStatus(20000) -> 1 [4]"}, kClosing})},
+      // Without SPI_EN a logic-4 drive does not reach its flash.
+      {"SPI_EN lost", EraseFlash_SVODB, true, 4, [](sim::VirtualDrive& d) { d.Faults().DropFpgaWrite(111); },
+       16,
+       {"GetISPStatus(20000) -> 0", "SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
+      {"SPI_EN not off", EraseFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 5, 6), 6,
+       Concat({kClosing, {"PutVarToFPGA(111, 0) -> 6"}})},
+      {"configure refused", ConfigFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 4, 6), 6,
+       {"PutVarToFPGA(77, 17) -> 6"}},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
+    Open(c.serial, c.logic);
+    drive_.Flash().SetByte(77, 0);
+    c.fault(drive_);
+    EXPECT_EQ(c.operation(), c.expected) << c.what;
+    EXPECT_EQ(Tail(c.expected == 1 ? Traffic().size() : c.tail.size()), c.tail) << c.what;
+    if (c.expected != 1) continue;
+    const bool erase = c.operation == EraseFlash_SVODB;
+    EXPECT_EQ(drive_.Flash().Bytes()[77], erase ? 0xFF : 0) << c.what;
+    EXPECT_EQ(drive_.Flash().Reconfigurations(), erase ? 0 : 1) << c.what;
+  }
+  NoTransport absent;  // no transport library: the logic version does not read
+  Use(absent);
+  EXPECT_EQ(EraseFlash_SVODB(), 0);
+  EXPECT_EQ(ConfigFlash_SVODB(), 0);
 }
 
-TEST_F(FlashExports, AnIscFileProgramsAndVerifiesOverTheSerialLink) {
+TEST_F(Flash, AnIscFileProgramsAndVerifiesOverTheSerialLink) {
   Open(true, 3);
   const std::vector<uint8_t> image = RandomBytes(kIscImageBytes, 11);
   const std::string path = Write("config.isc", MakeIscFile(image));
@@ -89,15 +184,19 @@ TEST_F(FlashExports, AnIscFileProgramsAndVerifiesOverTheSerialLink) {
   // Reading: step 0, a step per 25 rows, the end of the file; nothing sent.
   Lines expected;
   for (int step = 0; step <= 21; ++step) expected.push_back(Post(step, 542));
-  Append(expected,
-         {"GetCommType() -> 1", Post(22, 542), "PutVarToFPGA(77, 85) -> 1", Post(23, 542),
-          "PutVarToFPGA(77, 170) -> 1", "PutVarToFPGA(77, 3) -> 1", Post(24, 542),
-          "ChangeBaudRate(115200) -> 1", "GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [4]",
-          "GetISPStatus(16000) -> 1 [1]", Post(25, 542), Post(26, 542)});
+  expected =
+      Concat({expected,
+              {"GetCommType() -> 1", Post(22, 542), "PutVarToFPGA(77, 85) -> 1", Post(23, 542),
+               "PutVarToFPGA(77, 170) -> 1", "PutVarToFPGA(77, 3) -> 1", Post(24, 542),
+               "ChangeBaudRate(115200) -> 1", "GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [4]",
+               "GetISPStatus(16000) -> 1 [1]", Post(25, 542), Post(26, 542)}});
   for (int row = 0; row < 512; ++row)
-    Append(expected, {"SendISPByte x512 -> 1 [1]", "GetISPStatus(6000) -> 1 [1]", Post(27 + row, 542)});
-  Append(expected, {Post(539, 542), "GetISPStatus(16000) -> 1 [2]", Post(540, 542), "SendISPByte(0) -> 1 [1]",
-                    "ChangeBaudRate(19200) -> 1", Post(541, 542)});
+    expected =
+        Concat({expected, {"SendISPByte x512 -> 1 [1]", "GetISPStatus(6000) -> 1 [1]", Post(27 + row, 542)}});
+  expected = Concat({expected,
+                     {Post(539, 542), "GetISPStatus(16000) -> 1 [2]", Post(540, 542)},
+                     kClosing,
+                     {Post(541, 542)}});
   EXPECT_EQ(Traffic(), expected);
   EXPECT_EQ(Steps(), Range(542));
   const std::vector<uint8_t>& flash = drive_.Flash().Bytes();
@@ -115,35 +214,48 @@ TEST_F(FlashExports, AnIscFileProgramsAndVerifiesOverTheSerialLink) {
   timeline_.Clear();
   EXPECT_EQ(HandleISCFile_SVODB(path.c_str(), 1, kWindow, 0), 4);
   EXPECT_EQ(drive_.Flash().LastVerify().firstDifference, kIscImageBytes - 3);
-  EXPECT_EQ(Lines(Traffic().end() - 3, Traffic().end()),
+  EXPECT_EQ(Tail(3),
             (Lines{"GetISPStatus(16000) -> 1 [8]", "SendISPByte(0) -> 1 [8]", "ChangeBaudRate(19200) -> 1"}));
 }
 
-TEST_F(FlashExports, AnI00FileProgramsTheWholeFlashOverTheNetwork) {
+// On the network a byte answered "not yet taken" is polled for until it
+// is taken, up to ten times.
+TEST_F(Flash, AnI00FileProgramsTheWholeFlashOverTheNetwork) {
   Open(false, 4);
   const std::vector<uint8_t> image = RandomBytes(kI00ImageBytes, 12);
   const std::string path = Write("config.i00", MakeI00File(image, 4));
+  drive_.Flash().SetNetworkBacklog(1024 * 256 + 1, 2);  // the first byte of block 1024 waits
   ASSERT_EQ(HandleI00File_SVODB(path.c_str(), 0, kWindow, 0), 1);
 
-  Lines expected;
-  Append(expected,
-         {Post(0, 2058), "GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]", Post(1, 2058),
-          "GetCommType() -> 2", "PutVarToFPGA(111, 128) -> 1", Post(2, 2058), "PutVarToFPGA(77, 85) -> 1",
-          Post(3, 2058), "PutVarToFPGA(77, 170) -> 1", "PutVarToFPGA(77, 3) -> 1", Post(4, 2058),
-          "GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [1]",
-          Post(5, 2058), Post(6, 2058)});
+  Lines expected = Concat(
+      {{Post(0, 2058), "GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]", Post(1, 2058),
+        "GetCommType() -> 2", "PutVarToFPGA(111, 128) -> 1", Post(2, 2058), "PutVarToFPGA(77, 85) -> 1",
+        Post(3, 2058), "PutVarToFPGA(77, 170) -> 1", "PutVarToFPGA(77, 3) -> 1", Post(4, 2058),
+        "GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [1]",
+        Post(5, 2058), Post(6, 2058)}});
+  const Lines waited = {"SendISPByte(" + std::to_string(image[1024 * 256]) + ") -> 1 [0]",
+                        "GetISPStatus(6000) -> 1 [0]", "GetISPStatus(6000) -> 1 [0]",
+                        "GetISPStatus(6000) -> 1 [1]", "SendISPByte x255 -> 1 [1]"};
   for (int block = 0; block < 2047; ++block)
-    Append(expected, {"SendISPByte x256 -> 1 [1]", Post(7 + block, 2058)});
+    expected = Concat(
+        {expected, block == 1024 ? waited : Lines{"SendISPByte x256 -> 1 [1]"}, {Post(7 + block, 2058)}});
   // The byte that fills the flash is answered "finished": no done wait.
-  Append(expected, {"SendISPByte x255 -> 1 [1]", "SendISPByte(" + std::to_string(image.back()) + ") -> 1 [2]",
-                    Post(2054, 2058), Post(2055, 2058), Post(2056, 2058), "SendISPByte(0) -> 1 [1]",
-                    "PutVarToFPGA(111, 0) -> 1", Post(2057, 2058)});
+  expected =
+      Concat({expected,
+              {"SendISPByte x255 -> 1 [1]", "SendISPByte(" + std::to_string(image.back()) + ") -> 1 [2]",
+               Post(2054, 2058), Post(2055, 2058), Post(2056, 2058), "SendISPByte(0) -> 1 [1]",
+               "PutVarToFPGA(111, 0) -> 1", Post(2057, 2058)}});
   EXPECT_EQ(Traffic(), expected);
   EXPECT_EQ(Steps(), Range(2058));
   EXPECT_EQ(drive_.Flash().Bytes(), image);
+
+  drive_.Flash().SetNetworkBacklog(1024 * 256 + 1, 12);
+  timeline_.Clear();
+  EXPECT_EQ(HandleI00File_SVODB(path.c_str(), 1, kWindow, 0), 1);
+  EXPECT_EQ(std::count(Traffic().begin(), Traffic().end(), "GetISPStatus(6000) -> 1 [0]"), 10);
 }
 
-TEST_F(FlashExports, AnI00FileVerifiesOverTheSerialLinkUntilABlockDiffers) {
+TEST_F(Flash, AnI00FileVerifiesOverTheSerialLinkUntilABlockDiffers) {
   Open(true, 4);
   const std::vector<uint8_t> image = RandomBytes(kI00ImageBytes, 13);
   const std::string path = Write("ABC-DEF004-GH.i00", MakeI00File(image, -1));
@@ -156,87 +268,88 @@ TEST_F(FlashExports, AnI00FileVerifiesOverTheSerialLinkUntilABlockDiffers) {
   drive_.Flash().SetByte(10 * 256 + 7, static_cast<uint8_t>(image[10 * 256 + 7] ^ 0x01));
   timeline_.Clear();
   EXPECT_EQ(HandleI00File_SVODB(path.c_str(), 1, kWindow, 0), 4);
-  const Lines tail = {Post(16, 2058),  // after block 9
-                      "SendISPByte x7 -> 1 [1]",
-                      "SendISPByte x249 -> 1 [8]",
-                      "GetISPStatus(6000) -> 1 [8]",
-                      "SendISPByte(0) -> 1 [8]",
-                      "ChangeBaudRate(19200) -> 1"};
-  EXPECT_EQ(Lines(Traffic().end() - 6, Traffic().end()), tail);
+  EXPECT_EQ(Tail(6),
+            (Lines{Post(16, 2058),  // after block 9
+                   "SendISPByte x7 -> 1 [1]", "SendISPByte x249 -> 1 [8]", "GetISPStatus(6000) -> 1 [8]",
+                   "SendISPByte(0) -> 1 [8]", "ChangeBaudRate(19200) -> 1"}));
   EXPECT_EQ(drive_.Flash().LastVerify().firstDifference, 10 * 256 + 7);
   EXPECT_EQ(drive_.FpgaByte(111), 0x80);  // SPI_EN stays on after a failure
 }
 
-struct Abort {
-  const char* what;
-  const std::string& file;
-  std::function<void(sim::VirtualDrive&, sim::VirtualPlatform&)> fault;
-  Result expected;
-  int lastStep;         // -1: nothing posted
-  bool closingAndBack;  // ends with the closing byte and 19200 baud
-};
-
-TEST_F(FlashExports, EveryWayAFileRunEnds) {
-  const auto fail = [](Operation op, int n, int32_t code) {
-    return [=](sim::VirtualDrive& d, sim::VirtualPlatform&) { d.Faults().FailCall(op, n, code); };
-  };
-  const auto behave = [](IspBehaviour b) {
-    return [=](sim::VirtualDrive& d, sim::VirtualPlatform& p) {
-      d.Flash().SetBehaviour(b);
-      p.SetTickPerRead(1000);
-    };
-  };
+// The ready and done waits count only replies other than busy, ten of
+// them, and give up on a drive busy for 160 s; a byte the drive refuses
+// ends the run with the closing byte's code.
+TEST_F(Flash, EveryWayAFileRunEnds) {
   const std::string isc = Write("config.isc", MakeIscFile(RandomBytes(kIscImageBytes, 14)));
   const std::string i00 = Write("config.i00", MakeI00File(RandomBytes(kI00ImageBytes, 15), 4));
   const std::string i00ForLogic3 = Write("ABC-DEF003-GH.i00", MakeI00File(RandomBytes(64, 15), -1));
-  const Abort cases[] = {
-      {"ISC never ready", isc, behave(IspBehaviour::kNeverReady), 16, 24, true},
-      {"ISC ready wait read fails", isc, fail(Operation::kGetISPStatus, 1, 0), 16, 24, true},
-      {"ISC byte refused, closing taken", isc, fail(Operation::kSendISPByte, 1000, 6), 1, 27, true},
-      {"ISC done wait read fails", isc, fail(Operation::kGetISPStatus, 516, 0), 16, 539, true},
-      {"ISC busy at the end", isc, behave(IspBehaviour::kBusyAtEnd), 4, 539, true},
-      {"I00 for another logic version", i00ForLogic3, [](auto&, auto&) {}, 33, 0, false},
-      {"I00 version unread", i00, fail(Operation::kGetVarFromFPGA, 2, 6), 33, 0, false},
-      {"I00 busy for ever", i00, behave(IspBehaviour::kBusyForEver), 16, 4, true},
-      {"I00 done wait read fails", i00,
-       [](sim::VirtualDrive& d, sim::VirtualPlatform&) {
-         d.Flash().SetBehaviour(IspBehaviour::kBusyAtEnd);
-         d.Faults().FailCall(Operation::kGetISPStatus, 3 + 2048 + 1, 0);
-       },
-       42, 2055, true},
+  const auto twice = [](sim::VirtualDrive& d) {
+    Fail(Operation::kSendISPByte, 1000, 6)(d);
+    Fail(Operation::kSendISPByte, 1001, 0)(d);
   };
-  for (const Abort& c : cases) {
+  const auto doneUnread = [](sim::VirtualDrive& d) {
+    Behave(IspBehaviour::kBusyAtEnd)(d);
+    Fail(Operation::kGetISPStatus, 3 + 2048 + 1, 0)(d);
+  };
+  const Lines fast = {"ChangeBaudRate(115200) -> 1"};
+  struct Case {
+    const char* what;
+    const std::string& file;
+    Fault fault;
+    Result expected;
+    int lastStep;  // -1: nothing posted
+    Lines tail;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"ISC never ready", isc, Behave(IspBehaviour::kNeverReady), 16, 24,
+       Concat({fast, Lines(10, "GetISPStatus(16000) -> 1 [8]"), kClosing})},
+      {"ISC ready wait read fails", isc, Fail(Operation::kGetISPStatus, 1, 0), 16, 24,
+       Concat({fast, {"GetISPStatus(16000) -> 0"}, kClosing})},
+      {"ISC ready after 15 busy replies", isc,
+       [](sim::VirtualDrive& d) { d.Flash().SetBusyRepliesBeforeReady(15); }, 1, 541, {Post(541, 542)}},
+      {"ISC byte refused, closing taken", isc, Fail(Operation::kSendISPByte, 1000, 6), 1, 27, kClosing},
+      {"ISC byte and closing refused", isc, twice, 0, 27,
+       {"SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
+      {"ISC done wait read fails", isc, Fail(Operation::kGetISPStatus, 516, 0), 16, 539, kClosing},
+      {"ISC busy at the end", isc, Behave(IspBehaviour::kBusyAtEnd), 4, 539, kClosing},
+      {"I00 for another logic version", i00ForLogic3, [](sim::VirtualDrive&) {}, 33, 0, {}},
+      {"I00 version unread", i00, Fail(Operation::kGetVarFromFPGA, 2, 6), 33, 0, {}},
+      {"I00 busy for ever", i00, Behave(IspBehaviour::kBusyForEver), 16, 4,
+       Concat({fast, Lines(160, "GetISPStatus(16000) -> 1 [4]"), kClosing})},
+      {"I00 done wait read fails", i00, doneUnread, 42, 2055, kClosing},
+  };
+  // clang-format on
+  for (const Case& c : cases) {
     const bool isIsc = &c.file == &isc;
     Open(true, isIsc ? 3 : 4);
-    platform_.clock = sim::VirtualPlatform{};
-    c.fault(drive_, platform_.clock);
+    platform_.clock.SetTickPerRead(1000);  // a second a read: a busy wait ends in 160 reads
+    c.fault(drive_);
     const Result result = isIsc ? HandleISCFile_SVODB(c.file.c_str(), 0, kWindow, 0)
                                 : HandleI00File_SVODB(c.file.c_str(), 0, kWindow, 0);
     EXPECT_EQ(result, c.expected) << c.what;
-    const std::vector<uintptr_t> steps = Steps();
-    EXPECT_EQ(steps, Range(static_cast<uintptr_t>(c.lastStep + 1))) << c.what;
-    const Lines closing = {"SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1"};
-    if (c.closingAndBack) {
-      EXPECT_EQ(Lines(Traffic().end() - 2, Traffic().end()), closing) << c.what;
-    }
+    EXPECT_EQ(Steps(), Range(static_cast<uintptr_t>(c.lastStep + 1))) << c.what;
+    EXPECT_EQ(Tail(c.tail.size()), c.tail) << c.what;
   }
   EXPECT_EQ(HandleISCFile_SVODB((folder_ / "missing.isc").string().c_str(), 0, kWindow, 0), 31);
   EXPECT_EQ(HandleI00File_SVODB((folder_ / "missing.i00").string().c_str(), 0, kWindow, 0), 31);
   EXPECT_EQ(HandleISCFile_SVODB(nullptr, 0, kWindow, 0), 8);
   EXPECT_EQ(HandleI00File_SVODB(nullptr, 0, kWindow, 0), 8);
-}
 
-TEST_F(FlashExports, EraseAndConfigureFromTheCInterface) {
-  Open(true, 4);
-  drive_.Flash().SetByte(5, 0);
-  EXPECT_EQ(EraseFlash_SVODB(), 1);
-  EXPECT_EQ(drive_.Flash().Bytes()[5], 0xFF);
-  EXPECT_EQ(ConfigFlash_SVODB(), 1);
-  EXPECT_EQ(drive_.Flash().Reconfigurations(), 1);
-  NoTransport none;  // no transport library: the logic version does not read
-  Use(none);
-  EXPECT_EQ(EraseFlash_SVODB(), 0);
-  EXPECT_EQ(ConfigFlash_SVODB(), 0);
+  // When the clock stands still, the number of busy replies bounds the wait.
+  struct BusyDrive : NoTransport {
+    int32_t GetCommType() override { return kSerialConnection; }
+    int32_t GetISPStatus(int32_t* status, int32_t) override {
+      *status = isp::status::kBusy;
+      ++reads;
+      return code::kOk;
+    }
+    uint32_t reads = 0;
+  } busy;
+  Use(busy);
+  platform_.clock = sim::VirtualPlatform{};
+  EXPECT_EQ(HandleISCFile_SVODB(isc.c_str(), 0, kWindow, 0), 16);
+  EXPECT_EQ(busy.reads, isp::kBusyReplyLimit);
 }
 
 }  // namespace

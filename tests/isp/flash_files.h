@@ -31,23 +31,18 @@ inline std::string Hex(uint32_t value, int digits) {
   return text;
 }
 
-// Hex digits only: '0'-'9', 'a'-'f', 'A'-'F'.
-inline uint32_t ReferenceDigit(char c) {
-  if (c >= '0' && c <= '9') return static_cast<uint32_t>(c - '0');
-  return static_cast<uint32_t>((c | 0x20) - 'a' + 10);
-}
-
 // The rows' checksum: every pair from the row's end, its second digit and
 // then its first, each digit's bits from bit 0 up, shifted in at the bottom
-// with the polynomial added when bit 31 falls out.
+// with the polynomial added when bit 31 falls out. Hex digits only.
 inline uint32_t ReferenceRowChecksum(const std::vector<std::string>& rowsHex) {
   uint32_t value = 0;
   for (const std::string& hex : rowsHex) {
     for (std::size_t end = hex.size(); end >= 2; end -= 2) {
       for (const char c : {hex[end - 1], hex[end - 2]}) {
+        const auto digit = static_cast<uint32_t>(c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10);
         for (int bit = 0; bit < 4; ++bit) {
           const bool carry = (value & 0x80000000u) != 0;
-          value = value * 2 + ((ReferenceDigit(c) >> bit) & 1u);
+          value = value * 2 + ((digit >> bit) & 1u);
           if (carry) value ^= 0x04C11DB7u;
         }
       }
@@ -68,22 +63,17 @@ inline uint16_t ReferenceCrc16(std::string_view text) {
   return static_cast<uint16_t>(value);
 }
 
-// A row as the file spells it: byte k at characters 1022 - 2k and 1023 - 2k.
-inline std::string RowHex(std::span<const uint8_t> row) {
-  std::string hex;
-  for (std::size_t k = row.size(); k > 0; --k) hex += Hex(row[k - 1], 2);
-  return hex;
-}
-
-// A well-formed ISC file whose 512 rows hold the image. With restartAt, the
-// rows from there on form a second data section that starts in the first
-// trailer line of the first.
+// A well-formed ISC file whose 512 rows hold the image, byte k of a row at
+// characters 1022 - 2k and 1023 - 2k. With restartAt, the rows from there
+// on form a second data section that starts in the first trailer line of
+// the first.
 inline std::string MakeIscFile(std::span<const uint8_t> image, std::size_t restartAt = 0) {
   std::vector<std::string> rows;
   std::string text = "// svodb test configuration\nSTATE RESET;\n";
   for (std::size_t r = 0; r < 512; ++r) {
     if (r != 0 && r == restartAt) text += "! data_CRC (0)\n";
-    rows.push_back(RowHex(image.subspan(r * 512, 512)));
+    rows.emplace_back();
+    for (std::size_t k = 512; k > 0; --k) rows.back() += Hex(image[r * 512 + k - 1], 2);
     const bool first = r == 0 || r == restartAt;
     text += (first ? "! Initialize SDR 4096 TDI (" : "SDR 4096 TDI (") + rows.back() + ");\n";
   }
@@ -92,13 +82,12 @@ inline std::string MakeIscFile(std::span<const uint8_t> image, std::size_t resta
 }
 
 // An I00 file: the header (with "#LogicVer:" unless logicVersion is
-// negative), an extended-address record for `segment`, data records of 32
+// negative), an extended-address record for segment 0, data records of 32
 // bytes, and the end record.
-inline std::string MakeI00File(std::span<const uint8_t> data, int logicVersion, uint16_t segment = 0) {
+inline std::string MakeI00File(std::span<const uint8_t> data, int logicVersion) {
   std::string text = "#IT: svodb test image\n# made by the tests\n";
   text += logicVersion >= 0 ? "#LogicVer:" + std::to_string(logicVersion) + "\n" : "# no version line\n";
-  const uint32_t addressSum = 2 + 4 + (segment >> 8) + (segment & 0xFF);
-  text += ":02000004" + Hex(segment, 4) + Hex((0x100 - (addressSum & 0xFF)) & 0xFF, 2) + "\n";
+  text += ":020000040000FA\n";
   for (std::size_t at = 0; at < data.size(); at += 32) {
     const std::size_t count = data.size() - at < 32 ? data.size() - at : 32;
     std::string record =

@@ -4,11 +4,9 @@
 // short enough to compare in full; what the bytes were, the flash shows.
 #pragma once
 
-#include <array>
 #include <string>
 #include <vector>
 
-#include "drive/transport.h"
 #include "platform/platform.h"
 #include "sim/forwarding_transport.h"
 #include "virtual_drive.h"
@@ -18,24 +16,16 @@ namespace svodb::testing {
 
 class Timeline {
  public:
-  void Add(const sim::CallRecord& call) {
-    const bool took = call.operation == sim::Operation::kSendISPByte && call.result == 1;
-    if (took && run_ != 0 && runStatus_ == call.outputs[0]) {
+  // A byte the drive took (runStatus its reply) may join the run before it.
+  void Add(std::string entry, int32_t runStatus = -1) {
+    if (runStatus >= 0 && run_ != 0 && runStatus == runStatus_) {
       ++run_;
       return;
     }
     EndRun();
-    if (took) {
-      run_ = 1;
-      runStatus_ = call.outputs[0];
-      runFirst_ = call.ToString();
-    } else {
-      entries_.push_back(call.ToString());
-    }
-  }
-  void Add(std::string entry) {
-    EndRun();
-    entries_.push_back(std::move(entry));
+    run_ = runStatus >= 0 ? 1 : 0;
+    runStatus_ = runStatus;
+    (run_ != 0 ? runFirst_ : entries_.emplace_back()) = std::move(entry);
   }
   const std::vector<std::string>& Entries() {
     EndRun();
@@ -49,16 +39,15 @@ class Timeline {
  private:
   void EndRun() {
     if (run_ == 1) entries_.push_back(runFirst_);
-    if (run_ > 1) {
+    if (run_ > 1)
       entries_.push_back("SendISPByte x" + std::to_string(run_) + " -> 1 [" + std::to_string(runStatus_) +
                          "]");
-    }
     run_ = 0;
   }
 
   std::vector<std::string> entries_;
   int run_ = 0;
-  int32_t runStatus_ = 0;
+  int32_t runStatus_ = -1;
   std::string runFirst_;
 };
 
@@ -71,7 +60,10 @@ class TimelineTransport final : public ForwardingTransport {
 
  private:
   int32_t After(int32_t result) override {
-    for (const sim::CallRecord& call : drive_.Log().Records()) timeline_.Add(call);
+    for (const sim::CallRecord& call : drive_.Log().Records()) {
+      const bool took = call.operation == sim::Operation::kSendISPByte && call.result == 1;
+      timeline_.Add(call.ToString(), took ? call.outputs[0] : -1);
+    }
     drive_.Log().Clear();
     return result;
   }
