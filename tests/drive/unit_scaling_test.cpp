@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <string>
+#include <vector>
 
 #include "drive/register_map.h"
 
@@ -212,24 +213,20 @@ TEST(DeadBand, BoardCodeSelectsTheFieldWidth) {
   }
 }
 
-TEST(AuxFBType, ComposeAndSplit) {
-  // By key = 16 MitEn + 8 HallsDis + 4 EnDatEnb + 2 DivisorSrc + 1 Src.
-  const int32_t expected[32] = {-1, -1, -1, -1, -1, -1, -1, -1, 6, -1, -1, -1, -1, 5, -1, -1,
-                                1,  3,  -1, -1, -1, -1, -1, -1, 0, 2,  -1, -1, -1, 5, -1, 4};
-  for (int32_t key = 0; key < 32; ++key) {
-    // Any non-zero raw value counts as a set bit.
-    const AuxFbBits bits{(key & 16) ? -3 : 0, (key & 8) ? 2 : 0, (key & 2) ? 1 : 0, (key & 4) ? 255 : 0,
-                         key & 1};
-    EXPECT_EQ(ComposeAuxFBType(bits), expected[key]) << "key " << key;
-  }
+TEST(AuxFBType, SplitTypesComposeBackAndOtherBitsAreNoType) {
   for (double value : {0.0, 1.0, 2.0, 3.0, 4.0, 5.0, 6.0, 6.9, -0.5}) {
     AuxFbBits bits{9, 9, 9, 9, 9};
     ASSERT_EQ(SplitAuxFBType(value, bits), code::kOk) << value;
     EXPECT_EQ(ComposeAuxFBType(bits), static_cast<int32_t>(value)) << value;
   }
+  // Hall sensors disabled with EnDat and the primary source (no Mitutoyo) is
+  // also type 5; any non-zero raw value counts as a set bit.
+  EXPECT_EQ(ComposeAuxFBType(AuxFbBits{0, -3, 0, 255, 1}), 5);
+  for (const AuxFbBits& bits : {AuxFbBits{}, AuxFbBits{0, 1, 0, 0, 1}, AuxFbBits{1, 1, 1, 0, 0}})
+    EXPECT_EQ(ComposeAuxFBType(bits), -1);
   for (double outside : {7.0, -1.0, kNan}) {
     AuxFbBits bits{9, 9, 9, 9, 9};
-    EXPECT_EQ(SplitAuxFBType(outside, bits), code::kWrongOpMode) << outside;
+    EXPECT_EQ(SplitAuxFBType(outside, bits), code::kWrongOpMode);
     EXPECT_EQ(bits.mitEn, 9);
   }
 }
@@ -259,26 +256,27 @@ TEST(CommandScaling, GainAndOffsetFromCountsAndBack) {
     EXPECT_EQ(plus, 1500);
     EXPECT_EQ(minus, -500);
   }
+  // Equal counts: no gain and no offset; a gain of 0 divides by zero only in
+  // the limits, not in the counts.
   double gain = -1.0, offset = -1.0;
+  int32_t count = -9;
   EXPECT_EQ(CommandGainFromPwm({kX7103, 0, 0}, 700, 700, gain), code::kOk);
   EXPECT_EQ(CommandOffsetFromPwm({kX7103, 0, 1}, 700, 700, offset), code::kOk);
-  EXPECT_EQ(gain, 0.0);
-  EXPECT_EQ(offset, 0.0);
-  int32_t count = -9;
-  // A gain of 0 divides by zero only in the limits, not in the counts.
   EXPECT_EQ(PwmPlusFromCommand({kX7103, 0, 0}, 0.0, 5.0, count), code::kOk);
-  EXPECT_EQ(count, 0);
-  count = -9;
-  EXPECT_EQ(PwmMinusFromCommand({kX7103, 2, 0}, 1.0, 0.0, count), code::kWrongOpMode);
-  EXPECT_EQ(PwmPlusFromCommand({kUnknownModel, 9, 0}, 1.0, 0.0, count), code::kWrongModel);
-  EXPECT_EQ(PwmMinusFromCommand({kUnknownModel, 0, 0}, 1.0, 0.0, count), code::kWrongModel);
-  EXPECT_EQ(CommandGainFromPwm({kUnknownModel, 0, 0}, 2, 1, gain), code::kWrongModel);
-  EXPECT_EQ(CommandOffsetFromPwm({kUnknownModel, 0, 0}, 2, 1, offset), code::kWrongModel);
-  EXPECT_EQ(count, -9);
+  EXPECT_EQ((std::vector<double>{gain, offset, static_cast<double>(count)}), (std::vector<double>{0, 0, 0}));
   OffsetBounds bounds{-1.0, -1.0};
-  EXPECT_EQ(CommandGainLimit({kUnknownModel, 0, 0}, 0.0, 2000, gain), code::kWrongModel);
-  EXPECT_EQ(CommandOffsetLimits({kUnknownModel, 0, 0}, 1.0, 2000, bounds), code::kWrongModel);
-  EXPECT_EQ(bounds.maximum, -1.0);
+  const Result refusals[] = {PwmMinusFromCommand({kX7103, 2, 0}, 1.0, 0.0, count),
+                             PwmPlusFromCommand({kUnknownModel, 9, 0}, 1.0, 0.0, count),
+                             PwmMinusFromCommand({kUnknownModel, 0, 0}, 1.0, 0.0, count),
+                             CommandGainFromPwm({kUnknownModel, 0, 0}, 2, 1, gain),
+                             CommandOffsetFromPwm({kUnknownModel, 0, 0}, 2, 1, offset),
+                             CommandGainLimit({kUnknownModel, 0, 0}, 0.0, 2000, gain),
+                             CommandOffsetLimits({kUnknownModel, 0, 0}, 1.0, 2000, bounds)};
+  EXPECT_EQ(std::vector<Result>(std::begin(refusals), std::end(refusals)),
+            (std::vector<Result>{code::kWrongOpMode, code::kWrongModel, code::kWrongModel, code::kWrongModel,
+                                 code::kWrongModel, code::kWrongModel, code::kWrongModel}));
+  EXPECT_EQ((std::vector<double>{gain, offset, static_cast<double>(count), bounds.maximum}),
+            (std::vector<double>{0, 0, 0, -1}));
 }
 
 TEST(CommandScaling, LimitsOfGainAndOffset) {
