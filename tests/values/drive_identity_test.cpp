@@ -189,7 +189,8 @@ TEST_F(IdentityExports, LogicVersionCheck) {
   EXPECT_EQ(out, 0);
 }
 
-TEST(VersionSupportTest, VersionTextAndLogicVersion) {
+// The export answers in its output only: its result is always 0.
+TEST_F(ExportTest, SupportByVersionTextAndLogicVersion) {
   struct Case {
     const char* name;
     const char* text;
@@ -208,21 +209,14 @@ TEST(VersionSupportTest, VersionTextAndLogicVersion) {
       {"DInp1 (EnbHWInp)", "2.0A", 0, true},
   };
   // clang-format on
-  for (const Case& c : cases)
-    EXPECT_EQ(IsSupportedByVersion(c.name, c.text, c.logic), c.supported)
-        << c.name << " " << c.text << " " << c.logic;
-}
-
-TEST_F(ExportTest, ParamSupportedByVersionAnswersInItsOutputOnly) {
-  uint8_t out = 7;
-  EXPECT_EQ(ParamSupportedByVersion_SVODB("FBDivisor", "102.5", 3, &out), 0);
-  EXPECT_EQ(out, 1);
-  EXPECT_EQ(ParamSupportedByVersion_SVODB("FBDivisor", "3.2K", 3, &out), 0);
-  EXPECT_EQ(out, 0);
-  out = 7;
-  EXPECT_EQ(ParamSupportedByVersion_SVODB("Unknown", "4.0A", 4, &out), 0);
-  EXPECT_EQ(out, 0);
-  EXPECT_EQ(ParamSupportedByVersion_SVODB(nullptr, "4.0A", 4, &out), 0);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + c.text + " " + std::to_string(c.logic));
+    EXPECT_EQ(IsSupportedByVersion(c.name, c.text, c.logic), c.supported);
+    uint8_t out = 7;
+    EXPECT_EQ(ParamSupportedByVersion_SVODB(c.name, c.text, c.logic, &out), 0);
+    EXPECT_EQ(out, c.supported ? 1 : 0);
+  }
+  EXPECT_EQ(ParamSupportedByVersion_SVODB(nullptr, "4.0A", 4, nullptr), 0);
 }
 
 }  // namespace
