@@ -13,32 +13,24 @@
 #include <utility>
 #include <vector>
 
-#include "api/export_fixture.h"
-#include "api/global_state.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "drive_exports.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
 namespace {
 
-using Lines = std::vector<std::string>;
 using sim::DriveConfig;
 using sim::Operation;
 
-class OnlineExports : public ExportTest {
+// A drive on the serial port whose model the library has read.
+class OnlineExports : public DriveExports {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
     Connect();
   }
-  // A drive on the serial port whose model the library has read.
   void Connect(DriveConfig config = {}) {
-    drive_ = std::make_unique<sim::VirtualDrive>(std::move(config));
-    Use(*drive_);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    DriveExports::Connect(std::move(config));
     int32_t model = 0;
     ASSERT_EQ(GetModelOnline_SVODB(&model), 1);
     drive_->Log().Clear();
@@ -51,7 +43,6 @@ class OnlineExports : public ExportTest {
     return static_cast<int16_t>(drive_->FpgaByte(high) << 8 |
                                 drive_->FpgaByte(static_cast<uint8_t>(high - 1)));
   }
-  Lines Traffic() const { return drive_->Log().Lines(); }
   Lines Writes() const {
     Lines writes;
     for (const std::string& line : Traffic())
@@ -63,8 +54,6 @@ class OnlineExports : public ExportTest {
     EXPECT_EQ(GetVariableOnline_SVODB(name, &value), 1) << name;
     return value;
   }
-
-  std::unique_ptr<sim::VirtualDrive> drive_;
 };
 
 TEST_F(OnlineExports, FactoryTestResultsComeStraightFromTheirNvEntries) {
