@@ -12,12 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "api/export_fixture.h"
-#include "api/global_state.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "drive_exports.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
@@ -25,7 +20,6 @@ namespace {
 
 using sim::DriveConfig;
 using sim::Operation;
-using Lines = std::vector<std::string>;
 
 // "value label|value label|..." in index order.
 std::string Render(const EnumEntry* table) {
@@ -155,23 +149,13 @@ TEST_F(EnumerationTables, FileLabelsReadBackAsTheFirstEntryCarryingThem) {
 
 // ---------------------------------------------------------------- exports
 
-class EnumerationExports : public ExportTest {
+class EnumerationExports : public DriveExports {
  protected:
-  void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
-    drive_.Log().Clear();
-  }
   void ReadVersionText() {
     char text[SVODB_ONLINE_TEXT_SIZE];
     ASSERT_EQ(GetStringOnline_SVODB("VerLW", 0, text), 1);
   }
-  void FailLogicVersionReads() { drive_.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0, 30); }
-  Lines Traffic() const { return drive_.Log().Lines(); }
-  static ParameterDatabase& Db() { return api::Context().db; }
-
-  sim::VirtualDrive drive_;
+  void FailLogicVersionReads() { drive_->Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0, 30); }
 };
 
 TEST_F(EnumerationExports, LookupsOnAnOfflineImage) {
@@ -231,14 +215,14 @@ TEST_F(EnumerationExports, ProgrammableEncoderOutputFollowsTheImageFlagOrTheDriv
   EXPECT_EQ(Traffic(), Lines{});
 
   ASSERT_EQ(SetNode_SVODB(0), 1);
-  drive_.Log().Clear();
+  drive_->Log().Clear();
   EXPECT_EQ(ValStr("EncOut", 14), "32768") << "no version text read yet";
   EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"}));
   ReadVersionText();  // "4.0A", logic 4: has EncOutPPR
   EXPECT_EQ(ValStr("EncOut", 14), "Programmable (32768)");
   EXPECT_EQ(FileLabelToValue(ctx, "EncOut", "32768", 2), kNoEnumEntry) << "this drive has the entry";
   EXPECT_EQ(FileLabelToValue(ctx, "EncOut", "Programmable_(32768)", 2), 14);
-  drive_.Log().Clear();
+  drive_->Log().Clear();
   EXPECT_EQ(ValStr("EncOut", 10), "125");
   EXPECT_EQ(Traffic(), Lines{}) << "only the programmable entry asks";
   FailLogicVersionReads();
@@ -259,13 +243,12 @@ TEST_F(EnumerationExports, MotorShortFaultFromLogicFourOnNodeZeroOnly) {
 
   // A drive of logic 3 has neither the new label nor the programmable
   // encoder output.
-  sim::VirtualDrive older(DriveConfig{.logicVersion = 3, .versionText = "3.0A"});
-  Use(older);
-  ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+  Connect(DriveConfig{.logicVersion = 3, .versionText = "3.0A"});
   ReadVersionText();
+  LibraryContext older = api::Context();
   EXPECT_EQ(ValStr("FaultCode", 8), "Motor l-l or l-n Short");
   EXPECT_EQ(ValStr("EncOut", 14), "32768");
-  EXPECT_EQ(FileLabelToValue(ctx, "EncOut", "32768", 1), 14);
+  EXPECT_EQ(FileLabelToValue(older, "EncOut", "32768", 1), 14);
 }
 
 TEST_F(EnumerationExports, MitutoyoFaultBitsAreComposedOnNodeZeroOnly) {
