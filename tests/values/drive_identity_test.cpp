@@ -10,14 +10,14 @@
 #include <vector>
 
 #include "catalog/version_support.h"
-#include "drive_exports.h"
+#include "value_exports.h"
 
 namespace svodb::testing {
 namespace {
 
 using sim::Operation;
 
-class IdentityExports : public DriveExports {
+class IdentityExports : public ValueExports {
  protected:
   static NodeState& Node(uint32_t node) { return Db().nodes[node]; }
   // OpMode lives in bits 7-6 of register 1, S2-1 in bit 0 of register 25.

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "drive_exports.h"
+#include "value_exports.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
@@ -149,7 +149,7 @@ TEST_F(EnumerationTables, FileLabelsReadBackAsTheFirstEntryCarryingThem) {
 
 // ---------------------------------------------------------------- exports
 
-class EnumerationExports : public DriveExports {
+class EnumerationExports : public ValueExports {
  protected:
   void ReadVersionText() {
     char text[SVODB_ONLINE_TEXT_SIZE];

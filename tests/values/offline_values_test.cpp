@@ -9,7 +9,7 @@
 #include <tuple>
 #include <utility>
 
-#include "drive_exports.h"
+#include "value_exports.h"
 
 namespace svodb::testing {
 namespace {
@@ -44,7 +44,7 @@ int32_t RawOf(const char* name, int32_t node) {
 }
 
 // The drive is in place but its port closed until a test opens it.
-class OfflineValues : public DriveExports {
+class OfflineValues : public ValueExports {
  protected:
   void SetUp() override {
     ExportTest::SetUp();

@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "drive_exports.h"
+#include "value_exports.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
@@ -23,14 +23,14 @@ using sim::DriveConfig;
 using sim::Operation;
 
 // A drive on the serial port whose model the library has read.
-class OnlineExports : public DriveExports {
+class OnlineExports : public ValueExports {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
     Connect();
   }
   void Connect(DriveConfig config = {}) {
-    DriveExports::Connect(std::move(config));
+    ValueExports::Connect(std::move(config));
     int32_t model = 0;
     ASSERT_EQ(GetModelOnline_SVODB(&model), 1);
     drive_->Log().Clear();

@@ -21,7 +21,7 @@ namespace svodb::testing {
 
 using Lines = std::vector<std::string>;
 
-class DriveExports : public ExportTest {
+class ValueExports : public ExportTest {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
