@@ -46,14 +46,8 @@ TEST(RegisterMapStore, LookupIgnoresTheCaseOfLettersOnly) {
 }
 
 TEST(RegisterMapStore, SetChecksTheRangeOfTheCommandUnitsThenTheNode) {
-  struct Case {
-    int32_t logic;
-    const char* name;
-    int32_t raw, units, node;
-    Result expected;
-  };
   // clang-format off
-  const Case cases[] = {
+  const std::tuple<int32_t, const char*, int32_t, int32_t, int32_t, Result> cases[] = {
       {3, "NoSuchRegister", 0, 1, 7, code::kInvalidParameter},
       {3, "FBDivisor", 0, 1, 0, code::kOutOfRange},    {3, "fbdivisor", 0, 0, 0, code::kOutOfRange},
       {3, "FBDivisor", -5, 1, 0, code::kOk},           {3, "FBDivisor", INT32_MAX, 0, 3, code::kOk},
@@ -70,17 +64,17 @@ TEST(RegisterMapStore, SetChecksTheRangeOfTheCommandUnitsThenTheNode) {
       {2, "ILmtMinus", 105, 1, 0, code::kOutOfRange}, {3, "ILmtPlus", 151, 0, 0, code::kOk},
   };
   // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + "=" + std::to_string(c.raw) + " units " + std::to_string(c.units) +
-                 " node " + std::to_string(c.node));
+  for (const auto& [logic, name, raw, units, askedNode, expected] : cases) {
+    SCOPED_TRACE(std::string(name) + "=" + std::to_string(raw) + " units " + std::to_string(units) +
+                 " node " + std::to_string(askedNode));
     RegisterMap map;
-    map.SetCurrentLimitLayout(c.logic);
-    const int32_t node = (c.node >= 0 && c.node < kNodeCount) ? c.node : 0;
+    map.SetCurrentLimitLayout(logic);
+    const int32_t node = (askedNode >= 0 && askedNode < kNodeCount) ? askedNode : 0;
     int32_t before = 0, after = 0;
-    map.GetRawValue(c.name, node, before);
-    EXPECT_EQ(map.SetRawValue(c.name, c.raw, c.units, c.node), c.expected);
-    map.GetRawValue(c.name, node, after);
-    EXPECT_EQ(after, c.expected == code::kOk ? c.raw : before);
+    map.GetRawValue(name, node, before);
+    EXPECT_EQ(map.SetRawValue(name, raw, units, askedNode), expected);
+    map.GetRawValue(name, node, after);
+    EXPECT_EQ(after, expected == code::kOk ? raw : before);
   }
   RegisterMap map;
   ASSERT_EQ(map.SetRawValue("Command", 123, 1, 0), code::kOk);
@@ -125,13 +119,7 @@ RegisterDescriptor Synthetic(int32_t codec, uint32_t topBit, uint32_t width) {
 // The transfers' tests pin the bytes of the registers they move; these add
 // the sign extensions and the codecs no transfer test reaches.
 TEST(FieldCodec, EncodesMostSignificantFirstKeepingSharedBitsAndDecodesBack) {
-  struct Case {
-    RegisterDescriptor descriptor;
-    int32_t raw;
-    uint8_t shared;
-    std::vector<uint8_t> bytes;
-  };
-  const Case cases[] = {
+  const std::tuple<RegisterDescriptor, int32_t, uint8_t, std::vector<uint8_t>> cases[] = {
       {Row("CommOff"), -1, 0x0A, {0xFF, 0xFA}},
       {Row("CommOff"), 2047, 0x05, {0x7F, 0xF5}},  // EncOut's bits 3-0 are not part of it
       {Row("GearOut"), -1, 0x00, {0xFF, 0xFF}},
@@ -141,14 +129,14 @@ TEST(FieldCodec, EncodesMostSignificantFirstKeepingSharedBitsAndDecodesBack) {
       {Synthetic(75, 5, 6), -1, 0x00, {0x3F}},
       {Synthetic(65, 6, 7), -64, 0x00, {0x40}},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.descriptor.name) + "=" + std::to_string(c.raw));
+  for (const auto& [descriptor, value, shared, bytes] : cases) {
+    SCOPED_TRACE(std::string(descriptor.name) + "=" + std::to_string(value));
     FieldBytes out;
-    EXPECT_EQ(EncodeField(c.descriptor, c.raw, c.shared, out), code::kOk);
-    EXPECT_EQ(std::vector<uint8_t>(out.View().begin(), out.View().end()), c.bytes);
+    EXPECT_EQ(EncodeField(descriptor, value, shared, out), code::kOk);
+    EXPECT_EQ(std::vector<uint8_t>(out.View().begin(), out.View().end()), bytes);
     int32_t raw = 0;
-    EXPECT_EQ(DecodeField(c.descriptor, c.bytes, raw), code::kOk);
-    EXPECT_EQ(raw, c.raw);
+    EXPECT_EQ(DecodeField(descriptor, bytes, raw), code::kOk);
+    EXPECT_EQ(raw, value);
   }
   FieldBytes out;
   EXPECT_EQ(EncodeField(Row("ILmtMinus"), 256, 0x55, out), code::kOk);  // 256 does not fit the 8-bit limit

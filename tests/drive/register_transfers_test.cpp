@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "catalog/parameter_database.h"
+#include "drive/drive_facts.h"
 #include "drive/register_map.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
@@ -105,13 +106,7 @@ class RegisterTransfersOldLogic : public RegisterTransfers {
 // ------------------------------------------------------------------- reads
 
 TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
-  struct Case {
-    const char* name;
-    Bytes bytes;
-    std::vector<int> reads;
-    int32_t expected;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, Bytes, std::vector<int>, int32_t> cases[] = {
       {"KVP", {{16, 0x12}}, {16, 16}, 0x21},  // nibbles swapped
       {"HSTemp", {{38, 0xF0}}, {38}, -16},    // live: once
       {"GearIn", {{81, 0x12}, {80, 0x34}}, {81, 80, 81, 80}, 0x1234},
@@ -126,18 +121,18 @@ TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
   };
   using Reader = Result (*)(LibraryContext&, std::string_view, int32_t&);
   for (const Reader read : {Reader{&ReadFpgaField}, Reader{&ReadRegisterOnline}}) {
-    for (const Case& c : cases) {
-      SCOPED_TRACE(c.name);
-      SetFpga(c.bytes);
+    for (const auto& [name, bytes, reads, value] : cases) {
+      SCOPED_TRACE(name);
+      SetFpga(bytes);
       Fresh();
       Lines expected;
-      for (int address : c.reads) {
-        for (const auto& [a, v] : c.bytes)
+      for (int address : reads) {
+        for (const auto& [a, v] : bytes)
           if (a == address) expected.push_back(FpgaGet(a, v));
       }
       int32_t raw = 0;
-      EXPECT_EQ(read(ctx, c.name, raw), code::kOk);
-      EXPECT_EQ(raw, c.expected);
+      EXPECT_EQ(read(ctx, name, raw), code::kOk);
+      EXPECT_EQ(raw, value);
       EXPECT_EQ(Log(), expected);
     }
   }
@@ -165,7 +160,8 @@ TEST_F(RegisterTransfers, TransportFailurePassesThroughUnchanged) {
   SetFpga({{81, 0x12}, {80, 0x34}});
   for (const auto& [call, failure] : {std::pair{2, 3}, std::pair{3, 6}, std::pair{4, 2}}) {
     SCOPED_TRACE(call);
-    Fresh([&](sim::FaultPlan& p) { p.FailCall(Operation::kGetVarFromFPGA, call, failure); });
+    Fresh();
+    drive.Faults().FailCall(Operation::kGetVarFromFPGA, call, failure);
     int32_t raw = 0;
     EXPECT_EQ(ReadFpgaField(ctx, "GearIn", raw), failure);
     ASSERT_EQ(Log().size(), static_cast<std::size_t>(call));
@@ -177,7 +173,8 @@ TEST_F(RegisterTransfers, TransportFailurePassesThroughUnchanged) {
        {std::tuple{Operation::kGetVarFromFPGA, 1, 1u}, std::tuple{Operation::kGetVarFromFPGA, 2, 3u},
         std::tuple{Operation::kGetVarFromEEPROM, 1, 1u}, std::tuple{Operation::kGetVarFromEEPROM, 2, 3u}}) {
     SCOPED_TRACE(call);
-    Fresh([&](sim::FaultPlan& p) { p.FailCall(operation, call, 6); });
+    Fresh();
+    drive.Faults().FailCall(operation, call, 6);
     const bool fpga = operation == Operation::kGetVarFromFPGA;
     EXPECT_EQ(fpga ? WriteFpgaField(ctx, "KVP", 1) : WriteNvField(ctx, "KVP", 1), 6);
     EXPECT_EQ(Log().size(), logged);
@@ -223,25 +220,18 @@ TEST_F(RegisterTransfers, UnknownNameAndSerialNumberAreRefusedBeforeAnyTraffic) 
 // ------------------------------------------------------------------ writes
 
 TEST_F(RegisterTransfers, OneByteWriteKeepsTheOtherRegistersBits) {
-  struct Case {
-    const char* name;
-    int address, before;
-    int32_t value;
-    int after;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, int, int, int32_t, int> cases[] = {
       {"KIP", 2, 0xC0, 8, 0xC1},        // KII and BatFDis kept, 3-bit halves swapped
       {"CmdSrc", 1, 0x8D, 2, 0xAD},     // between OpMode, CommMode and EMUFunc
       {"DInp2Pol", 74, 0x1F, 0, 0x1D},  // clearing one bit
       {"HstSet", 39, 0x00, -88, 0xA8},  // signed 8-bit
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.name);
-    SetFpga({{c.address, c.before}});
+  for (const auto& [name, address, before, value, after] : cases) {
+    SCOPED_TRACE(name);
+    SetFpga({{address, before}});
     Fresh();
-    EXPECT_EQ(WriteFpgaField(ctx, c.name, c.value), code::kOk);
-    EXPECT_EQ(Log(), (Lines{FpgaGet(c.address, c.before), FpgaPut(c.address, c.after),
-                            FpgaGet(c.address, c.after)}));
+    EXPECT_EQ(WriteFpgaField(ctx, name, value), code::kOk);
+    EXPECT_EQ(Log(), (Lines{FpgaGet(address, before), FpgaPut(address, after), FpgaGet(address, after)}));
   }
 }
 
@@ -280,14 +270,16 @@ TEST_F(RegisterTransfers, WriteThatDoesNotStickIsMadeOnceMore) {
        {std::pair{Persistence::kOnce, code::kOk}, std::pair{Persistence::kAlways, code::kTransferError}}) {
     SCOPED_TRACE(expected);
     SetFpga({{16, 0x00}});
-    Fresh([&](sim::FaultPlan& p) { p.DropFpgaWrite(16, persistence); });
+    Fresh();
+    drive.Faults().DropFpgaWrite(16, persistence);
     EXPECT_EQ(WriteFpgaField(ctx, "KVP", 0x21), expected);
     const int last = expected == code::kOk ? 0x12 : 0x00;
     EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0), FpgaPut(16, 0x12), FpgaGet(16, 0), FpgaGet(16, 0),
                             FpgaPut(16, 0x12), FpgaGet(16, last)}));
     // The same in NV.
     drive.SetNvEntry(23, {16, 0x00});
-    Fresh([&](sim::FaultPlan& p) { p.DropNvWrite(23, persistence); });
+    Fresh();
+    drive.Faults().DropNvWrite(23, persistence);
     EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), expected);
     EXPECT_EQ(Log(), (Lines{NvGet(23, 16, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0), NvGet(23, 16, 0),
                             NvPut(23, 16, 0x12), NvGet(23, 16, last)}));
@@ -452,6 +444,38 @@ TEST_F(RegisterTransfers, LoadsAndStoresPickTheirNode) {
   EXPECT_EQ(drive.NvEntryAt(45), (sim::NvEntry{85, 151}));
 }
 
+// The drive's logic version as every part of the library asks for it: read
+// now outside an operation, the operation's own answer inside one, and 0
+// with the read's code when it cannot be read.
+TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCaller) {
+  const std::string read = "GetVarFromFPGA(30) -> 1 [4]", failed = "GetVarFromFPGA(30) -> ";
+  // insideOperation: the operation read LogicVer before the fault; failure:
+  // what the FPGA reads answer after that (1: none). Each case asks twice,
+  // ReadLogicVersion then LogicVersionOrOldest; a setting is read twice, and
+  // a failed first read ends the question.
+  const std::tuple<bool, int32_t, Result, int32_t, std::vector<std::string>> cases[] = {
+      {false, 1, 1, 4, {read, read, read, read}},
+      {false, 0, 0, 0, {failed + "0", failed + "0"}},
+      {false, 4, 4, 0, {failed + "4", failed + "4"}},
+      {true, 0, 1, 4, {read, read}},  // the operation's answer: its own read only
+  };
+  for (const auto& [insideOperation, failure, expected, logicVersion, traffic] : cases) {
+    SCOPED_TRACE(traffic.size());
+    drive.Faults().Clear();
+    drive.Log().Clear();
+    OperationFacts facts(ctx);
+    if (insideOperation) {
+      ASSERT_EQ(facts.Read(FactNeeds{.logicVersion = true}, Context::kNone), 1);
+    }
+    if (failure != 1) drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, failure);
+    int32_t answer = -1;
+    EXPECT_EQ(ReadLogicVersion(ctx, answer), expected);
+    EXPECT_EQ(answer, logicVersion);
+    EXPECT_EQ(LogicVersionOrOldest(ctx), logicVersion);
+    EXPECT_EQ(drive.Log().Lines(), traffic);
+  }
+}
+
 // ---------------------------------------------------------- current limits
 
 TEST_F(RegisterTransfersOldLogic, CurrentLimitIsATwoBitFieldInRegister13) {
@@ -506,12 +530,7 @@ TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
 // ------------------------------------------------------- online write range
 
 TEST_F(RegisterTransfers, WriteIsRangeCheckedBeforeAnyWrite) {
-  struct Case {
-    const char* name;
-    int32_t value, units;
-    Result expected;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, int32_t, int32_t, Result> cases[] = {
       {"KVP", 256, 0, code::kOutOfRange},       {"KVP", -1, 0, code::kOutOfRange},
       {"Command", 20000, 0, code::kOutOfRange}, {"Command", 20000, 1, code::kOk},
       {"Command", -19336, 0, code::kOk},        {"EnDatPPR", 5, 1, code::kOutOfRange},
@@ -521,13 +540,13 @@ TEST_F(RegisterTransfers, WriteIsRangeCheckedBeforeAnyWrite) {
       {"ILmtMinus", 0, 0, code::kOk},           {"ILmtMinus", 105, 0, code::kOk},
       {"ILmtMinus", 200, 1, code::kOk},         {"ILmtMinus", 256, 0, code::kTransferError},  // encodes as 0
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + " " + N(c.value));
+  for (const auto& [name, value, units, expected] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + N(value));
     Fresh();
-    EXPECT_EQ(WriteRegisterOnline(ctx, c.name, c.value, c.units), c.expected);
-    if (c.expected != code::kOutOfRange) continue;
+    EXPECT_EQ(WriteRegisterOnline(ctx, name, value, units), expected);
+    if (expected != code::kOutOfRange) continue;
     // Only the current limits ask the drive for its logic version first.
-    const bool limit = std::string_view(c.name) == "ILmtMinus";
+    const bool limit = std::string_view(name) == "ILmtMinus";
     EXPECT_EQ(Log(), limit ? (Lines{FpgaGet(30, 4), FpgaGet(30, 4)}) : Lines{});
   }
 }
@@ -546,14 +565,8 @@ TEST_F(RegisterTransfers, ErasesTheUnusedEntriesInOrderRetryingABusyEntryOnce) {
   EXPECT_EQ(drive.NvEntryAt(136), lastUsed);
   EXPECT_EQ(drive.NvEntryAt(231), (sim::NvEntry{1, 2}));
 
-  struct Case {
-    Plan faults;
-    Result expected;
-    Lines head;
-    std::size_t calls;
-  };
   constexpr Operation kErase = Operation::kNVEraseUnit;
-  const Case cases[] = {
+  const std::tuple<Plan, Result, Lines, std::size_t> cases[] = {
       {Failing({{kErase, 4, 2}}),
        code::kOk,
        {Erase(137), Erase(138), Erase(139), Erase(140, 2), Erase(140), Erase(141)},
@@ -565,13 +578,13 @@ TEST_F(RegisterTransfers, ErasesTheUnusedEntriesInOrderRetryingABusyEntryOnce) {
       {Failing({{kErase, 5, 3}}), 3, {Erase(137), Erase(138), Erase(139), Erase(140), Erase(141, 3)}, 5},
       {Failing({{kErase, 1, 2}, {kErase, 2, 6}}), 6, {Erase(137, 2), Erase(137, 6)}, 2},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.expected);
-    Fresh(c.faults);
-    EXPECT_EQ(EraseUnusedNv(ctx), c.expected);
+  for (const auto& [faults, expected, head, calls] : cases) {
+    SCOPED_TRACE(expected);
+    Fresh(faults);
+    EXPECT_EQ(EraseUnusedNv(ctx), expected);
     const Lines lines = Log();
-    ASSERT_EQ(lines.size(), c.calls);
-    EXPECT_EQ(Lines(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(c.head.size())), c.head);
+    ASSERT_EQ(lines.size(), calls);
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(head.size())), head);
   }
 }
 
@@ -598,16 +611,11 @@ TEST_F(RegisterTransfers, HighAddressSetsBit8AndRestoresRegister43) {
 }
 
 TEST_F(RegisterTransfers, EachAccessIsRepeatedOnceAfterAFailure) {
-  struct Case {
-    std::vector<Failure> failures;
-    Result expected;
-    Lines log;
-  };
   constexpr Operation kGet = Operation::kGetVarFromFPGA, kPut = Operation::kPutVarToFPGA;
   const std::string keep = FpgaGet(43, 0x5A), high = FpgaPut(43, 0), low = FpgaPut(42, 5),
                     data = FpgaGet(44, 0x77), restore = FpgaPut(43, 0x5A),
                     failedRestore = FpgaPut(43, 0x5A, 6);
-  const Case cases[] = {
+  const std::tuple<std::vector<Failure>, Result, Lines> cases[] = {
       {{{kPut, 1, 3}}, code::kOk, {keep, FpgaPut(43, 0, 3), high, low, data, restore}},
       {{{kPut, 2, 3}}, code::kOk, {keep, high, FpgaPut(42, 5, 3), low, data, restore}},
       {{{kGet, 2, 3}}, code::kOk, {keep, high, low, "GetVarFromFPGA(44) -> 3", data, restore}},
@@ -621,13 +629,13 @@ TEST_F(RegisterTransfers, EachAccessIsRepeatedOnceAfterAFailure) {
       {{{kPut, 2, 6, 43}, {kPut, 3, 6, 43}}, 6, {keep, high, low, data, failedRestore, failedRestore}},
   };
   drive.SetMotorByte(5, 0x77);
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.log.size());
+  for (const auto& [failures, expected, log] : cases) {
+    SCOPED_TRACE(log.size());
     SetFpga({{43, 0x5A}});
-    Fresh(Failing(c.failures));
+    Fresh(Failing(failures));
     uint8_t byte = 0;
-    EXPECT_EQ(ReadMotorMemoryByte(ctx, 5, byte), c.expected);
-    EXPECT_EQ(Log(), c.log);
+    EXPECT_EQ(ReadMotorMemoryByte(ctx, 5, byte), expected);
+    EXPECT_EQ(Log(), log);
   }
 }
 

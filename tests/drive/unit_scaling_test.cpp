@@ -29,15 +29,12 @@ ScalingInputs Inputs(uint32_t model, uint32_t units = 0, int32_t logic = 2, uint
 }
 
 TEST(Rounding, HalvesGoTowardPlusInfinityAndWhatNoRegisterHoldsIsRefused) {
-  struct Case {
-    double x;
-    int32_t digits;
-    double expected;
-  };
   // Binary-exact halves, so the rule and not the representation decides.
-  const Case cases[] = {{2.5, 0, 3.0},    {-2.5, 0, -2.0},   {-2.5001, 0, -3.0},  {-1.25, 1, -1.2},
-                        {0.125, 2, 0.13}, {3.7236, 2, 3.72}, {1250.0, -2, 1300.0}};
-  for (const Case& c : cases) EXPECT_EQ(RoundToDigits(c.x, c.digits), c.expected) << c.x << "/" << c.digits;
+  const std::tuple<double, int32_t, double> cases[] = {
+      {2.5, 0, 3.0},    {-2.5, 0, -2.0},   {-2.5001, 0, -3.0},  {-1.25, 1, -1.2},
+      {0.125, 2, 0.13}, {3.7236, 2, 3.72}, {1250.0, -2, 1300.0}};
+  for (const auto& [x, digits, expected] : cases)
+    EXPECT_EQ(RoundToDigits(x, digits), expected) << x << "/" << digits;
   EXPECT_EQ(RoundToDigits(-kInf, 2), -kInf);
   EXPECT_TRUE(std::isnan(RoundToDigits(kNan, 2)));
   const std::pair<double, int32_t> integers[] = {{2.5, 3},
@@ -88,14 +85,8 @@ TEST(Conversion, EveryCodeReadsWithItsFactor) {
   const ScalingInputs torque = Inputs(kX7103, 0);
   const ScalingInputs newLogic = Inputs(kX7106, 0, 3);
   const ScalingInputs oldLogic = Inputs(kX7106, 0, 2);
-  struct Case {
-    int32_t conversion;
-    ScalingInputs inputs;
-    int32_t raw;
-    double value;
-  };
   // clang-format off
-  const Case cases[] = {
+  const std::tuple<int32_t, ScalingInputs, int32_t, double> cases[] = {
       {11, Inputs(kX7106, 0), 19336, 96.0},       {11, Inputs(kX7106, 1), 19336, 10804.9568},
       {12, torque, 1000, 87.9},                    {13, Inputs(kX7101), 100, 0.7},
       {14, Inputs(kX7103, 0, 2, 5), 9, 2.2},       {14, Inputs(kX7103, 0, 2, 6), 9, 5.4},
@@ -125,11 +116,11 @@ TEST(Conversion, EveryCodeReadsWithItsFactor) {
       {32, oldLogic, 111, 2914.8},
   };
   // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.conversion) + " raw " + std::to_string(c.raw));
+  for (const auto& [conversion, inputs, raw, expected] : cases) {
+    SCOPED_TRACE(std::to_string(conversion) + " raw " + std::to_string(raw));
     double value = -1.0;
-    ASSERT_EQ(RawToUser(c.conversion, c.raw, c.inputs, value), code::kOk);
-    EXPECT_EQ(value, c.value);
+    ASSERT_EQ(RawToUser(conversion, raw, inputs, value), code::kOk);
+    EXPECT_EQ(value, expected);
   }
 }
 
@@ -137,14 +128,8 @@ TEST(Conversion, WritesThatRoundTruncateOrRefuse) {
   const ScalingInputs torque = Inputs(kX7103, 0);
   const ScalingInputs oldLogic = Inputs(kX7106, 0, 2);
   const ScalingInputs newLogic = Inputs(kX7106, 0, 3);
-  struct Case {
-    int32_t conversion;
-    double value;
-    ScalingInputs inputs;
-    int32_t expected;
-  };
   // clang-format off
-  const Case cases[] = {
+  const std::tuple<int32_t, double, ScalingInputs, int32_t> cases[] = {
       {13, 3.0, torque, 101},                  {14, 3.2, Inputs(kX7103, 0, 2, 5), -1},
       {15, 0.0, torque, kUnrepresentableRaw},  {17, -4.7, torque, 4},    {17, 4.9, torque, 4},
       {24, 2.5, torque, 3},                    {34, -2.5, torque, -2},   {243, 7.5, torque, 8},
@@ -159,10 +144,10 @@ TEST(Conversion, WritesThatRoundTruncateOrRefuse) {
       {32, 300 * 24.29, oldLogic, 111},
   };
   // clang-format on
-  for (const Case& c : cases) {
+  for (const auto& [conversion, value, inputs, expected] : cases) {
     int32_t raw = -12345;
-    ASSERT_EQ(UserToRaw(c.conversion, c.value, c.inputs, raw), code::kOk) << c.conversion << " " << c.value;
-    EXPECT_EQ(raw, c.expected) << c.conversion << " " << c.value;
+    ASSERT_EQ(UserToRaw(conversion, value, inputs, raw), code::kOk) << conversion << " " << value;
+    EXPECT_EQ(raw, expected) << conversion << " " << value;
   }
 }
 
@@ -217,27 +202,23 @@ TEST(AuxFBType, SplitTypesComposeBackAndOtherBitsAreNoType) {
 }
 
 TEST(CommandScaling, GainAndOffsetFromCountsAndBack) {
-  struct Case {
-    CommandSetup setup;
-    double gain, offset;  // for counts +1500 / -500
-  };
-  const Case cases[] = {
+  const std::tuple<CommandSetup, double, double> cases[] = {
       {{kX7103, 0, 0}, 0.2897762, 6.425}, {{kX7103, 0, 2}, 0.2897762, 6.425},
       {{kX7103, 0, 1}, 0.0744725, -25.0}, {{kX7103, 1, 0}, 0.1739435, 6.425},
       {{kX7106, 1, 1}, 0.0447035, -25.0}, {{kX7103, 7, 0}, 0.1739435, 6.425},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.setup.modelCode) + "/" + std::to_string(c.setup.commandUnits) + "/" +
-                 std::to_string(c.setup.commandSource));
+  for (const auto& [setup, expectedGain, expectedOffset] : cases) {
+    SCOPED_TRACE(std::to_string(setup.modelCode) + "/" + std::to_string(setup.commandUnits) + "/" +
+                 std::to_string(setup.commandSource));
     double gain = 0.0, offset = 0.0;
-    ASSERT_EQ(CommandGainFromPwm(c.setup, 1500, -500, gain), code::kOk);
-    ASSERT_EQ(CommandOffsetFromPwm(c.setup, 1500, -500, offset), code::kOk);
-    EXPECT_EQ(gain, c.gain);
-    EXPECT_EQ(offset, c.offset);
+    ASSERT_EQ(CommandGainFromPwm(setup, 1500, -500, gain), code::kOk);
+    ASSERT_EQ(CommandOffsetFromPwm(setup, 1500, -500, offset), code::kOk);
+    EXPECT_EQ(gain, expectedGain);
+    EXPECT_EQ(offset, expectedOffset);
     int32_t plus = 0, minus = 0;
-    if (c.setup.commandUnits > 1) continue;  // reading takes any units, writing does not
-    ASSERT_EQ(PwmPlusFromCommand(c.setup, gain, offset, plus), code::kOk);
-    ASSERT_EQ(PwmMinusFromCommand(c.setup, gain, offset, minus), code::kOk);
+    if (setup.commandUnits > 1) continue;  // reading takes any units, writing does not
+    ASSERT_EQ(PwmPlusFromCommand(setup, gain, offset, plus), code::kOk);
+    ASSERT_EQ(PwmMinusFromCommand(setup, gain, offset, minus), code::kOk);
     EXPECT_EQ(plus, 1500);
     EXPECT_EQ(minus, -500);
   }

@@ -109,47 +109,32 @@ TEST_F(OfflineValues, CommandGainKeepsTheOffset) {
 // catalogue held before, and the reading changes neither the catalogue nor
 // the register layout.
 TEST_F(OfflineValues, CurrentLimitReadsInTheNodesFormatAndChangeNoState) {
-  struct Case {
-    int32_t node;
-    int32_t imageLogic;  // nodes 1-6; node 0 follows the drive
-    bool driveConnected;
-    int32_t catalogueCode;  // deliberately not the node's
-    int32_t raw;
-    double value;
-  };
-  const Case cases[] = {
+  const std::tuple<int32_t, int32_t, bool, int32_t, int32_t, double> cases[] = {
       {1, 3, false, 1, 151, 100},                               // 151 steps are 100 %
       {2, 2, false, 44, 2, 2},                                  // a two-bit step
       {3, 3, false, 44, 0, 0},    {0, 0, false, 44, 151, 151},  // no drive: the oldest logic
       {0, 0, true, 1, 151, 100},                                // a drive of logic 4
   };
   LibraryContext ctx = api::Context();
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.node) + " " + std::to_string(c.raw));
-    if (c.driveConnected) {
+  for (const auto& [node, imageLogic, driveConnected, catalogueCode, raw, value] : cases) {
+    SCOPED_TRACE(std::to_string(node) + " " + std::to_string(raw));
+    if (driveConnected) {
       ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
     }
-    OnNode(c.node, c.imageLogic);  // the node's layout is set here, not by the read
+    OnNode(node, imageLogic);  // the node's layout is set here, not by the read
     const int32_t codec = ctx.registers.FindRegister("ILmtPlus")->descriptor.codec;
-    ctx.registers.FindRegister("ILmtPlus")->raw[static_cast<std::size_t>(c.node)] = c.raw;
-    ctx.db.catalogue.Find("ILmtPlus")->conversionCode = c.catalogueCode;
-    double value = -1;
-    EXPECT_EQ(GetVariable_SVODB("ILmtPlus", &value), SVODB_OK);
-    EXPECT_EQ(value, c.value);
-    EXPECT_EQ(ctx.db.catalogue.Find("ILmtPlus")->conversionCode, c.catalogueCode);
+    ctx.registers.FindRegister("ILmtPlus")->raw[static_cast<std::size_t>(node)] = raw;
+    ctx.db.catalogue.Find("ILmtPlus")->conversionCode = catalogueCode;
+    double read = -1;
+    EXPECT_EQ(GetVariable_SVODB("ILmtPlus", &read), SVODB_OK);
+    EXPECT_EQ(read, value);
+    EXPECT_EQ(ctx.db.catalogue.Find("ILmtPlus")->conversionCode, catalogueCode);
     EXPECT_EQ(ctx.registers.FindRegister("ILmtPlus")->descriptor.codec, codec);
   }
 }
 
 TEST_F(OfflineValues, PropertiesByConversionClassAndLogic) {
-  struct Case {
-    const char* name;
-    int32_t logic;
-    int32_t code;
-    double minimum, maximum, defaultValue;
-    const char* unit;
-  };
-  const Case cases[] = {
+  const std::tuple<const char*, int32_t, int32_t, double, double, double, const char*> cases[] = {
       {"AuxFBType", 3, 3, 0, 6, 1, "  "},
       {"CmdSrc", 3, 1, 0, 2, 0, "  "},
       {"DPoles", 3, 1, 0, 31, 3, " Poles"},
@@ -157,17 +142,17 @@ TEST_F(OfflineValues, PropertiesByConversionClassAndLogic) {
       {"ILmtPlus", 3, 44, 0, 100, 100, " %"},
       {"HSOT", 3, 51, 0, 0, 0, " degrees C"},  // the limits of HstSet, below
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.logic));
-    OnNode(3, c.logic);
-    const Properties p = Prop(c.name);
+  for (const auto& [name, logic, code, minimum, maximum, defaultValue, unit] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(logic));
+    OnNode(3, logic);
+    const Properties p = Prop(name);
     EXPECT_EQ(p.result, 1);
-    EXPECT_EQ(p.code, c.code);
-    EXPECT_EQ(p.unit, c.unit != nullptr ? c.unit : p.unit);
-    if (c.code == 51) continue;
-    EXPECT_EQ(p.minimum, c.minimum);
-    EXPECT_EQ(p.maximum, c.maximum);
-    EXPECT_EQ(p.defaultValue, c.defaultValue);
+    EXPECT_EQ(p.code, code);
+    EXPECT_EQ(p.unit, unit != nullptr ? unit : p.unit);
+    if (code == 51) continue;
+    EXPECT_EQ(p.minimum, minimum);
+    EXPECT_EQ(p.maximum, maximum);
+    EXPECT_EQ(p.defaultValue, defaultValue);
   }
   // HSOT reports the limits of the heat-sink setting it is read from.
   const Properties hsot = Prop("HSOT"), hstSet = Prop("HstSet");

@@ -221,29 +221,22 @@ class VersionConversionTest : public ::testing::Test {
 };
 
 TEST_F(VersionConversionTest, CurrentLimitsBetweenStepsAndPercentages) {
-  struct Case {
-    int32_t from, to;
-    const char* name;
-    int32_t raw;
-    Result result;
-    int32_t driveRaw;
-  };
-  const Case cases[] = {
+  const std::tuple<int32_t, int32_t, const char*, int32_t, Result, int32_t> cases[] = {
       {2, 3, "ILmtPlus", 2, 1, 101},  {2, 3, "ILmtPlus", 0, 1, 0},   {2, 3, "ILmtMinus", 3, 1, 105},
       {2, 3, "ILmtMinus", 1, 1, 206}, {2, 3, "ILmtMinus", 0, 23, 0}, {3, 2, "ILmtPlus", 39, 1, 1},
       {3, 2, "ILmtMinus", 217, 1, 1},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.raw) + " for logic " + std::to_string(c.to));
-    db.nodes[2].logicVersion = c.from;
-    registers.SetCurrentLimitLayout(c.from);
-    Store(c.name, c.raw);
-    EXPECT_EQ(ConvertToDriveVersion(ctx, c.name, 2, c.from, c.to), c.result);
-    EXPECT_EQ(Raw(c.name), c.driveRaw);
-    EXPECT_EQ(Width(c.name), c.to >= 3 ? 8u : 2u);
-    EXPECT_EQ(ConvertBackToNodeVersion(ctx, c.name, 2, c.from, c.to), 1);
-    EXPECT_EQ(Raw(c.name), c.raw);
-    EXPECT_EQ(Width(c.name), c.from >= 3 ? 8u : 2u);
+  for (const auto& [from, to, name, raw, result, driveRaw] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(raw) + " for logic " + std::to_string(to));
+    db.nodes[2].logicVersion = from;
+    registers.SetCurrentLimitLayout(from);
+    Store(name, raw);
+    EXPECT_EQ(ConvertToDriveVersion(ctx, name, 2, from, to), result);
+    EXPECT_EQ(Raw(name), driveRaw);
+    EXPECT_EQ(Width(name), to >= 3 ? 8u : 2u);
+    EXPECT_EQ(ConvertBackToNodeVersion(ctx, name, 2, from, to), 1);
+    EXPECT_EQ(Raw(name), raw);
+    EXPECT_EQ(Width(name), from >= 3 ? 8u : 2u);
   }
   // Node 0 is the drive itself, and the same side of the change keeps all.
   db.nodes[2].logicVersion = 2;

