@@ -6,10 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <filesystem>
 #include <map>
 #include <string>
-#include <vector>
 
 #include "svodb/commsvodb.h"
 
@@ -114,29 +112,8 @@ TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
   char text[kTransportVersionCapacity] = "stale";
   missing.CommSVODBVersion(text);
   EXPECT_STREQ(text, "");
-}
-
-// The places are tried in order and the first that has the library wins;
-// every place tried is named. (The search beside the library is the plugin
-// folder's test.)
-TEST(TransportPlaces, EachPlaceIsNamedUntilOneHasTheLibrary) {
-  const std::filesystem::path root = std::filesystem::temp_directory_path() / "svodb_transport_places";
-  std::filesystem::remove_all(root);
-  for (const char* folder : {"empty", "plugin"}) std::filesystem::create_directories(root / folder);
-  const std::string empty = (root / "empty").string() + "/", plugin = (root / "plugin").string() + "/";
-  const std::vector<LibraryPlace> places{{empty, "first"}, {plugin, "second"}, {empty, "third"}};
-  LibraryLookup lookup = LoadFromPlaces(kTransportLibraryName, places);
-  EXPECT_EQ(lookup.library, nullptr);
-  EXPECT_EQ(lookup.problem.rfind(empty + kTransportLibraryName + " (first): ", 0), 0u) << lookup.problem;
-  EXPECT_NE(lookup.problem.find("; " + plugin + kTransportLibraryName + " (second): "), std::string::npos);
+  // The search through real folders is the plugin folder's test.
   EXPECT_EQ(LoadFromPlaces(kTransportLibraryName, {}).problem, "libCommSVODB.so: no place to look for it");
-
-  std::filesystem::copy_file(SVODB_TEST_TRANSPORT, root / "plugin" / kTransportLibraryName);
-  lookup = LoadFromPlaces(kTransportLibraryName, places);
-  ASSERT_NE(lookup.library, nullptr) << lookup.problem;
-  EXPECT_EQ(lookup.library->Path(), plugin + kTransportLibraryName);
-  EXPECT_NE(lookup.library->FindFunction("GetVarFromFPGA"), nullptr);
-  std::filesystem::remove_all(root);
 }
 
 }  // namespace
