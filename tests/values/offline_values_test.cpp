@@ -135,11 +135,11 @@ TEST_F(OfflineValues, CurrentLimitReadsInTheNodesFormatAndChangeNoState) {
 
 TEST_F(OfflineValues, PropertiesByConversionClassAndLogic) {
   const std::tuple<const char*, int32_t, int32_t, double, double, double, const char*> cases[] = {
-      {"AuxFBType", 3, 3, 0, 6, 1, "  "},
-      {"CmdSrc", 3, 1, 0, 2, 0, "  "},
-      {"DPoles", 3, 1, 0, 31, 3, " Poles"},
-      {"ILmtPlus", 2, 1, 0, 3, 3, nullptr},
+      // clang-format off
+      {"AuxFBType", 3, 3, 0, 6, 1, "  "},     {"CmdSrc", 3, 1, 0, 2, 0, "  "},
+      {"DPoles", 3, 1, 0, 31, 3, " Poles"},   {"ILmtPlus", 2, 1, 0, 3, 3, nullptr},
       {"ILmtPlus", 3, 44, 0, 100, 100, " %"},
+      // clang-format on
       {"HSOT", 3, 51, 0, 0, 0, " degrees C"},  // the limits of HstSet, below
   };
   for (const auto& [name, logic, code, minimum, maximum, defaultValue, unit] : cases) {

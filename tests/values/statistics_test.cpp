@@ -90,14 +90,14 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
 
 TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
   // sqrt(2/3) = 0.81649658...; a constant signal has no spread, not a NaN.
+  // clang-format off
   const std::tuple<std::vector<uint8_t>, int32_t, bool, double, double, int> cases[] = {
-      {{1, 2, 3}, 3, false, 2.0, 0.816497, 3},
-      {{1, 2, 3}, 3, true, 2.0, 0.816, 3},
-      {{7, 7, 7, 7, 7, 7}, 3, false, 7.0, 0.0, 3},
-      {{42}, 1, false, 42.0, 0.0, 1},
+      {{1, 2, 3}, 3, false, 2.0, 0.816497, 3},       {{1, 2, 3}, 3, true, 2.0, 0.816, 3},
+      {{7, 7, 7, 7, 7, 7}, 3, false, 7.0, 0.0, 3},  {{42}, 1, false, 42.0, 0.0, 1},
       {{42}, -1, true, 0.0, 0.0, 0},
       {{42}, std::numeric_limits<int32_t>::min(), true, 0.0, 0.0, 0},
   };
+  // clang-format on
   for (const auto& [values, count, shortForm, expectedMean, expectedSpread, pumps] : cases) {
     SCOPED_TRACE(std::to_string(count) + " samples of " + std::to_string(values.size()));
     SampleSequence(values);
