@@ -84,21 +84,6 @@ TEST(RegisterMapStore, SetChecksTheRangeOfTheCommandUnitsThenTheNode) {
   EXPECT_FALSE(map.GetVelocityRange("NoSuchRegister").found);
 }
 
-// The layouts' fields show in the transfers' traffic and the ranges in the
-// range checks above; here only what a layout change keeps and refuses.
-TEST(RegisterMapStore, LayoutChangesKeepTheStoredValues) {
-  RegisterMap map;
-  ASSERT_EQ(map.SetRawValue("ILmtPlus", 140, 0, 2), code::kOk);
-  map.SetCurrentLimitLayout(2);
-  EXPECT_EQ(map.FindRegister("ILmtPlus")->raw[2], 140);
-  EXPECT_EQ(map.FindRegister("ILmtPlus")->descriptor.bitWidth, 2u);
-  for (const auto& [form, accepted, width] : {std::tuple{2, true, 6u}, std::tuple{3, false, 6u},
-                                              std::tuple{0, false, 6u}, std::tuple{1, true, 5u}}) {
-    EXPECT_EQ(map.SetDeadBandLayout(form), accepted) << form;
-    EXPECT_EQ(map.FindRegister("DeadBand")->descriptor.bitWidth, width) << form;
-  }
-}
-
 // ---------------------------------------------------------------- the codec
 
 const RegisterDescriptor& Row(const char* name) {

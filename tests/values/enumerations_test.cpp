@@ -84,6 +84,9 @@ TEST_F(EnumerationTables, TablesAreFoundByExactNameAndSharedAmongAliases) {
   EXPECT_EQ(FindEnumTable(ctx, "KII", 1), FindEnumTable(ctx, "Enabled", 1));
   for (const char* name : {"opmode", "cmdsrc", "Dm2Map", "DInp1(EnbHWInp)", "EncOut ", "", "KVP"})
     EXPECT_EQ(FindEnumTable(ctx, name, 1), nullptr) << name;
+  LibraryContext lookups = Ctx();
+  EXPECT_EQ(ValueToFileLabel(lookups, "cmdsrc", 1, 1), std::nullopt);
+  EXPECT_EQ(FileLabelToValue(lookups, "Filtertype", "BIQuad", 1), kNoEnumTable);
 }
 
 TEST_F(EnumerationTables, MonitorLabelsFollowTheImagesModelAndMode) {
@@ -110,35 +113,6 @@ TEST_F(EnumerationTables, MonitorLabelsFollowTheImagesModelAndMode) {
   db.connectedMode = 1;
   for (uint32_t node : {0u, 9u})
     EXPECT_NE(Render(FindEnumTable(Ctx(), "DM1Map", node)).find("2 IdFB 81.35"), std::string::npos) << node;
-}
-
-TEST_F(EnumerationTables, FileLabelsReadBackAsTheFirstEntryCarryingThem) {
-  db.nodes[1].encoderOutputFlag = 1;
-  LibraryContext ctx = Ctx();
-  const std::set<std::pair<std::string, int32_t>> shared = {{"TRXExtFaults", 2}, {"ExtFaults", 17}};
-  for (const EnumBinding& binding : kPlainBindings) {
-    for (const EnumEntry* entry = binding.table.data(); !entry->IsTerminator(); ++entry) {
-      const auto label = ValueToFileLabel(ctx, binding.name, entry->value, 1);
-      ASSERT_TRUE(label.has_value()) << binding.name << " " << entry->value;
-      const int32_t back = FileLabelToValue(ctx, binding.name, *label, 1);
-      EXPECT_TRUE(back >= 0 && back <= entry->value) << binding.name << " " << *label;
-    }
-  }
-  const std::pair<const char*, std::pair<int32_t, const char*>> labels[] = {
-      {"TRXExtFaults", {2, "No_Fault"}},  {"ExtFaults", {21, "CRC_Error"}},
-      {"FilterType", {2, "BIQuad"}},      {"Model", {14, "X7201_90Vdc_3/9Arms"}},
-      {"AuxFBMitFlt", {64, "MitRegErr"}}, {"SWClrFlt", {0, "Not Clear"}},
-  };
-  for (const auto& [name, entry] : labels)
-    EXPECT_EQ(ValueToFileLabel(ctx, name, entry.first, 1), entry.second);
-  EXPECT_EQ(FileLabelToValue(ctx, "TRXExtFaults", "No_Fault", 1), 0);
-  EXPECT_EQ(FileLabelToValue(ctx, "ExtFaults", "TRX_UART_Overrun_Error", 1), 2);
-  EXPECT_EQ(FileLabelToValue(ctx, "FilterType", "BiQuad", 1), kNoEnumEntry);
-  EXPECT_EQ(FileLabelToValue(ctx, "FilterType", "biquad", 1), kNoEnumEntry);
-  EXPECT_EQ(FileLabelToValue(ctx, "Filtertype", "BIQuad", 1), kNoEnumTable);
-  EXPECT_EQ(FileLabelToValue(ctx, "OpMode", "Torque/Current", 1), 0);
-  EXPECT_EQ(ValueToFileLabel(ctx, "CmdSrc", 3, 1), std::nullopt);
-  EXPECT_EQ(ValueToFileLabel(ctx, "cmdsrc", 1, 1), std::nullopt);
 }
 
 // ---------------------------------------------------------------- exports

@@ -94,16 +94,6 @@ TEST_F(OfflineValues, AuxFbTypeMitutoyoNeedsALogicThatHasIt) {
   EXPECT_EQ(PutVariable_SVODB("AuxFBType", 7), 22);
 }
 
-TEST_F(OfflineValues, CommandGainKeepsTheOffset) {
-  OnNode(1, 3);
-  const double offset = Get("CmdOffset");
-  const int32_t plus = RawOf("PWMPlus", 1), minus = RawOf("PWMMinus", 1);
-  EXPECT_EQ(PutVariable_SVODB("CmdGain", 2 * Get("CmdGain")), 1);
-  EXPECT_NE(RawOf("PWMPlus", 1), plus);
-  EXPECT_NE(RawOf("PWMMinus", 1), minus);
-  EXPECT_NEAR(Get("CmdOffset"), offset, 0.01);  // the counts round
-}
-
 // One conversion-code dispatch for images and the drive: a current limit is
 // read in the format of the node's logic version, whatever code the
 // catalogue held before, and the reading changes neither the catalogue nor

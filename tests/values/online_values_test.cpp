@@ -249,33 +249,5 @@ TEST_F(VersionConversionTest, CurrentLimitsBetweenStepsAndPercentages) {
   EXPECT_EQ(Raw("ILmtPlus"), 2);
 }
 
-TEST_F(VersionConversionTest, GainsChangeFormatWithTheImagesOwnFacts) {
-  // KVP code 36 in the old format (exponent 2, mantissa 4) is 0.02 on an
-  // X7102; in the new format the same gain is code 52. IdCmd raw 100 is
-  // 15.9 A on an X7106 image and comes back as 100 (an X7102 would give 101).
-  sim::VirtualDrive drive;
-  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-  drive.Log().Clear();
-  LibraryContext online{db, registers, drive, platform};
-  for (int node : {2, 0}) {
-    db.nodes[static_cast<std::size_t>(node)].logicVersion = 2;
-    Store("KVP", 36, node);
-    EXPECT_EQ(ConvertToDriveVersion(online, "KVP", node, 2, 4), 1);
-    EXPECT_EQ(Raw("KVP", node), 52);
-    EXPECT_EQ(ConvertBackToNodeVersion(online, "KVP", node, 2, 4), 1);
-    EXPECT_EQ(Raw("KVP", node), 36);
-    EXPECT_EQ(db.nodes[static_cast<std::size_t>(node)].logicVersion, 2);
-  }
-  db.nodes[0].modelCode = 26;
-  Store("IdCmd", 100, 0);
-  EXPECT_EQ(ConvertToDriveVersion(online, "IdCmd", 0, 2, 4), 1);
-  EXPECT_EQ(Raw("IdCmd", 0), 100);
-  EXPECT_TRUE(drive.Log().Lines().empty());  // the drive's LogicVer is not asked
-  // A node without a mode fails in context.
-  registers.FindRegister("OpMode")->raw[2] = 5;
-  EXPECT_EQ(ConvertToDriveVersion(ctx, "KVP", 2, 2, 4), 80023);
-  EXPECT_EQ(Raw("KVP"), 36);
-}
-
 }  // namespace
 }  // namespace svodb::testing
