@@ -411,39 +411,6 @@ TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
 
 // ---------------------------------------------------------- store moves
 
-TEST_F(RegisterTransfers, LoadsAndStoresPickTheirNode) {
-  SetFpga({{16, 0x12}});
-  for (const auto& [node, slot] : {std::pair{4, 4}, std::pair{0, 0}, std::pair{7, 0}, std::pair{-1, 0}}) {
-    SCOPED_TRACE(node);
-    Store("KVP", slot) = 0;
-    EXPECT_EQ(LoadFromDrive(ctx, "KVP", node), code::kOk);
-    EXPECT_EQ(Store("KVP", slot), 0x21);
-  }
-  drive.Faults().ChangeSecondRead(16);
-  EXPECT_EQ(LoadFromDrive(ctx, "KVP", 5), code::kTransferError);
-  EXPECT_EQ(Store("KVP", 5), 64);
-
-  drive.SetNvEntry(23, {16, 0x34});
-  EXPECT_EQ(LoadFromNv(ctx, "KVP", 2), code::kOk);
-  EXPECT_EQ(Store("KVP", 2), 0x43);
-
-  // Writes take node 1-6 as asked, anything else as node 0.
-  Store("KVP", 0) = 0x10;
-  Store("KVP", 3) = 0x20;
-  for (const auto& [node, byte] : {std::pair{3, 0x02}, std::pair{0, 0x01}, std::pair{7, 0x01}}) {
-    SCOPED_TRACE(node);
-    EXPECT_EQ(StoreToDrive(ctx, "KVP", node), code::kOk);
-    EXPECT_EQ(drive.FpgaByte(16), byte);
-    EXPECT_EQ(StoreToNv(ctx, "KVP", node), code::kOk);
-    EXPECT_EQ(drive.NvEntryAt(23), (sim::NvEntry{16, static_cast<uint8_t>(byte)}));
-  }
-
-  // From logic 3 on a current limit goes to NV in its 8-bit form.
-  drive.SetNvEntry(45, {85, 0});
-  EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 1), code::kOk);
-  EXPECT_EQ(drive.NvEntryAt(45), (sim::NvEntry{85, 151}));
-}
-
 // The drive's logic version as every part of the library asks for it: read
 // now outside an operation, the operation's own answer inside one, and 0
 // with the read's code when it cannot be read.
