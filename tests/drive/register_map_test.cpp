@@ -7,6 +7,7 @@
 #include <climits>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -27,14 +28,6 @@ TEST(RegisterTable, RowsAreUniqueAndLieInsideTheDriveStorage) {
     EXPECT_TRUE(row.bitWidth >= 1 && row.bitWidth <= (row.byteCount == 1 ? row.topBit + 1 : 8u));
     EXPECT_TRUE(row.byteCount == 1 || row.topBit == 7);
   }
-  const RegisterMap map;
-  const char* const kinds[] = {"B2", "K1", "B1", "K2"};
-  for (int i = 0; i < 16; ++i) {
-    const RegisterDescriptor& d = map.Registers()[map.BiquadStart() + i].descriptor;
-    EXPECT_EQ(std::string(d.name), "BQ" + std::to_string(i / 4) + kinds[i % 4]);
-    EXPECT_EQ(d.fpgaAddress, 2 * i);
-    EXPECT_EQ(d.nvEntry, 73 + 4 * i);
-  }
 }
 
 TEST(RegisterMapStore, LookupIgnoresTheCaseOfLettersOnly) {
@@ -45,18 +38,6 @@ TEST(RegisterMapStore, LookupIgnoresTheCaseOfLettersOnly) {
   EXPECT_NE(map.FindRegister("dinp1 (ENBHWINP)"), nullptr);
   for (const char* unknown : {"BQ0B", "BQ0B2 ", "", "NoSuchRegister"})
     EXPECT_EQ(map.FindRegister(unknown), nullptr);
-  // Every node starts from its initial value.
-  const std::pair<const char*, std::array<int32_t, kNodeCount>> initial[] = {
-      {"AFBHallsDis", {0, 1, 1, 1, 1, 1, 1}},
-      {"VBusUV", {5, 5, 5, -46, -46, -46, -46}},
-  };
-  for (const auto& [name, raws] : initial) {
-    for (int32_t node = 0; node < kNodeCount; ++node) {
-      int32_t raw = 12345;
-      EXPECT_EQ(map.GetRawValue(name, node, raw), code::kOk);
-      EXPECT_EQ(raw, raws[static_cast<std::size_t>(node)]) << name << " node " << node;
-    }
-  }
   int32_t raw = 777;
   EXPECT_EQ(map.GetRawValue("NoSuchRegister", 0, raw), code::kInvalidParameter);
   EXPECT_EQ(map.GetRawValue("KVP", 7, raw), code::kOutOfRange);
@@ -65,14 +46,8 @@ TEST(RegisterMapStore, LookupIgnoresTheCaseOfLettersOnly) {
 }
 
 TEST(RegisterMapStore, SetChecksTheRangeOfTheCommandUnitsThenTheNode) {
-  struct Case {
-    int32_t logic;
-    const char* name;
-    int32_t raw, units, node;
-    Result expected;
-  };
   // clang-format off
-  const Case cases[] = {
+  const std::tuple<int32_t, const char*, int32_t, int32_t, int32_t, Result> cases[] = {
       {3, "NoSuchRegister", 0, 1, 7, code::kInvalidParameter},
       {3, "FBDivisor", 0, 1, 0, code::kOutOfRange},    {3, "fbdivisor", 0, 0, 0, code::kOutOfRange},
       {3, "FBDivisor", -5, 1, 0, code::kOk},           {3, "FBDivisor", INT32_MAX, 0, 3, code::kOk},
@@ -86,20 +61,20 @@ TEST(RegisterMapStore, SetChecksTheRangeOfTheCommandUnitsThenTheNode) {
       {3, "ILmtMinus", 104, 1, 0, code::kOutOfRange},  {3, "ILmtMinus", 0, 0, 0, code::kOutOfRange},
       {3, "ILmtMinus", 257, 0, 0, code::kOutOfRange},  {3, "ILmtPlus", 152, 0, 0, code::kOutOfRange},
       {2, "ILmtMinus", 3, 0, 0, code::kOk},            {2, "ILmtMinus", 4, 0, 0, code::kOutOfRange},
-      {2, "ILmtMinus", 105, 1, 0, code::kOutOfRange},
+      {2, "ILmtMinus", 105, 1, 0, code::kOutOfRange}, {3, "ILmtPlus", 151, 0, 0, code::kOk},
   };
   // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + "=" + std::to_string(c.raw) + " units " + std::to_string(c.units) +
-                 " node " + std::to_string(c.node));
+  for (const auto& [logic, name, raw, units, askedNode, expected] : cases) {
+    SCOPED_TRACE(std::string(name) + "=" + std::to_string(raw) + " units " + std::to_string(units) +
+                 " node " + std::to_string(askedNode));
     RegisterMap map;
-    map.SetCurrentLimitLayout(c.logic);
-    const int32_t node = (c.node >= 0 && c.node < kNodeCount) ? c.node : 0;
+    map.SetCurrentLimitLayout(logic);
+    const int32_t node = (askedNode >= 0 && askedNode < kNodeCount) ? askedNode : 0;
     int32_t before = 0, after = 0;
-    map.GetRawValue(c.name, node, before);
-    EXPECT_EQ(map.SetRawValue(c.name, c.raw, c.units, c.node), c.expected);
-    map.GetRawValue(c.name, node, after);
-    EXPECT_EQ(after, c.expected == code::kOk ? c.raw : before);
+    map.GetRawValue(name, node, before);
+    EXPECT_EQ(map.SetRawValue(name, raw, units, askedNode), expected);
+    map.GetRawValue(name, node, after);
+    EXPECT_EQ(after, expected == code::kOk ? raw : before);
   }
   RegisterMap map;
   ASSERT_EQ(map.SetRawValue("Command", 123, 1, 0), code::kOk);
@@ -107,32 +82,6 @@ TEST(RegisterMapStore, SetChecksTheRangeOfTheCommandUnitsThenTheNode) {
   EXPECT_TRUE(torque.found && torque.min == -19336 && torque.max == 19336 && torque.driveRaw == 123);
   EXPECT_EQ(map.GetVelocityRange("Command").max, 32767);
   EXPECT_FALSE(map.GetVelocityRange("NoSuchRegister").found);
-}
-
-TEST(RegisterMapStore, LayoutsOfTheCurrentLimitsAndTheDeadBand) {
-  // fpga, nv, top bit, width, codec, min, max
-  using Layout = std::array<int64_t, 7>;
-  const auto layoutOf = [](const RegisterMap& map, const char* name) {
-    const RegisterDescriptor& d = map.FindRegister(name)->descriptor;
-    EXPECT_EQ(d.velocityMax, d.torqueMax) << name;
-    return Layout{d.fpgaAddress, d.nvEntry, d.topBit, d.bitWidth, d.codec, d.torqueMin, d.torqueMax};
-  };
-  RegisterMap map;
-  ASSERT_EQ(map.SetRawValue("ILmtPlus", 140, 0, 2), code::kOk);
-  map.SetCurrentLimitLayout(2);
-  EXPECT_EQ(layoutOf(map, "ILmtMinus"), (Layout{13, 12, 1, 2, 1, 0, 3}));
-  EXPECT_EQ(layoutOf(map, "ILmtPlus"), (Layout{13, 12, 3, 2, 1, 0, 3}));
-  EXPECT_EQ(map.FindRegister("ILmtPlus")->raw[2], 140) << "stored values survive a layout change";
-  map.SetCurrentLimitLayout(3);
-  EXPECT_EQ(layoutOf(map, "ILmtMinus"), (Layout{84, 44, 7, 8, 43, 256, 105}));
-  EXPECT_EQ(layoutOf(map, "ILmtPlus"), (Layout{85, 45, 7, 8, 44, 0, 151}));
-
-  EXPECT_TRUE(map.SetDeadBandLayout(2));
-  EXPECT_FALSE(map.SetDeadBandLayout(3));
-  EXPECT_FALSE(map.SetDeadBandLayout(0));
-  EXPECT_EQ(layoutOf(map, "DeadBand"), (Layout{32, 15, 5, 6, 14, 0, 63}));
-  EXPECT_TRUE(map.SetDeadBandLayout(1));
-  EXPECT_EQ(layoutOf(map, "DeadBand"), (Layout{32, 15, 4, 5, 14, 0, 31}));
 }
 
 // ---------------------------------------------------------------- the codec
@@ -150,46 +99,6 @@ RegisterDescriptor Synthetic(int32_t codec, uint32_t topBit, uint32_t width) {
   d.topBit = topBit;
   d.bitWidth = width;
   return d;
-}
-
-// The transfers' tests pin the bytes of the registers they move; these add
-// the sign extensions and the codecs no transfer test reaches.
-TEST(FieldCodec, EncodesMostSignificantFirstKeepingSharedBitsAndDecodesBack) {
-  struct Case {
-    RegisterDescriptor descriptor;
-    int32_t raw;
-    uint8_t shared;
-    std::vector<uint8_t> bytes;
-  };
-  const Case cases[] = {
-      {Row("CommOff"), -1, 0x0A, {0xFF, 0xFA}},
-      {Row("CommOff"), 2047, 0x05, {0x7F, 0xF5}},  // EncOut's bits 3-0 are not part of it
-      {Row("GearOut"), -1, 0x00, {0xFF, 0xFF}},
-      {Row("VBusOV"), -274, 0x3F, {0xBB, 0xBF}},
-      {Row("FBDivisor"), -5, 0x00, {0xFF, 0xFF, 0xFF, 0xFB}},
-      {Synthetic(85, 4, 5), -16, 0xE0, {0xF0}},
-      {Synthetic(75, 5, 6), -1, 0x00, {0x3F}},
-      {Synthetic(65, 6, 7), -64, 0x00, {0x40}},
-  };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.descriptor.name) + "=" + std::to_string(c.raw));
-    FieldBytes out;
-    EXPECT_EQ(EncodeField(c.descriptor, c.raw, c.shared, out), code::kOk);
-    EXPECT_EQ(std::vector<uint8_t>(out.View().begin(), out.View().end()), c.bytes);
-    int32_t raw = 0;
-    EXPECT_EQ(DecodeField(c.descriptor, c.bytes, raw), code::kOk);
-    EXPECT_EQ(raw, c.raw);
-  }
-  FieldBytes out;
-  EXPECT_EQ(EncodeField(Row("ILmtMinus"), 256, 0x55, out), code::kOk);  // 256 does not fit the 8-bit limit
-  EXPECT_EQ(out.View()[0], 0x00);
-  // Byte counts without a generic transfer.
-  const uint8_t bytes[24] = {};
-  int32_t raw = 5;
-  EXPECT_EQ(DecodeField(Row("SerialNum"), std::span(bytes, 24), raw), code::kSystemError);
-  EXPECT_EQ(EncodeField(Row("SerialNum"), 0, 0, out), code::kSystemError);
-  EXPECT_EQ(DecodeField(Row("KVP"), std::span(bytes, 2), raw), code::kSystemError);
-  EXPECT_EQ(raw, 5);
 }
 
 // The one-byte registers that share the field's (lower) byte without
@@ -269,6 +178,14 @@ TEST(FieldCodec, EncodedValuesDecodeBackInEveryLayout) {
       EXPECT_EQ(out.bytes[0] | FieldMask(d.topBit, d.bitWidth), 0xFFu) << "bits above the field kept";
     }
   }
+  // Byte counts without a generic transfer, and a wrong length, are refused.
+  const uint8_t bytes[24] = {};
+  int32_t raw = 5;
+  FieldBytes out;
+  EXPECT_EQ(DecodeField(Row("SerialNum"), std::span(bytes, 24), raw), code::kSystemError);
+  EXPECT_EQ(EncodeField(Row("SerialNum"), 0, 0, out), code::kSystemError);
+  EXPECT_EQ(DecodeField(Row("KVP"), std::span(bytes, 2), raw), code::kSystemError);
+  EXPECT_EQ(raw, 5);
 }
 
 }  // namespace

@@ -1,8 +1,9 @@
 // Sweep of the unit scaling over every scaled catalogue variable: each raw
 // value its register admits is converted to engineering units and back, for
-// every model, both command units and the logic versions and DeadBand forms
-// that change a format. kRules says per conversion code whether the raw value
-// must come back; where display rounding makes the formulas not inverse it
+// every model, both command units, logic 1-3 (both sides of every format
+// change: I2TF0 above 1, the other gains and the current limits from 3) and
+// at logic 3 both DeadBand widths. A code comes back exactly unless kRules says
+// otherwise; where display rounding makes the formulas not inverse the row
 // gives the largest drift, which the sweep must reach, and the reason.
 #include <gtest/gtest.h>
 
@@ -37,8 +38,6 @@ enum class Refusal : uint8_t {
   kNegative,  // a negative raw reads as unsigned, beyond the signed write
 };
 
-enum class Variation : uint8_t { kNone, kLogicVersion, kDeadBandForm };
-
 struct Rule {
   int32_t code;
   int32_t fromLogic;  // the row applies from this logic version on
@@ -46,91 +45,55 @@ struct Rule {
   int32_t maxDrift;      // raw counts; gain codes: code steps
   uint32_t ignoredBits;  // register bits the format does not use
   Refusal refusal;
-  Variation variation;
   const char* what;
 };
 
 using E = Expect;
 using R = Refusal;
-using V = Variation;
 
 // Old gain formats have a 3-bit exponent field, so bit 7 of an 8-bit gain
 // register does not count; CmdF0 also ignores mantissa bit 0. The write of
-// such a raw gives the code without those bits.
-//
-// Where display rounding makes the formulas not inverse, the row says why
-// (the drift in raw counts, or code steps for gains). 603 and 604 write the
-// count they are given, without the unit factor of the read.
+// such a raw gives the code without those bits. 603 and 604 write the count
+// they are given, without the unit factor of the read.
 // clang-format off
 constexpr Rule kRules[] = {
-    {11, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "Command, CmdIn"},
-    {12, 0, E::kDrift, 1, 0, R::kNone, V::kNone, "CommOff: 0.088 degree a count shown to 0.1"},
-    {13, 0, E::kDrift, 7, 0, R::kAtEnds, V::kNone, "IdCmd: 0.0074 A a count (X7101) shown to 0.1"},
-    {14, 0, E::kInverse, 0, 0, R::kNone, V::kDeadBandForm, "DeadBand, 5 and 6 bits"},
-    {15, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "PWMFreq"},
-    {16, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "VelFB, Velocity"},
-    {17, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "LogicVer"},
-    {18, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "bus voltage thresholds"},
-    {19, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "KVFF"},
-    {20, 0, E::kDrift, 1, 0, R::kAtEnds, V::kNone, "PosFB: 1/256 a count shown to 0.01"},
-    {21, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "I2TTrip"},
-    {22, 0, E::kReadOnly, 0, 0, R::kNone, V::kNone, "IFB, IdFB"},
-    {24, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "counts"},
-    {25, 0, E::kInverse, 0, 0, R::kNone, V::kLogicVersion, "KIP"},
-    {26, 0, E::kInverse, 0, 0x80, R::kNone, V::kLogicVersion, "KVI, old format"},
-    {26, 3, E::kDrift, 1, 0, R::kNone, V::kLogicVersion, "KVI, new format: 0.0118/16 a step shown to 0.001"},
-    {27, 0, E::kDrift, 4, 0x80, R::kAtEnds, V::kLogicVersion, "KVP, old format: 0.002 a step shown to 0.001"},
-    {27, 3, E::kDrift, 8, 0, R::kAtEnds, V::kLogicVersion, "KVP, new format: 0.001 a step shown to 0.001"},
-    {28, 0, E::kInverse, 0, 0x80, R::kNone, V::kLogicVersion, "ARF0, ARF1, old format"},
-    {28, 3, E::kInverse, 0, 0, R::kNone, V::kLogicVersion, "ARF0, ARF1, new format"},
-    {29, 0, E::kInverse, 0, 0x80, R::kNone, V::kLogicVersion, "I2TF0, old format"},
-    {29, 2, E::kInverse, 0, 0, R::kNone, V::kLogicVersion, "I2TF0, new format"},
-    {30, 0, E::kInverse, 0, 0x80, R::kAtEnds, V::kLogicVersion, "ITF0: 248 shows as 0.7341 = 248.006 steps"},
-    {31, 0, E::kInverse, 0, 0, R::kAtEnds, V::kLogicVersion, "KPP: 248 shows as 94.12 = 248.010 steps"},
-    {32, 0, E::kInverse, 0, 0x81, R::kNone, V::kLogicVersion, "CmdF0, old format"},
-    {32, 3, E::kInverse, 0, 0x01, R::kNone, V::kLogicVersion, "CmdF0, new format"},
-    {33, 0, E::kReadOnly, 0, 0, R::kNone, V::kNone, "SerialNum, VerLW"},
-    {34, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "GearOut"},
-    {42, 0, E::kReadOnly, 0, 0, R::kNone, V::kNone, "VBus"},
-    {43, 0, E::kDrift, 1, 0, R::kNone, V::kLogicVersion, "ILmtMinus: 1.51 counts a percent shown to 1"},
-    {44, 0, E::kDrift, 1, 0, R::kNone, V::kLogicVersion, "ILmtPlus"},
-    {51, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "HstSet"},
-    {52, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "IUOffset, IVOffset"},
-    {53, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "MTemp, MTempLimit"},
-    {54, 0, E::kReadOnly, 0, 0, R::kNone, V::kNone, "HSTemp"},
-    {99, 0, E::kReadOnly, 0, 0, R::kNone, V::kNone, "fault history, AuxFBMitAlrm"},
-    {241, 0, E::kReadOnly, 0, 0, R::kNone, V::kNone, "HallInp"},
-    {242, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "GearIn"},
-    {243, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "AuxFBDivisor"},
-    {244, 0, E::kDrift, 6, 0, R::kNone, V::kNone, "AuxFBComAng: 11.4 counts a degree shown to 1"},
-    {245, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "encoder counts"},
-    {246, 0, E::kInverse, 0, 0, R::kNegative, V::kNone, "FBDivisor: a negative raw reads as r + 2^32"},
-    {247, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "EnDatNumClks"},
-    {248, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "PosErrorMax"},
-    {603, 0, E::kCountWrite, 0, 0, R::kNone, V::kNone, "PWMMinus"},
-    {604, 0, E::kCountWrite, 0, 0, R::kNone, V::kNone, "PWMPlus"},
-    {752, 0, E::kInverse, 0, 0, R::kNone, V::kNone, "biquad coefficients"},
+    {12, 0, E::kDrift, 1, 0, R::kNone, "CommOff: 0.088 degree a count shown to 0.1"},
+    {13, 0, E::kDrift, 7, 0, R::kAtEnds, "IdCmd: 0.0074 A a count (X7101) shown to 0.1"},
+    {20, 0, E::kDrift, 1, 0, R::kAtEnds, "PosFB: 1/256 a count shown to 0.01"},
+    {22, 0, E::kReadOnly, 0, 0, R::kNone, "IFB, IdFB"},
+    {26, 0, E::kInverse, 0, 0x80, R::kNone, "KVI, old format"},
+    {26, 3, E::kDrift, 1, 0, R::kNone, "KVI, new format: 0.0118/16 a step shown to 0.001"},
+    {27, 0, E::kDrift, 4, 0x80, R::kAtEnds, "KVP, old format: 0.002 a step shown to 0.001"},
+    {27, 3, E::kDrift, 8, 0, R::kAtEnds, "KVP, new format: 0.001 a step shown to 0.001"},
+    {28, 0, E::kInverse, 0, 0x80, R::kNone, "ARF0, ARF1, old format"},
+    {28, 3, E::kInverse, 0, 0, R::kNone, "ARF0, ARF1, new format"},
+    {29, 0, E::kInverse, 0, 0x80, R::kNone, "I2TF0, old format"},
+    {29, 2, E::kInverse, 0, 0, R::kNone, "I2TF0, new format"},
+    {30, 0, E::kInverse, 0, 0x80, R::kAtEnds, "ITF0: 248 shows as 0.7341 = 248.006 steps"},
+    {31, 0, E::kInverse, 0, 0, R::kAtEnds, "KPP: 248 shows as 94.12 = 248.010 steps"},
+    {32, 0, E::kInverse, 0, 0x81, R::kNone, "CmdF0, old format"},
+    {32, 3, E::kInverse, 0, 0x01, R::kNone, "CmdF0, new format"},
+    {33, 0, E::kReadOnly, 0, 0, R::kNone, "SerialNum, VerLW"},
+    {42, 0, E::kReadOnly, 0, 0, R::kNone, "VBus"},
+    {43, 0, E::kDrift, 1, 0, R::kNone, "ILmtMinus: 1.51 counts a percent shown to 1"},
+    {44, 0, E::kDrift, 1, 0, R::kNone, "ILmtPlus"},
+    {54, 0, E::kReadOnly, 0, 0, R::kNone, "HSTemp"},
+    {99, 0, E::kReadOnly, 0, 0, R::kNone, "fault history, AuxFBMitAlrm"},
+    {241, 0, E::kReadOnly, 0, 0, R::kNone, "HallInp"},
+    {244, 0, E::kDrift, 6, 0, R::kNone, "AuxFBComAng: 11.4 counts a degree shown to 1"},
+    {246, 0, E::kInverse, 0, 0, R::kNegative, "FBDivisor: a negative raw reads as r + 2^32"},
+    {603, 0, E::kCountWrite, 0, 0, R::kNone, "PWMMinus"},
+    {604, 0, E::kCountWrite, 0, 0, R::kNone, "PWMPlus"},
 };
 // clang-format on
-constexpr std::size_t kRuleCount = std::size(kRules);
 
-// The row for this code under this logic version; kRuleCount for none.
-std::size_t RuleIndex(int32_t code, int32_t logic) {
-  std::size_t found = kRuleCount;
-  for (std::size_t i = 0; i < kRuleCount; ++i)
-    if (kRules[i].code == code && kRules[i].fromLogic <= logic) found = i;
+// The row for this code under this logic version; an exact one for a code
+// without a row.
+Rule RuleFor(int32_t code, int32_t logic) {
+  Rule found{code, 0, E::kInverse, 0, 0, R::kNone, "exact"};
+  for (const Rule& rule : kRules)
+    if (rule.code == code && rule.fromLogic <= logic) found = rule;
   return found;
-}
-
-// Logic 1-3 lie on both sides of every format change (I2TF0 above 1, the
-// other gains and the current-limit layout from 3).
-std::vector<std::pair<int32_t, int32_t>> LogicAndDeadBandForms(Variation variation) {
-  switch (variation) {
-    case Variation::kLogicVersion: return {{1, 1}, {2, 1}, {3, 1}};
-    case Variation::kDeadBandForm: return {{3, 1}, {3, 2}};
-    case Variation::kNone: break;
-  }
-  return {{3, 1}};
 }
 
 // Every value of [lo, hi] when there are at most 8192. Else the 64 values at
@@ -174,37 +137,47 @@ int64_t FieldDifference(const RegisterDescriptor& d, int64_t from, int64_t to) {
 }
 
 struct Tally {
-  int64_t checked = 0;
   uint32_t passes = 0;  // bit 2 * model + units for each pass that converted
   int64_t maxDrift = 0;
   int64_t refused = 0;
 };
+
+using RuleKey = std::pair<int32_t, int32_t>;  // code, fromLogic
+
+// Whether the scaling knows the code: only those are swept.
+bool IsScaled(int32_t code) {
+  double value = 0.0;
+  return RawToUser(code, 0, ScalingInputs{31, 0, 3, 5}, value) == code::kOk;
+}
 
 class Sweep {
  public:
   void Run() {
     for (const VariableRecord& record : kCatalogueTable) {
       if (record.name == nullptr) break;
-      const std::size_t first = RuleIndex(record.conversionCode, 0);
-      if (first == kRuleCount) continue;
+      if (!IsScaled(record.conversionCode)) continue;
       const RegisterState* state = map_.FindRegister(record.name);
       if (state == nullptr) {
         ADD_FAILURE() << record.name << ": no register";
         continue;
       }
-      for (auto [logic, form] : LogicAndDeadBandForms(kRules[first].variation)) {
-        map_.SetCurrentLimitLayout(logic);
-        map_.SetDeadBandLayout(form);
-        // Before logic 3 the current limits are two-bit selectors that the
-        // catalogue reads unscaled.
-        if (state->descriptor.codec == 1) continue;
-        const std::size_t rule = RuleIndex(record.conversionCode, logic);
-        for (uint32_t units : {0u, 1u}) SweepRegister(record, kRules[rule], tallies_[rule], logic, units);
+      for (int32_t logic : {1, 2, 3}) {
+        for (int32_t form : {1, 2}) {
+          if (form == 2 && logic != 3) continue;  // the DeadBand width changes nothing else
+          map_.SetCurrentLimitLayout(logic);
+          map_.SetDeadBandLayout(form);
+          // Before logic 3 the current limits are two-bit selectors that the
+          // catalogue reads unscaled.
+          if (state->descriptor.codec == 1) continue;
+          const Rule rule = RuleFor(record.conversionCode, logic);
+          for (uint32_t units : {0u, 1u})
+            SweepRegister(record, rule, tallies_[RuleKey{rule.code, rule.fromLogic}], logic, units);
+        }
       }
     }
   }
 
-  const Tally& TallyOf(std::size_t rule) { return tallies_[rule]; }
+  const std::map<RuleKey, Tally>& Tallies() const { return tallies_; }
 
  private:
   void SweepRegister(const VariableRecord& record, const Rule& rule, Tally& tally, int32_t logic,
@@ -233,7 +206,6 @@ class Sweep {
           Fail(where + " raw " + std::to_string(raw) + ": no finite reading");
           continue;
         }
-        ++tally.checked;
         tally.passes |= 1u << (2 * m + units);
         if (rule.expect == Expect::kReadOnly || rule.expect == Expect::kCountWrite) {
           CheckOneWay(rule, raw, value, previous, inputs, where);
@@ -327,7 +299,7 @@ class Sweep {
   }
 
   RegisterMap map_;
-  std::map<std::size_t, Tally> tallies_;
+  std::map<RuleKey, Tally> tallies_;
   std::map<std::tuple<int64_t, int64_t, int64_t>, std::vector<int32_t>> samples_;
   std::set<std::tuple<int32_t, int32_t, int32_t, std::size_t, uint32_t, int32_t, uint32_t>> swept_;
   int failures_ = 0;
@@ -336,27 +308,17 @@ class Sweep {
 TEST(UnitScalingSweep, EveryRawValueOfEveryScaledVariableConvertsBack) {
   Sweep sweep;
   sweep.Run();
-  for (std::size_t i = 0; i < kRuleCount; ++i) {
-    const Rule& rule = kRules[i];
-    const Tally& tally = sweep.TallyOf(i);
+  for (const Rule& rule : kRules)
+    EXPECT_TRUE(sweep.Tallies().contains(RuleKey{rule.code, rule.fromLogic}))
+        << rule.what << ": nothing swept";
+  for (const auto& [key, tally] : sweep.Tallies()) {
+    const Rule rule = RuleFor(key.first, key.second);
     SCOPED_TRACE(std::to_string(rule.code) + " from logic " + std::to_string(rule.fromLogic) + ": " +
                  rule.what);
-    EXPECT_GT(tally.checked, 0) << "nothing was swept";
     EXPECT_EQ(tally.passes, 0xFFFFu) << "every model in both command units";
     // The table says where the formulas are not inverse; keep it true.
     EXPECT_EQ(tally.maxDrift, rule.maxDrift);
     EXPECT_EQ(tally.refused > 0, rule.refusal != Refusal::kNone) << tally.refused << " refused";
-  }
-}
-
-// Every conversion code the catalogue uses that the scaling knows has a row.
-TEST(UnitScalingSweep, RulesCoverEveryScaledCatalogueCode) {
-  for (const VariableRecord& record : kCatalogueTable) {
-    if (record.name == nullptr) break;
-    double value = 0.0;
-    const bool scaled = RawToUser(record.conversionCode, 0, ScalingInputs{31, 0, 3, 5}, value) == code::kOk;
-    EXPECT_EQ(scaled, RuleIndex(record.conversionCode, 0) != kRuleCount)
-        << record.name << " code " << record.conversionCode;
   }
 }
 

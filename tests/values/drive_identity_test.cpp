@@ -9,39 +9,22 @@
 #include <tuple>
 #include <vector>
 
-#include "api/export_fixture.h"
-#include "api/global_state.h"
-#include "catalog/parameter_database.h"
 #include "catalog/version_support.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "value_exports.h"
 
 namespace svodb::testing {
 namespace {
 
-using Lines = std::vector<std::string>;
 using sim::Operation;
 
-// The exports on the current node, with the virtual drive on the serial port.
-class IdentityExports : public ExportTest {
+class IdentityExports : public ValueExports {
  protected:
-  void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
-    drive_.Log().Clear();
-  }
-  static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
-  static ParameterDatabase& Db() { return api::Context().db; }
+  static NodeState& Node(uint32_t node) { return Db().nodes[node]; }
   // OpMode lives in bits 7-6 of register 1, S2-1 in bit 0 of register 25.
   void SetDriveModeBits(int opMode, int s21) {
-    drive_.SetFpgaByte(1, static_cast<uint8_t>((drive_.FpgaByte(1) & 0x3F) | (opMode << 6)));
-    drive_.SetFpgaByte(25, static_cast<uint8_t>((drive_.FpgaByte(25) & 0xFE) | s21));
+    drive_->SetFpgaByte(1, static_cast<uint8_t>((drive_->FpgaByte(1) & 0x3F) | (opMode << 6)));
+    drive_->SetFpgaByte(25, static_cast<uint8_t>((drive_->FpgaByte(25) & 0xFE) | s21));
   }
-  Lines Traffic() const { return drive_.Log().Lines(); }
-
-  sim::VirtualDrive drive_;
 };
 
 TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
@@ -66,18 +49,18 @@ TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
     EXPECT_EQ(s21, static_cast<int32_t>(c.storedS21)) << c.opMode << "/" << c.s21;
   }
   // A stored OpMode that no mode has: S2-1 is kept all the same.
-  api::Context().registers.FindRegister("OpMode")->raw[3] = 5;
+  Registers().FindRegister("OpMode")->raw[3] = 5;
   EXPECT_EQ(SetSetupS21_SVODB(1), 23);
   EXPECT_EQ(Node(3).setupS21, 1u);
   EXPECT_EQ(SetOpMode_SVODB(4), 23);  // the register's range refuses it
-  EXPECT_EQ(api::Context().registers.FindRegister("OpMode")->raw[3], 5);
+  EXPECT_EQ(Registers().FindRegister("OpMode")->raw[3], 5);
   EXPECT_TRUE(Traffic().empty());
 }
 
 TEST_F(IdentityExports, CheckModelComparesWithTheDriveAsReadNow) {
   // The drive is an X7102 (31): Model in bits 7-3 of register 4, read twice.
-  ASSERT_EQ(drive_.FpgaByte(4) >> 3, 31);
-  const std::string read = "GetVarFromFPGA(4) -> 1 [" + std::to_string(drive_.FpgaByte(4)) + "]";
+  ASSERT_EQ(drive_->FpgaByte(4) >> 3, 31);
+  const std::string read = "GetVarFromFPGA(4) -> 1 [" + std::to_string(drive_->FpgaByte(4)) + "]";
   const Lines twoReads{read, read};
   ASSERT_EQ(SetNode_SVODB(2), 1);
   EXPECT_EQ(CKModel_SVODB(), 1);
@@ -100,10 +83,10 @@ TEST_F(IdentityExports, CheckModelComparesWithTheDriveAsReadNow) {
   EXPECT_EQ(Db().connectedModelCode, 31u);
   EXPECT_EQ(Node(0).modelCode, 31u);
   EXPECT_EQ(Node(2).modelCode, 28u);
-  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6);
+  drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6);
   EXPECT_EQ(CKModel_SVODB(), 6);
   ASSERT_EQ(SetModel_SVODB(31), 1);
-  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 2);
+  drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 1, 2);
   EXPECT_EQ(CKModel_SVODB(), 2);  // not 9 although the models agree
 }
 
@@ -116,10 +99,10 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
   const Case cases[] = {{0, 1, 0, 0, 0}, {1, 0, 1, 1, 1}, {2, 1, 0, 0, 0}, {2, 0, 1, 1, 1}, {3, 1, 1, 2, 1}};
   for (const Case& c : cases) {
     SetDriveModeBits(c.opMode, c.s21);
-    const std::string opModeRead = "GetVarFromFPGA(1) -> 1 [" + std::to_string(drive_.FpgaByte(1)) + "]";
-    const std::string switchRead = "GetVarFromFPGA(25) -> 1 [" + std::to_string(drive_.FpgaByte(25)) + "]";
+    const std::string opModeRead = "GetVarFromFPGA(1) -> 1 [" + std::to_string(drive_->FpgaByte(1)) + "]";
+    const std::string switchRead = "GetVarFromFPGA(25) -> 1 [" + std::to_string(drive_->FpgaByte(25)) + "]";
     for (bool gui : {false, true}) {
-      drive_.Log().Clear();
+      drive_->Log().Clear();
       Db().connectedMode = 7;
       int32_t mode = -1;
       EXPECT_EQ(gui ? GetModeOnline_GUI_SVODB(&mode) : GetModeOnline_SVODB(&mode), 1);
@@ -130,7 +113,7 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
   }
   // A failed switch read leaves the connected mode alone.
   Db().connectedMode = 0;
-  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3, 25);
+  drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3, 25);
   int32_t mode = -1;
   EXPECT_EQ(GetModeOnline_SVODB(&mode), 3);
   EXPECT_EQ(mode, -1);
@@ -145,19 +128,19 @@ TEST_F(IdentityExports, OnlineOpModeIsWrittenBeforeTheSwitchIsRead) {
   EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
                               "GetVarFromFPGA(1) -> 1 [131]", "GetVarFromFPGA(25) -> 1 [1]"}));
 
-  drive_.Log().Clear();
+  drive_->Log().Clear();
   EXPECT_EQ(SetOpModeOnline_SVODB(4), 23);
-  EXPECT_EQ(drive_.Log().Count(Operation::kPutVarToFPGA), 0u);
+  EXPECT_EQ(drive_->Log().Count(Operation::kPutVarToFPGA), 0u);
   EXPECT_EQ(Db().connectedMode, 0u);
 
   // Through the numeric export OpMode takes the same path; the value is truncated.
-  drive_.Log().Clear();
+  drive_->Log().Clear();
   EXPECT_EQ(PutVariableOnline_SVODB("OpMode", 1.9), 1);
   EXPECT_EQ(Db().connectedMode, 1u);
   EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [131]", "PutVarToFPGA(1, 67) -> 1",
                               "GetVarFromFPGA(1) -> 1 [67]", "GetVarFromFPGA(25) -> 1 [1]"}));
   // Another spelling is an ordinary variable: no switch read, no new mode.
-  drive_.Log().Clear();
+  drive_->Log().Clear();
   EXPECT_EQ(PutVariableOnline_SVODB("opmode", 2), 1);
   EXPECT_EQ(Db().connectedMode, 1u);
   EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
@@ -171,15 +154,12 @@ TEST_F(IdentityExports, LogicVersionCheck) {
     uint8_t atLeastTwo;
   };
   for (const Case& c : {Case{2, "2.0A", 1}, Case{1, "1.0A", 0}, Case{0, "1.0A", 0}, Case{4, "4.0A", 1}}) {
-    sim::VirtualDrive drive(sim::DriveConfig{.logicVersion = c.logic, .versionText = c.text});
-    Use(drive);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    Connect(sim::DriveConfig{.logicVersion = c.logic, .versionText = c.text});
     uint8_t out = 7;
     EXPECT_EQ(CKLogicVersion_SVODB(&out), 1) << c.logic;
     EXPECT_EQ(out, c.atLeastTwo) << c.logic;
   }
-  Use(drive_);
-  drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 30);
+  drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 30);
   uint8_t out = 7;
   EXPECT_EQ(CKLogicVersion_SVODB(&out), 6);
   EXPECT_EQ(out, 0);
@@ -189,7 +169,8 @@ TEST_F(IdentityExports, LogicVersionCheck) {
   EXPECT_EQ(out, 0);
 }
 
-TEST(VersionSupportTest, VersionTextAndLogicVersion) {
+// The export answers in its output only: its result is always 0.
+TEST_F(ExportTest, SupportByVersionTextAndLogicVersion) {
   struct Case {
     const char* name;
     const char* text;
@@ -208,21 +189,14 @@ TEST(VersionSupportTest, VersionTextAndLogicVersion) {
       {"DInp1 (EnbHWInp)", "2.0A", 0, true},
   };
   // clang-format on
-  for (const Case& c : cases)
-    EXPECT_EQ(IsSupportedByVersion(c.name, c.text, c.logic), c.supported)
-        << c.name << " " << c.text << " " << c.logic;
-}
-
-TEST_F(ExportTest, ParamSupportedByVersionAnswersInItsOutputOnly) {
-  uint8_t out = 7;
-  EXPECT_EQ(ParamSupportedByVersion_SVODB("FBDivisor", "102.5", 3, &out), 0);
-  EXPECT_EQ(out, 1);
-  EXPECT_EQ(ParamSupportedByVersion_SVODB("FBDivisor", "3.2K", 3, &out), 0);
-  EXPECT_EQ(out, 0);
-  out = 7;
-  EXPECT_EQ(ParamSupportedByVersion_SVODB("Unknown", "4.0A", 4, &out), 0);
-  EXPECT_EQ(out, 0);
-  EXPECT_EQ(ParamSupportedByVersion_SVODB(nullptr, "4.0A", 4, &out), 0);
+  for (const Case& c : cases) {
+    SCOPED_TRACE(std::string(c.name) + " " + c.text + " " + std::to_string(c.logic));
+    EXPECT_EQ(IsSupportedByVersion(c.name, c.text, c.logic), c.supported);
+    uint8_t out = 7;
+    EXPECT_EQ(ParamSupportedByVersion_SVODB(c.name, c.text, c.logic, &out), 0);
+    EXPECT_EQ(out, c.supported ? 1 : 0);
+  }
+  EXPECT_EQ(ParamSupportedByVersion_SVODB(nullptr, "4.0A", 4, nullptr), 0);
 }
 
 }  // namespace

@@ -6,19 +6,13 @@
 
 #include <cmath>
 #include <string>
+#include <tuple>
 #include <utility>
 
-#include "api/export_fixture.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "value_exports.h"
 
 namespace svodb::testing {
 namespace {
-
-using sim::DriveConfig;
-using sim::VirtualDrive;
 
 struct Properties {
   int32_t result = -1;
@@ -49,23 +43,24 @@ int32_t RawOf(const char* name, int32_t node) {
   return raw;
 }
 
-class OfflineValues : public ExportTest {
+// The drive is in place but its port closed until a test opens it.
+class OfflineValues : public ValueExports {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
-    Use(drive_);
+    drive_ = std::make_unique<sim::VirtualDrive>();
+    Use(*drive_);
   }
   void OnNode(int32_t node, int32_t logicVersion) {
     ASSERT_EQ(SetNode_SVODB(node), 1);
-    api::Context().db.nodes[static_cast<std::size_t>(node)].logicVersion = logicVersion;
+    Db().nodes[static_cast<std::size_t>(node)].logicVersion = logicVersion;
   }
-  VirtualDrive drive_;
 };
 
 TEST_F(OfflineValues, PlainValuesAreTruncatedAndRangeChecked) {
   OnNode(1, 3);
   EXPECT_EQ(PutVariable_SVODB("Model", 29.9), 1);
-  EXPECT_EQ(api::Context().db.nodes[1].modelCode, 29u);
+  EXPECT_EQ(Db().nodes[1].modelCode, 29u);
   EXPECT_EQ(PutVariable_SVODB("CmdSrc", 2.7), 1);
   for (double refused : {3.0, double{NAN}, 1e12}) EXPECT_EQ(PutVariable_SVODB("CmdSrc", refused), 23);
   EXPECT_EQ(RawOf("CmdSrc", 1), 2);
@@ -78,103 +73,79 @@ TEST_F(OfflineValues, PlainValuesAreTruncatedAndRangeChecked) {
   }
   EXPECT_EQ(PutVariable_SVODB("HSOT", 50), 21);
   EXPECT_EQ(PutVariable_SVODB("OpMode", 0), 1);  // exactly spelt: the mode is derived again
-  EXPECT_EQ(api::Context().db.nodes[1].mode, 0u);
+  EXPECT_EQ(Db().nodes[1].mode, 0u);
   EXPECT_EQ(PutVariable_SVODB("opmode", 1), 1);  // the generic path: stored, not derived
   EXPECT_EQ(RawOf("OpMode", 1), 1);
-  EXPECT_EQ(api::Context().db.nodes[1].mode, 0u);
+  EXPECT_EQ(Db().nodes[1].mode, 0u);
 }
 
+// Mitutoyo feedback (AuxFBType 6) reads back only where the drive's version
+// text offers it; elsewhere its AFBMitEn bit counts as set.
 TEST_F(OfflineValues, AuxFbTypeMitutoyoNeedsALogicThatHasIt) {
   OnNode(1, 3);
   EXPECT_EQ(PutVariable_SVODB("AuxFBType", 6), 1);
-  EXPECT_EQ(RawOf("AFBMitEn", 1), 0);
-  EXPECT_EQ(RawOf("AFBHallsDis", 1), 1);
-  EXPECT_EQ(RawOf("AFBDivisorSrc", 1) + RawOf("AFBEnDatEnb", 1) + RawOf("AFBSrc", 1), 0);
-  api::Context().db.driveVersion = "3.2J";
-  EXPECT_EQ(Get("AuxFBType"), 6);
-  for (const char* version : {"3.2A", "3.1Z", "32", "", "4.0"}) {
-    api::Context().db.driveVersion = version;
-    EXPECT_EQ(Get("AuxFBType"), 0) << version;  // the AFBMitEn bit counts as set
+  for (const auto& [version, type] :
+       {std::pair{"3.2J", 6}, std::pair{"3.2A", 0}, std::pair{"32", 0}, std::pair{"4.0", 0}}) {
+    Db().driveVersion = version;
+    EXPECT_EQ(Get("AuxFBType"), type) << version;
   }
   EXPECT_EQ(PutVariable_SVODB("AuxFBType", 7), 22);
 }
 
-TEST_F(OfflineValues, CommandGainKeepsTheOffset) {
-  OnNode(1, 3);
-  const double offset = Get("CmdOffset");
-  const int32_t plus = RawOf("PWMPlus", 1), minus = RawOf("PWMMinus", 1);
-  EXPECT_EQ(PutVariable_SVODB("CmdGain", 2 * Get("CmdGain")), 1);
-  EXPECT_NE(RawOf("PWMPlus", 1), plus);
-  EXPECT_NE(RawOf("PWMMinus", 1), minus);
-  EXPECT_NEAR(Get("CmdOffset"), offset, 0.01);  // the counts round
-}
-
-TEST_F(OfflineValues, CurrentLimitPropertiesFollowTheNodesLogic) {
-  OnNode(3, 2);
-  Properties p = Prop("ILmtPlus");
-  EXPECT_EQ(p.result, 1);
-  EXPECT_EQ(p.code, 1);
-  EXPECT_EQ(p.minimum, 0);
-  EXPECT_EQ(p.maximum, 3);
-  EXPECT_EQ(p.defaultValue, 3);
-  OnNode(3, 3);
-  p = Prop("ILmtPlus");
-  EXPECT_EQ(p.code, 44);
-  EXPECT_EQ(p.maximum, 100);
-  EXPECT_EQ(p.defaultValue, 100);
-  EXPECT_EQ(p.unit, " %");
-}
-
-// Reads on images of different logic each take their own form of a current
-// limit; the catalogue and the register layout stay as they were.
-TEST_F(OfflineValues, CurrentLimitReadsChangeNoState) {
+// One conversion-code dispatch for images and the drive: a current limit is
+// read in the format of the node's logic version, whatever code the
+// catalogue held before, and the reading changes neither the catalogue nor
+// the register layout.
+TEST_F(OfflineValues, CurrentLimitReadsInTheNodesFormatAndChangeNoState) {
+  const std::tuple<int32_t, int32_t, bool, int32_t, int32_t, double> cases[] = {
+      {1, 3, false, 1, 151, 100},                               // 151 steps are 100 %
+      {2, 2, false, 44, 2, 2},                                  // a two-bit step
+      {3, 3, false, 44, 0, 0},    {0, 0, false, 44, 151, 151},  // no drive: the oldest logic
+      {0, 0, true, 1, 151, 100},                                // a drive of logic 4
+  };
   LibraryContext ctx = api::Context();
-  const RegisterDescriptor layout = ctx.registers.FindRegister("ILmtPlus")->descriptor;
-  const struct {
-    uint32_t node;
-    int32_t logic, raw;
-    double value;
-  } cases[] = {{2, 2, 2, 2}, {3, 3, 151, 100}, {2, 2, 2, 2}, {3, 3, 0, 0}};
-  for (const auto& c : cases) {
-    ctx.db.nodes[c.node].logicVersion = c.logic;
-    ctx.registers.FindRegister("ILmtPlus")->raw[c.node] = c.raw;
-    double value = NAN;
-    EXPECT_EQ(GetOfflineValue(ctx, "ILmtPlus", c.node, value), 1);
-    EXPECT_EQ(value, c.value) << c.node;
-    EXPECT_EQ(ctx.db.catalogue.Find("ILmtPlus")->conversionCode, 44);
-    EXPECT_EQ(ctx.registers.FindRegister("ILmtPlus")->descriptor.codec, layout.codec);
+  for (const auto& [node, imageLogic, driveConnected, catalogueCode, raw, value] : cases) {
+    SCOPED_TRACE(std::to_string(node) + " " + std::to_string(raw));
+    if (driveConnected) {
+      ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    }
+    OnNode(node, imageLogic);  // the node's layout is set here, not by the read
+    const int32_t codec = ctx.registers.FindRegister("ILmtPlus")->descriptor.codec;
+    ctx.registers.FindRegister("ILmtPlus")->raw[static_cast<std::size_t>(node)] = raw;
+    ctx.db.catalogue.Find("ILmtPlus")->conversionCode = catalogueCode;
+    double read = -1;
+    EXPECT_EQ(GetVariable_SVODB("ILmtPlus", &read), SVODB_OK);
+    EXPECT_EQ(read, value);
+    EXPECT_EQ(ctx.db.catalogue.Find("ILmtPlus")->conversionCode, catalogueCode);
+    EXPECT_EQ(ctx.registers.FindRegister("ILmtPlus")->descriptor.codec, codec);
   }
 }
 
-TEST_F(OfflineValues, PropertiesByConversionClass) {
-  OnNode(1, 3);
-  struct Case {
-    const char* name;
-    int32_t code;
-    double minimum, maximum, defaultValue;
-    const char* unit;
+TEST_F(OfflineValues, PropertiesByConversionClassAndLogic) {
+  const std::tuple<const char*, int32_t, int32_t, double, double, double, const char*> cases[] = {
+      // clang-format off
+      {"AuxFBType", 3, 3, 0, 6, 1, "  "},     {"CmdSrc", 3, 1, 0, 2, 0, "  "},
+      {"DPoles", 3, 1, 0, 31, 3, " Poles"},   {"ILmtPlus", 2, 1, 0, 3, 3, nullptr},
+      {"ILmtPlus", 3, 44, 0, 100, 100, " %"},
+      // clang-format on
+      {"HSOT", 3, 51, 0, 0, 0, " degrees C"},  // the limits of HstSet, below
   };
-  const Case cases[] = {
-      {"AuxFBType", 3, 0, 6, 1, "  "},
-      {"CmdSrc", 1, 0, 2, 0, "  "},
-      {"DPoles", 1, 0, 31, 3, " Poles"},
-  };
-  for (const Case& c : cases) {
-    const Properties p = Prop(c.name);
-    EXPECT_EQ(p.result, 1) << c.name;
-    EXPECT_EQ(p.code, c.code) << c.name;
-    EXPECT_EQ(p.minimum, c.minimum) << c.name;
-    EXPECT_EQ(p.maximum, c.maximum) << c.name;
-    EXPECT_EQ(p.defaultValue, c.defaultValue) << c.name;
-    EXPECT_EQ(p.unit, c.unit) << c.name;
+  for (const auto& [name, logic, code, minimum, maximum, defaultValue, unit] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(logic));
+    OnNode(3, logic);
+    const Properties p = Prop(name);
+    EXPECT_EQ(p.result, 1);
+    EXPECT_EQ(p.code, code);
+    EXPECT_EQ(p.unit, unit != nullptr ? unit : p.unit);
+    if (code == 51) continue;
+    EXPECT_EQ(p.minimum, minimum);
+    EXPECT_EQ(p.maximum, maximum);
+    EXPECT_EQ(p.defaultValue, defaultValue);
   }
   // HSOT reports the limits of the heat-sink setting it is read from.
   const Properties hsot = Prop("HSOT"), hstSet = Prop("HstSet");
-  EXPECT_EQ(hsot.code, 51);
-  EXPECT_EQ(hsot.unit, " degrees C");
-  EXPECT_EQ(hsot.minimum, hstSet.minimum);
-  EXPECT_EQ(hsot.maximum, hstSet.maximum);
-  EXPECT_EQ(hsot.defaultValue, hstSet.defaultValue);
+  EXPECT_EQ(std::tuple(hsot.minimum, hsot.maximum, hsot.defaultValue),
+            std::tuple(hstSet.minimum, hstSet.maximum, hstSet.defaultValue));
   EXPECT_EQ(Prop("NoSuchVariable").result, 8);
   const Properties gain = Prop("CmdGain");
   EXPECT_EQ(gain.code, 601);
@@ -194,13 +165,11 @@ TEST_F(OfflineValues, NodeZeroPropertiesNeedTheDrive) {
   const Properties limit = Prop("ILmtPlus");
   EXPECT_EQ(limit.code, 44);
   EXPECT_EQ(limit.maximum, 100);
-}
 
-TEST_F(OfflineValues, NodeZeroRepairsACommandSourceOfThree) {
-  ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
-  drive_.SetFpgaByte(1, static_cast<uint8_t>((drive_.FpgaByte(1) & ~0x30) | 0x30));  // CmdSrc bits 5-4 = 3
+  // A command source of 3 on the drive is repaired to 2 by the query.
+  drive_->SetFpgaByte(1, static_cast<uint8_t>(drive_->FpgaByte(1) | 0x30));  // CmdSrc bits 5-4 = 3
   EXPECT_EQ(Prop("CmdSrc").result, 1);
-  EXPECT_EQ((drive_.FpgaByte(1) >> 4) & 3, 2);
+  EXPECT_EQ((drive_->FpgaByte(1) >> 4) & 3, 2);
 }
 
 TEST_F(OfflineValues, NullPointersAreRefused) {

@@ -13,32 +13,24 @@
 #include <utility>
 #include <vector>
 
-#include "api/export_fixture.h"
-#include "api/global_state.h"
-#include "catalog/parameter_database.h"
-#include "drive/register_map.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "value_exports.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
 namespace {
 
-using Lines = std::vector<std::string>;
 using sim::DriveConfig;
 using sim::Operation;
 
-class OnlineExports : public ExportTest {
+// A drive on the serial port whose model the library has read.
+class OnlineExports : public ValueExports {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
     Connect();
   }
-  // A drive on the serial port whose model the library has read.
   void Connect(DriveConfig config = {}) {
-    drive_ = std::make_unique<sim::VirtualDrive>(std::move(config));
-    Use(*drive_);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
+    ValueExports::Connect(std::move(config));
     int32_t model = 0;
     ASSERT_EQ(GetModelOnline_SVODB(&model), 1);
     drive_->Log().Clear();
@@ -51,7 +43,6 @@ class OnlineExports : public ExportTest {
     return static_cast<int16_t>(drive_->FpgaByte(high) << 8 |
                                 drive_->FpgaByte(static_cast<uint8_t>(high - 1)));
   }
-  Lines Traffic() const { return drive_->Log().Lines(); }
   Lines Writes() const {
     Lines writes;
     for (const std::string& line : Traffic())
@@ -63,8 +54,6 @@ class OnlineExports : public ExportTest {
     EXPECT_EQ(GetVariableOnline_SVODB(name, &value), 1) << name;
     return value;
   }
-
-  std::unique_ptr<sim::VirtualDrive> drive_;
 };
 
 TEST_F(OnlineExports, FactoryTestResultsComeStraightFromTheirNvEntries) {
@@ -109,6 +98,8 @@ TEST_F(OnlineExports, CurrentLimitsFollowTheDrivesLogic) {
   EXPECT_EQ(api::Context().db.catalogue.Find("ILmtMinus")->conversionCode, 43);
 }
 
+// The drive reports one extended fault as its bit number + 1, several as 16 +
+// the lowest bit number; HSOT is HstSet's limit shown in degrees.
 TEST_F(OnlineExports, CompositeReadsWithoutAWritePath) {
   const uint8_t cases[][3] = {{0, 0, 0},   {0, 1, 9},  {4, 0, 3},        {0, 128, 16},  {3, 0, 16},
                               {12, 0, 18}, {0, 3, 24}, {0x80, 0x01, 23}, {255, 255, 16}};
@@ -117,15 +108,8 @@ TEST_F(OnlineExports, CompositeReadsWithoutAWritePath) {
     drive_->SetFpgaByte(67, faults2);
     EXPECT_EQ(Get("ExtFaults"), value) << int{faults1} << "/" << int{faults2};
   }
-  // HSOT is HstSet's limit shown in degrees: raw -88 (0xA8) is 80.0.
-  drive_->SetFpgaByte(39, 0xA8);
-  drive_->Log().Clear();
+  drive_->SetFpgaByte(39, 0xA8);  // raw -88
   EXPECT_EQ(Get("HSOT"), 80.0);
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(39) -> 1 [168]", "GetVarFromFPGA(39) -> 1 [168]"}));
-  drive_->Log().Clear();
-  EXPECT_EQ(PutVariableOnline_SVODB("ExtFaults", 1), 21);
-  EXPECT_EQ(PutVariableOnline_SVODB("HSOT", 80), 21);
-  EXPECT_TRUE(Traffic().empty());
 }
 
 // X7102, torque units, CmdSrc 0: PWMPlus 6000 and PWMMinus -4000 give the
@@ -189,32 +173,6 @@ TEST_F(OnlineExports, AuxFeedbackTypeIsWrittenBitByBit) {
   EXPECT_TRUE(Traffic().empty());
 }
 
-TEST_F(OnlineExports, ScalingFollowsTheModelUnitsLogicAndPowerBoard) {
-  Connect(DriveConfig{.modelCode = 26});  // X7106, 96 A peak
-  SetWord(10, 19336);
-  EXPECT_EQ(Get("Command"), 96.0);
-  drive_->SetFpgaByte(1, static_cast<uint8_t>((drive_->FpgaByte(1) & 0x3F) | 0x40));  // OpMode 1
-  int32_t mode = -1;
-  ASSERT_EQ(GetModeOnline_SVODB(&mode), 1);
-  EXPECT_EQ(Get("Command"), 10804.9568);
-
-  // KVP's register holds the gain code with its nibbles swapped: 0x49 is
-  // code 0x94; the old format, or no logic version, reads it as 0.01.
-  for (const auto& [logic, failing, value] :
-       {std::tuple{4, false, 1.273}, std::tuple{2, false, 0.01}, std::tuple{4, true, 0.01}}) {
-    Connect(DriveConfig{.logicVersion = logic, .versionText = std::to_string(logic) + ".0A"});
-    drive_->SetFpgaByte(16, 0x49);
-    if (failing) drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 30);
-    EXPECT_EQ(Get("KVP"), value) << logic << failing;
-  }
-  // The power board's code, in the motor memory, sets the DeadBand width.
-  drive_->SetFpgaByte(32, 0x05);
-  for (const auto& [board, value] : {std::pair{2, 2.6}, std::pair{3, 5.8}, std::pair{128, 2.6}}) {
-    drive_->SetMotorByte(511, static_cast<uint8_t>(board));
-    EXPECT_EQ(Get("DeadBand"), value) << board;
-  }
-}
-
 // The conversions of a whole-set write, on the library's inner objects.
 class VersionConversionTest : public ::testing::Test {
  protected:
@@ -232,29 +190,22 @@ class VersionConversionTest : public ::testing::Test {
 };
 
 TEST_F(VersionConversionTest, CurrentLimitsBetweenStepsAndPercentages) {
-  struct Case {
-    int32_t from, to;
-    const char* name;
-    int32_t raw;
-    Result result;
-    int32_t driveRaw;
-  };
-  const Case cases[] = {
+  const std::tuple<int32_t, int32_t, const char*, int32_t, Result, int32_t> cases[] = {
       {2, 3, "ILmtPlus", 2, 1, 101},  {2, 3, "ILmtPlus", 0, 1, 0},   {2, 3, "ILmtMinus", 3, 1, 105},
       {2, 3, "ILmtMinus", 1, 1, 206}, {2, 3, "ILmtMinus", 0, 23, 0}, {3, 2, "ILmtPlus", 39, 1, 1},
       {3, 2, "ILmtMinus", 217, 1, 1},
   };
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.raw) + " for logic " + std::to_string(c.to));
-    db.nodes[2].logicVersion = c.from;
-    registers.SetCurrentLimitLayout(c.from);
-    Store(c.name, c.raw);
-    EXPECT_EQ(ConvertToDriveVersion(ctx, c.name, 2, c.from, c.to), c.result);
-    EXPECT_EQ(Raw(c.name), c.driveRaw);
-    EXPECT_EQ(Width(c.name), c.to >= 3 ? 8u : 2u);
-    EXPECT_EQ(ConvertBackToNodeVersion(ctx, c.name, 2, c.from, c.to), 1);
-    EXPECT_EQ(Raw(c.name), c.raw);
-    EXPECT_EQ(Width(c.name), c.from >= 3 ? 8u : 2u);
+  for (const auto& [from, to, name, raw, result, driveRaw] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(raw) + " for logic " + std::to_string(to));
+    db.nodes[2].logicVersion = from;
+    registers.SetCurrentLimitLayout(from);
+    Store(name, raw);
+    EXPECT_EQ(ConvertToDriveVersion(ctx, name, 2, from, to), result);
+    EXPECT_EQ(Raw(name), driveRaw);
+    EXPECT_EQ(Width(name), to >= 3 ? 8u : 2u);
+    EXPECT_EQ(ConvertBackToNodeVersion(ctx, name, 2, from, to), 1);
+    EXPECT_EQ(Raw(name), raw);
+    EXPECT_EQ(Width(name), from >= 3 ? 8u : 2u);
   }
   // Node 0 is the drive itself, and the same side of the change keeps all.
   db.nodes[2].logicVersion = 2;
@@ -265,34 +216,6 @@ TEST_F(VersionConversionTest, CurrentLimitsBetweenStepsAndPercentages) {
   Store("ILmtPlus", 2);
   EXPECT_EQ(ConvertToDriveVersion(ctx, "ILmtPlus", 2, 1, 2), 1);
   EXPECT_EQ(Raw("ILmtPlus"), 2);
-}
-
-TEST_F(VersionConversionTest, GainsChangeFormatWithTheImagesOwnFacts) {
-  // KVP code 36 in the old format (exponent 2, mantissa 4) is 0.02 on an
-  // X7102; in the new format the same gain is code 52. IdCmd raw 100 is
-  // 15.9 A on an X7106 image and comes back as 100 (an X7102 would give 101).
-  sim::VirtualDrive drive;
-  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-  drive.Log().Clear();
-  LibraryContext online{db, registers, drive, platform};
-  for (int node : {2, 0}) {
-    db.nodes[static_cast<std::size_t>(node)].logicVersion = 2;
-    Store("KVP", 36, node);
-    EXPECT_EQ(ConvertToDriveVersion(online, "KVP", node, 2, 4), 1);
-    EXPECT_EQ(Raw("KVP", node), 52);
-    EXPECT_EQ(ConvertBackToNodeVersion(online, "KVP", node, 2, 4), 1);
-    EXPECT_EQ(Raw("KVP", node), 36);
-    EXPECT_EQ(db.nodes[static_cast<std::size_t>(node)].logicVersion, 2);
-  }
-  db.nodes[0].modelCode = 26;
-  Store("IdCmd", 100, 0);
-  EXPECT_EQ(ConvertToDriveVersion(online, "IdCmd", 0, 2, 4), 1);
-  EXPECT_EQ(Raw("IdCmd", 0), 100);
-  EXPECT_TRUE(drive.Log().Lines().empty());  // the drive's LogicVer is not asked
-  // A node without a mode fails in context.
-  registers.FindRegister("OpMode")->raw[2] = 5;
-  EXPECT_EQ(ConvertToDriveVersion(ctx, "KVP", 2, 2, 4), 80023);
-  EXPECT_EQ(Raw("KVP"), 36);
 }
 
 }  // namespace
