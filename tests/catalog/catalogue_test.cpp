@@ -53,7 +53,8 @@ TEST(CatalogueTable, NamesFlagsAndUnitsAreWellFormed) {
   }
   EXPECT_EQ(keys.size(), 159u);
   EXPECT_EQ(FoldCase("AZaz09-() \xC4"), "azaz09-() \xC4");  // the letters A to Z only
-  const VariableRecord& terminator = *Catalogue().AtPosition(160);
+  const Catalogue catalogue;
+  const VariableRecord& terminator = *catalogue.AtPosition(160);
   EXPECT_EQ(terminator.number, -1);
   EXPECT_STREQ(terminator.description, "Table terminator");
 }
