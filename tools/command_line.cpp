@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstdlib>
 
 #include "command_options.h"
 #include "json_output.h"
@@ -215,9 +216,24 @@ Invocation Done(int exitCode) {
 // "--bogus" of "--bogus=3".
 std::string OptionName(const std::string& given) { return given.substr(0, given.find('=')); }
 
+// What a level left over, without the "--" that ends the options: CLI11
+// keeps that marker among the leftovers ("svodb set KVFF -- -.5").
+std::vector<std::string> Leftovers(const CLI::App& level) {
+  std::vector<std::string> rest = level.remaining();
+  std::erase(rest, "--");
+  return rest;
+}
+
+// "-.5": CLI11 takes only "-" and a digit for a number.
+bool LooksLikeNumber(const std::string& text) {
+  char* end = nullptr;
+  std::strtod(text.c_str(), &end);
+  return !text.empty() && end == text.c_str() + text.size();
+}
+
 // What the parse left over before the command's name: "help", or a mistake.
 std::optional<int> CheckLeftovers(const CLI::App& app, const std::vector<CLI::App*>& chain, Flags& flags) {
-  const std::vector<std::string> rest = app.remaining();
+  const std::vector<std::string> rest = Leftovers(app);
   if (rest.size() == 1 && rest[0] == "help") {
     flags.help = true;
   } else if (!rest.empty()) {
@@ -227,9 +243,12 @@ std::optional<int> CheckLeftovers(const CLI::App& app, const std::vector<CLI::Ap
     return UsageError("unknown command '" + rest[0] + "' (see svodb --help)");
   }
   for (const CLI::App* command : chain) {
-    const std::vector<std::string> extra = command->remaining();
+    const std::vector<std::string> extra = Leftovers(*command);
     if (extra.empty() || flags.help) continue;
     const std::string path = CommandPath(*command);
+    if (extra[0].starts_with("-") && LooksLikeNumber(extra[0]))
+      return UsageError(path + "'" + extra[0] +
+                        "' reads as an option; put -- before a value that starts with '-'");
     if (extra[0].starts_with("-"))
       return UsageError(path + "unknown option '" + OptionName(extra[0]) + "' (see svodb " +
                         path.substr(0, path.size() - 2) + " --help)");
@@ -247,7 +266,7 @@ std::optional<int> CheckAction(const std::vector<CLI::App*>& chain) {
   for (const CLI::App* action : actions)
     names += (names.empty() ? "" : action == actions.back() ? " or " : ", ") + action->get_name();
   const std::string path = CommandPath(*last);
-  const std::vector<std::string> extra = last->remaining();
+  const std::vector<std::string> extra = Leftovers(*last);
   if (!extra.empty() && extra[0].starts_with("-")) return std::nullopt;  // an unknown option
   if (!extra.empty()) return UsageError(path + "unknown action '" + extra[0] + "' (it takes " + names + ")");
   return UsageError(path + "expected " + names + " (see svodb " + path.substr(0, path.size() - 2) +

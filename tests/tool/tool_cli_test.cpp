@@ -496,6 +496,10 @@ TEST_F(Tool, CommandLineOptionsAreValidated) {
       {{"defaults", "--help"}, 0, "\n  --network [A,B[,C,D[,E,F,G]]]\n"},
       {{"serve", "--help"}, 0, "\n  --port N       the HTTP port (default 8600; 0 picks a free port)\n"},
       {{"peek", "30", "31"}, 2, "svodb: peek: unexpected argument '31'\n"},
+      {{"set", "KVFF", "-.5"},
+       2,
+       "svodb: set: '-.5' reads as an option; put -- before a value that starts with '-'\n"},
+      {{"set", "KVFF", "--", "-.5"}, 1, "svodb: set KVFF: Data is out of range (code 23)\n"},
   };
   for (const auto& c : cases) {
     const Outcome run = Run(c.args);
