@@ -37,6 +37,13 @@ std::optional<int32_t> ParseInt32(const std::string& text) {
   return static_cast<int32_t>(parsed);
 }
 
+std::optional<double> ParseNumber(const std::string& text) {
+  char* end = nullptr;
+  const double number = std::strtod(text.c_str(), &end);
+  if (text.empty() || *end != '\0') return std::nullopt;
+  return number;
+}
+
 namespace {
 
 #ifndef _WIN32

@@ -84,5 +84,7 @@ bool ConnectToDrive();
 std::string Trim(const std::string& text);
 
 std::optional<int32_t> ParseInt32(const std::string& text);
+// The whole text as a number (strtod's forms: "-.5", "1e3", "inf").
+std::optional<double> ParseNumber(const std::string& text);
 
 }  // namespace svodb_tool

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <cstdlib>
 
 #include "command_options.h"
 #include "json_output.h"
@@ -224,13 +223,6 @@ std::vector<std::string> Leftovers(const CLI::App& level) {
   return rest;
 }
 
-// "-.5": CLI11 takes only "-" and a digit for a number.
-bool LooksLikeNumber(const std::string& text) {
-  char* end = nullptr;
-  std::strtod(text.c_str(), &end);
-  return !text.empty() && end == text.c_str() + text.size();
-}
-
 // What the parse left over before the command's name: "help", or a mistake.
 std::optional<int> CheckLeftovers(const CLI::App& app, const std::vector<CLI::App*>& chain, Flags& flags) {
   const std::vector<std::string> rest = Leftovers(app);
@@ -246,7 +238,8 @@ std::optional<int> CheckLeftovers(const CLI::App& app, const std::vector<CLI::Ap
     const std::vector<std::string> extra = Leftovers(*command);
     if (extra.empty() || flags.help) continue;
     const std::string path = CommandPath(*command);
-    if (extra[0].starts_with("-") && LooksLikeNumber(extra[0]))
+    // "-.5": CLI11 takes only "-" and a digit for a number.
+    if (extra[0].starts_with("-") && ParseNumber(extra[0]))
       return UsageError(path + "'" + extra[0] +
                         "' reads as an option; put -- before a value that starts with '-'");
     if (extra[0].starts_with("-"))

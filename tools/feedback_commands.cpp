@@ -76,9 +76,8 @@ int32_t Validate(const Block& block) {
 
 // A field shown as a number is a JSON number; the motor's name stays text.
 Json NumberOrText(const std::string& text) {
-  char* end = nullptr;
-  const double value = std::strtod(text.c_str(), &end);
-  return !text.empty() && *end == '\0' ? Json(value) : Json(text);
+  const std::optional<double> value = ParseNumber(text);
+  return value ? Json(*value) : Json(text);
 }
 
 // Reading the whole block from the device takes seconds.
@@ -265,11 +264,7 @@ bool IsTrxParameter(const std::string& name) {
   return std::ranges::any_of(kTrxParameters, [&](const TrxParameter& known) { return name == known.name; });
 }
 
-bool IsNumber(const std::string& text) {
-  char* end = nullptr;
-  std::strtod(text.c_str(), &end);
-  return !text.empty() && *end == '\0';
-}
+bool IsNumber(const std::string& text) { return ParseNumber(text).has_value(); }
 
 struct TrxOptions {
   bool set = false;
@@ -303,7 +298,7 @@ int RunTrxGet(const std::string& name) {
 }
 
 int RunTrxSet(const std::string& name, const std::string& given) {
-  const double value = std::strtod(given.c_str(), nullptr);
+  const double value = ParseNumber(given).value_or(0.0);
   const int32_t maximum = std::ranges::find(kTrxParameters, name, &TrxParameter::name)->maximum;
   if (value < 0 || value >= maximum + 1)
     return UsageError("trx set: " + name + " takes 0-" + std::to_string(maximum) + ", not " + given);

@@ -148,10 +148,8 @@ std::optional<std::string> LabelOf(const std::string& name, int32_t value) {
 }
 
 std::string FractionProblem(const std::string& name, const std::string& text) {
-  char* end = nullptr;
-  const double number = std::strtod(text.c_str(), &end);
-  const bool fraction =
-      !text.empty() && *end == '\0' && std::isfinite(number) && number != std::trunc(number);
+  const std::optional<double> number = ParseNumber(text);
+  const bool fraction = number && std::isfinite(*number) && *number != std::trunc(*number);
   if (!fraction || !HoldsInteger(name)) return "";
   return name + " is an integer variable: it takes whole numbers, not '" + text + "'";
 }
@@ -159,9 +157,9 @@ std::string FractionProblem(const std::string& name, const std::string& text) {
 std::optional<double> ParseValue(const std::string& name, const std::string& text, std::string& problem) {
   problem = FractionProblem(name, text);
   if (!problem.empty()) return std::nullopt;
-  char* end = nullptr;
-  const double number = std::strtod(text.c_str(), &end);
-  const bool numeric = !text.empty() && *end == '\0' && std::isfinite(number);
+  const std::optional<double> parsed = ParseNumber(text);
+  const bool numeric = parsed && std::isfinite(*parsed);
+  const double number = numeric ? *parsed : 0.0;
   if (!IsEnumerated(name)) {
     if (!numeric) problem = "'" + text + "' is not a number";
     return numeric ? std::optional<double>(number) : std::nullopt;
