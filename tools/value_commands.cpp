@@ -217,9 +217,10 @@ void DeclareSet(CLI::App& command) {
 
 int RunSet() {
   const std::string name = *CatalogueName(set.name);
-  // A fraction for an integer variable is refused before the drive is
-  // touched; the labels an enumerated one takes are the drive's.
-  if (const std::string problem = FractionProblem(name, set.value); !problem.empty())
+  // A fraction for an integer variable, or a word for a plain number, is
+  // refused before the drive is touched; the labels an enumerated one takes
+  // are the drive's.
+  if (const std::string problem = ProblemBeforeTheDrive(name, set.value); !problem.empty())
     return UsageError("set: " + problem);
   const auto target = ChooseTarget(set.node);
   if (!target) return kExitFailure;

@@ -147,23 +147,21 @@ std::optional<std::string> LabelOf(const std::string& name, int32_t value) {
   return std::string(label);
 }
 
-std::string FractionProblem(const std::string& name, const std::string& text) {
+std::string ProblemBeforeTheDrive(const std::string& name, const std::string& text) {
   const std::optional<double> number = ParseNumber(text);
-  const bool fraction = number && std::isfinite(*number) && *number != std::trunc(*number);
-  if (!fraction || !HoldsInteger(name)) return "";
+  const bool numeric = number && std::isfinite(*number);
+  if (!numeric) return IsEnumerated(name) ? "" : "'" + text + "' is not a number";
+  if (*number == std::trunc(*number) || !HoldsInteger(name)) return "";
   return name + " is an integer variable: it takes whole numbers, not '" + text + "'";
 }
 
 std::optional<double> ParseValue(const std::string& name, const std::string& text, std::string& problem) {
-  problem = FractionProblem(name, text);
+  problem = ProblemBeforeTheDrive(name, text);
   if (!problem.empty()) return std::nullopt;
   const std::optional<double> parsed = ParseNumber(text);
   const bool numeric = parsed && std::isfinite(*parsed);
   const double number = numeric ? *parsed : 0.0;
-  if (!IsEnumerated(name)) {
-    if (!numeric) problem = "'" + text + "' is not a number";
-    return numeric ? std::optional<double>(number) : std::nullopt;
-  }
+  if (!IsEnumerated(name)) return number;
   const std::vector<int32_t> values = EnumeratedValues(name);
   std::string offered;
   for (const int32_t value : values) {

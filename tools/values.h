@@ -35,9 +35,9 @@ std::optional<std::string> LabelOf(const std::string& name, int32_t value);
 // none when the text is neither.
 std::optional<double> ParseValue(const std::string& name, const std::string& text, std::string& problem);
 // Why the text cannot be a value of the variable, as far as the catalogue
-// tells without the drive (a fraction for an integer variable); "" when
-// it may be.
-std::string FractionProblem(const std::string& name, const std::string& text);
+// tells without the drive (a fraction for an integer variable, a word for
+// a variable that has no labels); "" when it may be.
+std::string ProblemBeforeTheDrive(const std::string& name, const std::string& text);
 
 // The catalogue lists the variables alphabetically without headings; the
 // tool and the panel group them by what a commissioning engineer does with
