@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <functional>
 #include <optional>
 #include <string>
@@ -21,11 +22,18 @@
 namespace svodb {
 namespace {
 
+using code::kOk;
+using code::kSystemError;
+using code::kTransferError;
 using sim::Operation;
 using sim::Persistence;
 using Lines = std::vector<std::string>;
-using Bytes = std::vector<std::pair<int, int>>;  // address or entry, content
+using Bytes = std::vector<std::pair<int, int>>;             // FPGA address, content
+using Entries = std::vector<std::pair<int, sim::NvEntry>>;  // NV entry, content
 using Plan = std::function<void(sim::FaultPlan&)>;
+constexpr Operation kGet = Operation::kGetVarFromFPGA, kPut = Operation::kPutVarToFPGA;
+constexpr Operation kNvGet = Operation::kGetVarFromEEPROM, kNvPut = Operation::kPutVarToEEPROM;
+constexpr Persistence kAlways = Persistence::kAlways;
 
 // A failing call: the call-th of the operation (counting only calls with
 // that first argument, when one is given) answers code.
@@ -42,12 +50,18 @@ Plan Failing(std::vector<Failure> failures) {
     for (const Failure& f : failures) p.FailCall(f.operation, f.call, f.code, f.argument);
   };
 }
+Plan DropFpga(int address, Persistence persistence = Persistence::kOnce) {
+  return [=](sim::FaultPlan& p) { p.DropFpgaWrite(address, persistence); };
+}
+Plan DropNv(int entry, Persistence persistence = Persistence::kOnce) {
+  return [=](sim::FaultPlan& p) { p.DropNvWrite(entry, persistence); };
+}
 
 std::string N(int value) { return std::to_string(value); }
-std::string FpgaGet(int address, int value) {
+std::string Get(int address, int value) {
   return "GetVarFromFPGA(" + N(address) + ") -> 1 [" + N(value) + "]";
 }
-std::string FpgaPut(int address, int value, int result = 1) {
+std::string Put(int address, int value, int result = 1) {
   return "PutVarToFPGA(" + N(address) + ", " + N(value) + ") -> " + N(result);
 }
 std::string NvGet(int entry, int reg, int data) {
@@ -63,6 +77,31 @@ Lines Concat(std::initializer_list<Lines> parts) {
   for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
 }
+
+enum Call : uint8_t { kReadFpga, kReadNv, kReadOnline, kWriteFpga, kWriteNv, kWriteOnline };
+
+// One transfer: what the drive holds first and the faults it shows, then
+// what must come of the call: its result, the raw value a read gives and
+// the traffic.
+struct Row {
+  Row(Call c, const char* n, int32_t v, Result r, Lines t, Bytes f = {}, Entries e = {}, Plan p = {})
+      : call(c),
+        name(n),
+        value(v),
+        code(r),
+        traffic(std::move(t)),
+        fpga(std::move(f)),
+        nv(std::move(e)),
+        faults(std::move(p)) {}
+  Call call;
+  const char* name;
+  int32_t value;  // the raw written, or the raw a successful read gives
+  Result code;
+  Lines traffic;
+  Bytes fpga;
+  Entries nv;
+  Plan faults;
+};
 
 // The drive on the serial port, a fresh register map and an empty call log.
 class RegisterTransfers : public ::testing::Test {
@@ -88,6 +127,30 @@ class RegisterTransfers : public ::testing::Test {
     for (const auto& [address, value] : bytes)
       drive.SetFpgaByte(static_cast<uint8_t>(address), static_cast<uint8_t>(value));
   }
+  Result Run(Call call, std::string_view name, int32_t value, int32_t& raw) {
+    switch (call) {
+      case kReadFpga: return ReadFpgaField(ctx, name, raw);
+      case kReadNv: return ReadNvField(ctx, name, raw);
+      case kReadOnline: return ReadRegisterOnline(ctx, name, raw);
+      case kWriteFpga: return WriteFpgaField(ctx, name, value);
+      case kWriteNv: return WriteNvField(ctx, name, value);
+      case kWriteOnline: return WriteRegisterOnline(ctx, name, value, 0);
+    }
+    return code::kSystemError;
+  }
+  void Expect(const Row& row) {
+    SCOPED_TRACE(std::string(row.name) + " " + N(row.call) + " " + N(row.value) + " " +
+                 N(static_cast<int>(row.traffic.size())));
+    SetFpga(row.fpga);
+    for (const auto& [entry, content] : row.nv) drive.SetNvEntry(static_cast<uint8_t>(entry), content);
+    Fresh(row.faults);
+    int32_t raw = 0;
+    EXPECT_EQ(Run(row.call, row.name, row.value, raw), row.code);
+    EXPECT_EQ(Log(), row.traffic);
+    if (row.call <= kReadOnline && row.code == kOk) {
+      EXPECT_EQ(raw, row.value);
+    }
+  }
 
   ParameterDatabase db;
   RegisterMap registers;
@@ -103,8 +166,6 @@ class RegisterTransfersOldLogic : public RegisterTransfers {
       : RegisterTransfers(sim::DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
 };
 
-// ------------------------------------------------------------------- reads
-
 TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
   const std::tuple<const char*, Bytes, std::vector<int>, int32_t> cases[] = {
       {"KVP", {{16, 0x12}}, {16, 16}, 0x21},  // nibbles swapped
@@ -119,171 +180,155 @@ TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
        -2147483647},
       {"AuxFBDivisor", {{83, 1}, {82, 2}, {81, 3}, {80, 4}}, {83, 82, 81, 80, 83, 82, 81, 80}, 0x01020304},
   };
-  using Reader = Result (*)(LibraryContext&, std::string_view, int32_t&);
-  for (const Reader read : {Reader{&ReadFpgaField}, Reader{&ReadRegisterOnline}}) {
+  for (const Call call : {kReadFpga, kReadOnline}) {
     for (const auto& [name, bytes, reads, value] : cases) {
-      SCOPED_TRACE(name);
-      SetFpga(bytes);
-      Fresh();
       Lines expected;
       for (int address : reads) {
         for (const auto& [a, v] : bytes)
-          if (a == address) expected.push_back(FpgaGet(a, v));
+          if (a == address) expected.push_back(Get(a, v));
       }
-      int32_t raw = 0;
-      EXPECT_EQ(read(ctx, name, raw), code::kOk);
-      EXPECT_EQ(raw, value);
-      EXPECT_EQ(Log(), expected);
+      Expect({call, name, value, kOk, expected, bytes});
     }
   }
 }
 
-TEST_F(RegisterTransfers, SecondReadThatDiffersFailsExceptForTheCommand) {
-  SetFpga({{16, 0x12}, {10, 0x01}, {9, 0x00}});
-  int32_t raw = -7;
-  drive.Faults().ChangeSecondRead(16);
-  EXPECT_EQ(ReadFpgaField(ctx, "KVP", raw), code::kTransferError);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0x12), FpgaGet(16, 0x13)}));
-
-  // The command moves with the motor: its second read stands.
-  Fresh([](sim::FaultPlan& p) { p.ChangeSecondRead(10); });
-  EXPECT_EQ(ReadFpgaField(ctx, "Command", raw), code::kOk);
-  EXPECT_EQ(raw, 0);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(10, 1), FpgaGet(9, 0), FpgaGet(10, 0), FpgaGet(9, 0)}));
-
-  // Only that exact spelling is spared the comparison.
-  drive.Faults().ChangeSecondRead(10);
-  EXPECT_EQ(ReadFpgaField(ctx, "command", raw), code::kTransferError);
-}
-
-TEST_F(RegisterTransfers, TransportFailurePassesThroughUnchanged) {
-  SetFpga({{81, 0x12}, {80, 0x34}});
-  for (const auto& [call, failure] : {std::pair{2, 3}, std::pair{3, 6}, std::pair{4, 2}}) {
-    SCOPED_TRACE(call);
-    Fresh();
-    drive.Faults().FailCall(Operation::kGetVarFromFPGA, call, failure);
-    int32_t raw = 0;
-    EXPECT_EQ(ReadFpgaField(ctx, "GearIn", raw), failure);
-    ASSERT_EQ(Log().size(), static_cast<std::size_t>(call));
-    EXPECT_EQ(Log().back(), "GetVarFromFPGA(" + N(call % 2 == 1 ? 81 : 80) + ") -> " + N(failure));
-  }
-
-  // A write's read of the shared byte or entry, and its read-back, likewise.
-  for (const auto& [operation, call, logged] :
-       {std::tuple{Operation::kGetVarFromFPGA, 1, 1u}, std::tuple{Operation::kGetVarFromFPGA, 2, 3u},
-        std::tuple{Operation::kGetVarFromEEPROM, 1, 1u}, std::tuple{Operation::kGetVarFromEEPROM, 2, 3u}}) {
-    SCOPED_TRACE(call);
-    Fresh();
-    drive.Faults().FailCall(operation, call, 6);
-    const bool fpga = operation == Operation::kGetVarFromFPGA;
-    EXPECT_EQ(fpga ? WriteFpgaField(ctx, "KVP", 1) : WriteNvField(ctx, "KVP", 1), 6);
-    EXPECT_EQ(Log().size(), logged);
-  }
-}
-
-TEST_F(RegisterTransfers, BiquadCoefficientIsReadThroughTheAddressRegister) {
+TEST_F(RegisterTransfers, ReadsFailAsTheDriveAnswers) {
   drive.SetBiquadByte(10, 0x34);
   drive.SetBiquadByte(11, 0x12);
-  int32_t raw = 0;
-  EXPECT_EQ(ReadFpgaField(ctx, "BQ1K1", raw), code::kOk);
-  EXPECT_EQ(raw, 0x1234);
-  EXPECT_EQ(Log(), (Lines{FpgaPut(42, 10), FpgaGet(108, 0x34), FpgaPut(42, 11), FpgaGet(108, 0x12)}));
-
-  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3);
-  EXPECT_EQ(ReadFpgaField(ctx, "BQ1K1", raw), code::kSystemError);
+  const Bytes gearIn{{81, 0x12}, {80, 0x34}}, command{{10, 1}, {9, 0}};
+  const Lines commandTwice{Get(10, 1), Get(9, 0), Get(10, 0), Get(9, 0)};
+  const Entries entries{{39, {81, 0x12}}, {38, {0x55, 0x34}}};  // the lower entry's register is not checked
+  const Plan secondKvp = [](sim::FaultPlan& p) { p.ChangeSecondRead(16); };
+  const Plan secondCommand = [](sim::FaultPlan& p) { p.ChangeSecondRead(10); };
+  const auto distort = [](int call) { return [=](sim::FaultPlan& p) { p.DistortCall(kNvGet, call); }; };
+  const Row rows[] = {
+      Row(kReadFpga, "KVP", 0, kTransferError, {Get(16, 0x12), Get(16, 0x13)}, {{16, 0x12}}, {}, secondKvp),
+      // The command moves with the motor: its second read stands, but only
+      // under that exact spelling.
+      Row(kReadFpga, "Command", 0, kOk, commandTwice, command, {}, secondCommand),
+      Row(kReadFpga, "command", 0, kTransferError, commandTwice, command, {}, secondCommand),
+      // A transport failure passes through unchanged.
+      Row(kReadFpga, "GearIn", 0, 3, {Get(81, 0x12), "GetVarFromFPGA(80) -> 3"}, gearIn, {},
+          Failing({{kGet, 2, 3}})),
+      Row(kReadFpga, "GearIn", 0, 6, {Get(81, 0x12), Get(80, 0x34), "GetVarFromFPGA(81) -> 6"}, gearIn, {},
+          Failing({{kGet, 3, 6}})),
+      Row(kReadFpga, "GearIn", 0, 2, {Get(81, 0x12), Get(80, 0x34), Get(81, 0x12), "GetVarFromFPGA(80) -> 2"},
+          gearIn, {}, Failing({{kGet, 4, 2}})),
+      // A biquad coefficient is read through the address register.
+      Row(kReadFpga, "BQ1K1", 0x1234, kOk, {Put(42, 10), Get(108, 0x34), Put(42, 11), Get(108, 0x12)}),
+      Row(kReadFpga, "BQ1K1", 0, kSystemError, {Put(42, 10), "GetVarFromFPGA(108) -> 3"}, {}, {},
+          Failing({{kGet, 1, 3}})),
+      Row(kReadNv, "GearIn", 0x1234, kOk,
+          Concat(
+              {{NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34)}, {NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34)}}),
+          {}, entries),
+      Row(kReadNv, "GearIn", 0, code::kNvAddressMismatch, {NvGet(39, 50, 0x12)}, {}, entries,
+          [](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); }),
+      // Either entry's data changing between the reads fails.
+      Row(kReadNv, "GearIn", 0, kTransferError,
+          {NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34), NvGet(39, 81, 0x13), NvGet(38, 0x55, 0x34)}, {},
+          entries, distort(3)),
+      Row(kReadNv, "GearIn", 0, kTransferError,
+          {NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34), NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x35)}, {},
+          entries, distort(4)),
+  };
+  for (const Row& row : rows) Expect(row);
 }
 
 TEST_F(RegisterTransfers, UnknownNameAndSerialNumberAreRefusedBeforeAnyTraffic) {
-  using Op = std::function<Result(std::string_view)>;
-  int32_t raw = 0;
-  const std::vector<Op> ops{
-      [&](std::string_view n) { return ReadFpgaField(ctx, n, raw); },
-      [&](std::string_view n) { return WriteFpgaField(ctx, n, 1); },
-      [&](std::string_view n) { return ReadNvField(ctx, n, raw); },
-      [&](std::string_view n) { return WriteNvField(ctx, n, 1); },
-      [&](std::string_view n) { return ReadRegisterOnline(ctx, n, raw); },
-      [&](std::string_view n) { return WriteRegisterOnline(ctx, n, 1, 0); },
-      [&](std::string_view n) { return LoadFromDrive(ctx, n, 0); },
-      [&](std::string_view n) { return LoadFromNv(ctx, n, 0); },
-      [&](std::string_view n) { return StoreToDrive(ctx, n, 0); },
-      [&](std::string_view n) { return StoreToNv(ctx, n, 0); },
-  };
-  for (std::size_t i = 0; i < ops.size(); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(ops[i]("NoSuchRegister"), code::kInvalidParameter);
+  for (int call = 0; call < 10; ++call) {
+    SCOPED_TRACE(call);
+    const auto run = [&](std::string_view name) {
+      int32_t raw = 0;
+      switch (call) {
+        case 6: return LoadFromDrive(ctx, name, 0);
+        case 7: return LoadFromNv(ctx, name, 0);
+        case 8: return StoreToDrive(ctx, name, 0);
+        case 9: return StoreToNv(ctx, name, 0);
+        default: return Run(static_cast<Call>(call), name, 1, raw);
+      }
+    };
+    EXPECT_EQ(run("NoSuchRegister"), code::kInvalidParameter);
     // 24 bytes: only the online strings move the serial number.
-    EXPECT_EQ(ops[i]("SerialNum"), code::kSystemError);
+    EXPECT_EQ(run("SerialNum"), kSystemError);
     EXPECT_TRUE(Log().empty());
   }
 }
 
-// ------------------------------------------------------------------ writes
-
-TEST_F(RegisterTransfers, OneByteWriteKeepsTheOtherRegistersBits) {
-  const std::tuple<const char*, int, int, int32_t, int> cases[] = {
-      {"KIP", 2, 0xC0, 8, 0xC1},        // KII and BatFDis kept, 3-bit halves swapped
-      {"CmdSrc", 1, 0x8D, 2, 0xAD},     // between OpMode, CommMode and EMUFunc
-      {"DInp2Pol", 74, 0x1F, 0, 0x1D},  // clearing one bit
-      {"HstSet", 39, 0x00, -88, 0xA8},  // signed 8-bit
+TEST_F(RegisterTransfers, WritesReadWhatTheyShareWriteInOrderAndReadBack) {
+  const Lines posFb{Put(45, 3), Put(46, 2), Put(47, 1), Get(47, 0), Get(46, 0), Get(45, 0)};
+  const Lines kvpLost{Get(16, 0), Put(16, 0x12), Get(16, 0), Get(16, 0), Put(16, 0x12)};
+  const Lines kvpNvLost{NvGet(23, 16, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0), NvGet(23, 16, 0),
+                        NvPut(23, 16, 0x12)};
+  const Lines pwmNv{NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0), NvGet(4, 5, 0xCA)};
+  const Lines fbDivisorPuts{NvPut(63, 99, 4), NvPut(64, 100, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)};
+  const Lines fbDivisorReads{NvGet(66, 102, 1), NvGet(65, 101, 2), NvGet(64, 100, 3), NvGet(63, 99, 4)};
+  const Entries kvpEntry{{23, {16, 0}}}, pwmEntries{{4, {5, 0}}, {5, {6, 0}}};
+  const Row rows[] = {
+      // One byte: the other registers' bits are kept (KIP's 3-bit halves swapped).
+      Row(kWriteFpga, "KIP", 8, kOk, {Get(2, 0xC0), Put(2, 0xC1), Get(2, 0xC1)}, {{2, 0xC0}}),
+      Row(kWriteFpga, "CmdSrc", 2, kOk, {Get(1, 0x8D), Put(1, 0xAD), Get(1, 0xAD)}, {{1, 0x8D}}),
+      Row(kWriteFpga, "DInp2Pol", 0, kOk, {Get(74, 0x1F), Put(74, 0x1D), Get(74, 0x1D)}, {{74, 0x1F}}),
+      Row(kWriteFpga, "HstSet", -88, kOk, {Get(39, 0), Put(39, 0xA8), Get(39, 0xA8)}, {{39, 0}}),
+      // Two bytes: the shared lower byte is read, written first and read back last.
+      Row(kWriteFpga, "CommOff", -1, kOk,
+          {Get(14, 0x05), Put(14, 0xF5), Put(15, 0xFF), Get(15, 0xFF), Get(14, 0xF5)}, {{14, 0x05}, {15, 0}}),
+      // A lost upper byte is written once more, after the shared byte is read again.
+      Row(kWriteFpga, "PWMMinus", -5174, kOk,
+          {Get(5, 0), Put(5, 0xCA), Put(6, 0xEB), Get(6, 0x00), Get(5, 0xCA), Get(5, 0xCA), Put(5, 0xCA),
+           Put(6, 0xEB), Get(6, 0xEB), Get(5, 0xCA)},
+          {{5, 0}, {6, 0}}, {}, DropFpga(6)),
+      // Wide fields: lowest address first, nothing read first.
+      Row(kWriteFpga, "FBDivisor", 0x01020304, kOk,
+          {Put(99, 4), Put(100, 3), Put(101, 2), Put(102, 1), Get(102, 1), Get(101, 2), Get(100, 3),
+           Get(99, 4)}),
+      // The position counter belongs to the drive: never confirmed.
+      Row(kWriteFpga, "PosFB", 0x010203, kTransferError, Concat({posFb, posFb})),
+      // A write that does not stick is made once more.
+      Row(kWriteFpga, "KVP", 0x21, kOk, Concat({kvpLost, {Get(16, 0x12)}}), {{16, 0}}, {}, DropFpga(16)),
+      Row(kWriteFpga, "KVP", 0x21, kTransferError, Concat({kvpLost, {Get(16, 0)}}), {{16, 0}}, {},
+          DropFpga(16, kAlways)),
+      Row(kWriteNv, "KVP", 0x21, kOk, Concat({kvpNvLost, {NvGet(23, 16, 0x12)}}), {}, kvpEntry, DropNv(23)),
+      Row(kWriteNv, "KVP", 0x21, kTransferError, Concat({kvpNvLost, {NvGet(23, 16, 0)}}), {}, kvpEntry,
+          DropNv(23, kAlways)),
+      // A failing read of the shared byte or entry, or of the read-back, passes through.
+      Row(kWriteFpga, "KVP", 1, 6, {"GetVarFromFPGA(16) -> 6"}, {{16, 0}}, {}, Failing({{kGet, 1, 6}})),
+      Row(kWriteFpga, "KVP", 1, 6, {Get(16, 0), Put(16, 0x10), "GetVarFromFPGA(16) -> 6"}, {{16, 0}}, {},
+          Failing({{kGet, 2, 6}})),
+      Row(kWriteNv, "KVP", 1, 6, {"GetVarFromEEPROM(23) -> 6"}, {}, kvpEntry, Failing({{kNvGet, 1, 6}})),
+      Row(kWriteNv, "KVP", 1, 6, {NvGet(23, 16, 0), NvPut(23, 16, 0x10), "GetVarFromEEPROM(23) -> 6"}, {},
+          kvpEntry, Failing({{kNvGet, 2, 6}})),
+      // An NV write repairs the entry's register; its read-back looks at the data only.
+      Row(kWriteNv, "KVP", 0x21, kOk, {NvGet(23, 50, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0x12)}, {},
+          {{23, {50, 0}}}),
+      Row(kWriteNv, "KVP", 0x21, kOk, {NvGet(23, 50, 0x12), NvPut(23, 16, 0x12), NvGet(23, 50, 0x12)}, {},
+          {{23, {50, 0x12}}}, DropNv(23)),
+      Row(kWriteNv, "KIP", 8, kOk, {NvGet(1, 2, 0xC0), NvPut(1, 2, 0xC1), NvGet(1, 2, 0xC1)}, {},
+          {{1, {2, 0xC0}}}),
+      // Two bytes in NV: a failed put ends the write; PWMMinus is read back.
+      Row(kWriteNv, "CommOff", -1, 3, {NvGet(13, 14, 5), NvPut(13, 14, 0xF5, 3)}, {}, {{13, {14, 5}}},
+          Failing({{kNvPut, 1, 3}})),
+      Row(kWriteNv, "CommOff", -1, kOk,
+          {NvGet(13, 14, 5), NvPut(13, 14, 0xF5), NvPut(14, 15, 0xFF), NvGet(14, 15, 0xFF),
+           NvGet(13, 14, 0xF5)},
+          {}, {{13, {14, 5}}}),
+      Row(kWriteNv, "PWMMinus", -5174, kTransferError,
+          Concat({{NvGet(4, 5, 0)}, pwmNv, {NvGet(4, 5, 0xCA)}, pwmNv}), {}, pwmEntries, DropNv(5, kAlways)),
+      // Wide fields in NV: the put results are ignored, the read-back decides.
+      Row(kWriteNv, "FBDivisor", 0x01020304, kOk,
+          Concat({{NvPut(63, 99, 4), NvPut(64, 100, 3, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)},
+                  {NvGet(66, 102, 1), NvGet(65, 101, 2), NvGet(64, 100, 0), NvGet(63, 99, 4)},
+                  fbDivisorPuts,
+                  fbDivisorReads}),
+          {}, {{64, {100, 0}}}, Failing({{kNvPut, 2, 3}})),
+      // A biquad coefficient in NV is the indirect write sequence, not read back.
+      Row(kWriteNv, "BQ1K1", 0x1234, kOk,
+          {NvPut(93, 42, 10), NvPut(94, 108, 0x34), NvPut(95, 42, 11), NvPut(96, 108, 0x12)}, {}, {},
+          DropNv(94)),
+      Row(kWriteNv, "BQ1K1", 0x1234, kSystemError,
+          {NvPut(93, 42, 10), NvPut(94, 108, 0x34), NvPut(95, 42, 11, 6)}, {}, {}, Failing({{kNvPut, 3, 6}})),
   };
-  for (const auto& [name, address, before, value, after] : cases) {
-    SCOPED_TRACE(name);
-    SetFpga({{address, before}});
-    Fresh();
-    EXPECT_EQ(WriteFpgaField(ctx, name, value), code::kOk);
-    EXPECT_EQ(Log(), (Lines{FpgaGet(address, before), FpgaPut(address, after), FpgaGet(address, after)}));
-  }
-}
-
-TEST_F(RegisterTransfers, TwoByteWriteReadsTheLowerByteWritesItFirstAndReadsBack) {
-  SetFpga({{14, 0x05}, {15, 0x00}});
-  EXPECT_EQ(WriteFpgaField(ctx, "CommOff", -1), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(14, 0x05), FpgaPut(14, 0xF5), FpgaPut(15, 0xFF), FpgaGet(15, 0xFF),
-                          FpgaGet(14, 0xF5)}));
-
-  // PWMMinus (byte count 12) is read back like the others: a lost upper byte
-  // is written once more, after the shared byte is read again.
-  SetFpga({{5, 0x00}, {6, 0x00}});
-  Fresh([](sim::FaultPlan& p) { p.DropFpgaWrite(6); });
-  EXPECT_EQ(WriteFpgaField(ctx, "PWMMinus", -5174), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(5, 0), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB), FpgaGet(6, 0x00),
-                          FpgaGet(5, 0xCA), FpgaGet(5, 0xCA), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB),
-                          FpgaGet(6, 0xEB), FpgaGet(5, 0xCA)}));
-}
-
-TEST_F(RegisterTransfers, WideFieldsAreWrittenLowestAddressFirstWithoutReadingFirst) {
-  EXPECT_EQ(WriteFpgaField(ctx, "FBDivisor", 0x01020304), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaPut(99, 4), FpgaPut(100, 3), FpgaPut(101, 2), FpgaPut(102, 1), FpgaGet(102, 1),
-                          FpgaGet(101, 2), FpgaGet(100, 3), FpgaGet(99, 4)}));
-
-  // The position counter belongs to the drive: three bytes go out twice and
-  // the write is reported as not confirmed.
-  Fresh();
-  const Lines attempt{FpgaPut(45, 3), FpgaPut(46, 2), FpgaPut(47, 1),
-                      FpgaGet(47, 0), FpgaGet(46, 0), FpgaGet(45, 0)};
-  EXPECT_EQ(WriteFpgaField(ctx, "PosFB", 0x010203), code::kTransferError);
-  EXPECT_EQ(Log(), Concat({attempt, attempt}));
-}
-
-TEST_F(RegisterTransfers, WriteThatDoesNotStickIsMadeOnceMore) {
-  for (const auto& [persistence, expected] :
-       {std::pair{Persistence::kOnce, code::kOk}, std::pair{Persistence::kAlways, code::kTransferError}}) {
-    SCOPED_TRACE(expected);
-    SetFpga({{16, 0x00}});
-    Fresh();
-    drive.Faults().DropFpgaWrite(16, persistence);
-    EXPECT_EQ(WriteFpgaField(ctx, "KVP", 0x21), expected);
-    const int last = expected == code::kOk ? 0x12 : 0x00;
-    EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0), FpgaPut(16, 0x12), FpgaGet(16, 0), FpgaGet(16, 0),
-                            FpgaPut(16, 0x12), FpgaGet(16, last)}));
-    // The same in NV.
-    drive.SetNvEntry(23, {16, 0x00});
-    Fresh();
-    drive.Faults().DropNvWrite(23, persistence);
-    EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), expected);
-    EXPECT_EQ(Log(), (Lines{NvGet(23, 16, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0), NvGet(23, 16, 0),
-                            NvPut(23, 16, 0x12), NvGet(23, 16, last)}));
-  }
+  for (const Row& row : rows) Expect(row);
 }
 
 TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) {
@@ -293,104 +338,20 @@ TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) 
   ASSERT_EQ(registers.SetRawValue("BQ0B2", 999, 0, 1), code::kOk);  // an offline image: not sent
   values[15] = 777;
   values[5] = 0x1234;
-
-  EXPECT_EQ(WriteFpgaField(ctx, "bq1k1", 0x1234), code::kOk);
-  Lines expected;
+  Lines bank;
   for (int i = 0; i < 16; ++i) {
     const int v = values[static_cast<std::size_t>(i)];
-    for (const std::string& line :
-         {FpgaPut(42, 2 * i), FpgaPut(108, v & 0xFF), FpgaPut(42, 2 * i + 1), FpgaPut(108, v >> 8)})
-      expected.push_back(line);
+    for (const std::string& line : {Put(42, 2 * i), Put(108, v & 0xFF), Put(42, 2 * i + 1), Put(108, v >> 8)})
+      bank.push_back(line);
   }
-  EXPECT_EQ(Log(), expected);
+  Expect(Row(kWriteFpga, "bq1k1", 0x1234, kOk, bank));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
   EXPECT_EQ(Store("BQ1K1", 1), 10989);
-
   // A failing call ends the bank; the store keeps its value.
-  Fresh([](sim::FaultPlan& p) { p.FailCall(Operation::kPutVarToFPGA, 10, 3); });
-  EXPECT_EQ(WriteFpgaField(ctx, "BQ1K1", 0x4321), code::kSystemError);
-  EXPECT_EQ(Log().size(), 10u);
+  Lines failed(bank.begin(), bank.begin() + 9);
+  failed.push_back(Put(108, 128, 3));
+  Expect(Row(kWriteFpga, "BQ1K1", 0x4321, kSystemError, failed, {}, {}, Failing({{kPut, 10, 3}})));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
-}
-
-// ------------------------------------------------------------------ NV
-
-TEST_F(RegisterTransfers, ReadChecksOnlyTheTopEntryAndReadsTwice) {
-  drive.SetNvEntry(39, {81, 0x12});
-  drive.SetNvEntry(38, {0x55, 0x34});  // a lower entry's register is not checked
-  int32_t raw = 0;
-  EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kOk);
-  EXPECT_EQ(raw, 0x1234);
-  EXPECT_EQ(Log(),
-            (Lines{NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34), NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34)}));
-
-  Fresh([](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); });
-  EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kNvAddressMismatch);
-  EXPECT_EQ(Log(), (Lines{NvGet(39, 50, 0x12)}));
-
-  // Either entry's data changing between the reads fails.
-  for (int read : {3, 4}) {
-    Fresh([&](sim::FaultPlan& p) { p.DistortCall(Operation::kGetVarFromEEPROM, read); });
-    EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kTransferError) << read;
-  }
-}
-
-TEST_F(RegisterTransfers, OneByteWriteKeepsNeighboursAndRepairsTheRegister) {
-  drive.SetNvEntry(23, {50, 0x00});
-  drive.SetNvEntry(1, {2, 0xC0});
-  EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), code::kOk);
-  EXPECT_EQ(WriteNvField(ctx, "KIP", 8), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvGet(23, 50, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0x12), NvGet(1, 2, 0xC0),
-                          NvPut(1, 2, 0xC1), NvGet(1, 2, 0xC1)}));
-
-  // The read-back looks at the data only.
-  drive.SetNvEntry(23, {50, 0x12});
-  Fresh([](sim::FaultPlan& p) { p.DropNvWrite(23); });
-  EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), code::kOk);
-  EXPECT_EQ(Log().size(), 3u);
-}
-
-TEST_F(RegisterTransfers, TwoByteWriteStopsAtAFailedPutAndPwmMinusIsReadBack) {
-  drive.SetNvEntry(13, {14, 0x05});
-  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 1, 3);
-  EXPECT_EQ(WriteNvField(ctx, "CommOff", -1), 3);
-  EXPECT_EQ(Log(), (Lines{NvGet(13, 14, 5), NvPut(13, 14, 0xF5, 3)}));
-
-  Fresh();
-  EXPECT_EQ(WriteNvField(ctx, "CommOff", -1), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvGet(13, 14, 5), NvPut(13, 14, 0xF5), NvPut(14, 15, 0xFF), NvGet(14, 15, 0xFF),
-                          NvGet(13, 14, 0xF5)}));
-
-  drive.SetNvEntry(4, {5, 0});
-  drive.SetNvEntry(5, {6, 0});
-  Fresh([](sim::FaultPlan& p) { p.DropNvWrite(5, Persistence::kAlways); });
-  const Lines attempt{NvGet(4, 5, 0), NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0),
-                      NvGet(4, 5, 0xCA)};
-  const Lines retry{NvGet(4, 5, 0xCA), NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0),
-                    NvGet(4, 5, 0xCA)};
-  EXPECT_EQ(WriteNvField(ctx, "PWMMinus", -5174), code::kTransferError);
-  EXPECT_EQ(Log(), Concat({attempt, retry}));
-}
-
-TEST_F(RegisterTransfers, WideWriteIgnoresPutResultsAndLetsTheReadBackDecide) {
-  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 2, 3);
-  EXPECT_EQ(WriteNvField(ctx, "FBDivisor", 0x01020304), code::kOk);
-  const Lines puts{NvPut(63, 99, 4), NvPut(64, 100, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)};
-  const Lines reads{NvGet(66, 102, 1), NvGet(65, 101, 2), NvGet(64, 100, 3), NvGet(63, 99, 4)};
-  const Lines lines = Log();
-  ASSERT_EQ(lines.size(), 16u);
-  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 4),
-            (Lines{NvPut(63, 99, 4), NvPut(64, 100, 3, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)}));
-  EXPECT_EQ(Lines(lines.begin() + 8, lines.end()), Concat({puts, reads}));
-}
-
-TEST_F(RegisterTransfers, BiquadCoefficientIsTheIndirectWriteSequence) {
-  drive.Faults().DropNvWrite(94);  // not read back
-  EXPECT_EQ(WriteNvField(ctx, "BQ1K1", 0x1234), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvPut(93, 42, 10), NvPut(94, 108, 0x34), NvPut(95, 42, 11), NvPut(96, 108, 0x12)}));
-
-  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 3, 6);
-  EXPECT_EQ(WriteNvField(ctx, "BQ1K1", 0x1234), code::kSystemError);
 }
 
 TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
@@ -404,12 +365,10 @@ TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
   EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 9), code::kOk);  // outside 0-6: the drive's node
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
 
-  drive.Faults().FailCall(Operation::kGetVarFromEEPROM, 2, 3);
+  drive.Faults().FailCall(kNvGet, 2, 3);
   EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 4), code::kSystemError);
   EXPECT_EQ(Store("BQ1K1", 4), 10989);
 }
-
-// ---------------------------------------------------------- store moves
 
 // The drive's logic version as every part of the library asks for it: read
 // now outside an operation, the operation's own answer inside one, and 0
@@ -428,50 +387,37 @@ TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCal
   };
   for (const auto& [insideOperation, failure, expected, logicVersion, traffic] : cases) {
     SCOPED_TRACE(traffic.size());
-    drive.Faults().Clear();
-    drive.Log().Clear();
+    Fresh();
     OperationFacts facts(ctx);
     if (insideOperation) {
       ASSERT_EQ(facts.Read(FactNeeds{.logicVersion = true}, Context::kNone), 1);
     }
-    if (failure != 1) drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, failure);
+    if (failure != 1) drive.Faults().FailEveryCall(kGet, failure);
     int32_t answer = -1;
     EXPECT_EQ(ReadLogicVersion(ctx, answer), expected);
     EXPECT_EQ(answer, logicVersion);
     EXPECT_EQ(LogicVersionOrOldest(ctx), logicVersion);
-    EXPECT_EQ(drive.Log().Lines(), traffic);
+    EXPECT_EQ(Log(), traffic);
   }
 }
 
-// ---------------------------------------------------------- current limits
-
 TEST_F(RegisterTransfersOldLogic, CurrentLimitIsATwoBitFieldInRegister13) {
-  SetFpga({{13, 0x8F}});
-  const Lines logic{FpgaGet(30, 2), FpgaGet(30, 2)};
-  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtPlus", 2, 0), code::kOk);
-  EXPECT_EQ(Log(), Concat({logic, logic, {FpgaGet(13, 0x8F), FpgaPut(13, 0x8B), FpgaGet(13, 0x8B)}}));
-
+  const Lines logic{Get(30, 2), Get(30, 2)};
+  Expect(Row(kWriteOnline, "ILmtPlus", 2, kOk,
+             Concat({logic, logic, {Get(13, 0x8F), Put(13, 0x8B), Get(13, 0x8B)}}), {{13, 0x8F}}));
   // The two-bit range applies: 1 passes although the 8-bit range starts at 105.
   registers.SetCurrentLimitLayout(4);
   EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtMinus", 1, 0), code::kOk);
   EXPECT_EQ(drive.FpgaByte(13), 0x89);
-
   registers.SetCurrentLimitLayout(4);
-  Fresh();
-  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtPlus", 4, 0), code::kOutOfRange);
-  EXPECT_EQ(Log(), logic);
-
-  Fresh();
-  int32_t raw = -1;
-  EXPECT_EQ(ReadRegisterOnline(ctx, "ILmtMinus", raw), code::kOk);
-  EXPECT_EQ(raw, 1);
-  EXPECT_EQ(Log(), Concat({logic, logic, {FpgaGet(13, 0x89), FpgaGet(13, 0x89)}}));
+  Expect(Row(kWriteOnline, "ILmtPlus", 4, code::kOutOfRange, logic));
+  Expect(Row(kReadOnline, "ILmtMinus", 1, kOk, Concat({logic, logic, {Get(13, 0x89), Get(13, 0x89)}})));
 }
 
 TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
   drive.SetNvEntry(12, {13, 0x81});
   EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 0), code::kOk);  // raw 151 as loaded
-  const Lines logic{FpgaGet(30, 2), FpgaGet(30, 2)};
+  const Lines logic{Get(30, 2), Get(30, 2)};
   EXPECT_EQ(Log(), Concat({logic, logic, {NvGet(12, 13, 0x81), NvPut(12, 13, 0x8D), NvGet(12, 13, 0x8D)}}));
 
   // Raw values at the edges of each step; ILmtPlus's step is in bits 3-2.
@@ -494,8 +440,6 @@ TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
   EXPECT_EQ((drive.NvEntryAt(12).data >> 2) & 3, 2);
 }
 
-// ------------------------------------------------------- online write range
-
 TEST_F(RegisterTransfers, WriteIsRangeCheckedBeforeAnyWrite) {
   const std::tuple<const char*, int32_t, int32_t, Result> cases[] = {
       {"KVP", 256, 0, code::kOutOfRange},       {"KVP", -1, 0, code::kOutOfRange},
@@ -514,11 +458,9 @@ TEST_F(RegisterTransfers, WriteIsRangeCheckedBeforeAnyWrite) {
     if (expected != code::kOutOfRange) continue;
     // Only the current limits ask the drive for its logic version first.
     const bool limit = std::string_view(name) == "ILmtMinus";
-    EXPECT_EQ(Log(), limit ? (Lines{FpgaGet(30, 4), FpgaGet(30, 4)}) : Lines{});
+    EXPECT_EQ(Log(), limit ? (Lines{Get(30, 4), Get(30, 4)}) : Lines{});
   }
 }
-
-// --------------------------------------------------------------- NV erase
 
 TEST_F(RegisterTransfers, ErasesTheUnusedEntriesInOrderRetryingABusyEntryOnce) {
   drive.SetNvEntry(137, {1, 2});
@@ -555,54 +497,45 @@ TEST_F(RegisterTransfers, ErasesTheUnusedEntriesInOrderRetryingABusyEntryOnce) {
   }
 }
 
-// ---------------------------------------------------------- motor memory
-
-TEST_F(RegisterTransfers, HighAddressSetsBit8AndRestoresRegister43) {
+// Register 43 selects the motor memory's page; a read keeps its value and
+// puts it back, and each access is repeated once after a failure.
+TEST_F(RegisterTransfers, MotorMemoryReadsThroughRegister43) {
   uint8_t byte = 0;
   EXPECT_EQ(ReadMotorMemoryByte(ctx, 512, byte), code::kWrongData);
   EXPECT_EQ(ReadMotorDataByte(ctx, 384, byte), code::kWrongData);
   EXPECT_TRUE(Log().empty());
-
-  SetFpga({{43, 0x5A}});
-  drive.SetMotorByte(300, 0x77);
+  drive.SetMotorByte(5, 0x77);
+  drive.SetMotorByte(300, 0x78);
   drive.SetMotorByte(383, 0x66);
-  EXPECT_EQ(ReadMotorMemoryByte(ctx, 300, byte), code::kOk);
-  EXPECT_EQ(byte, 0x77);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(43, 0x5A), FpgaPut(43, 1), FpgaPut(42, 44), FpgaGet(44, 0x77),
-                          FpgaPut(43, 0x5A)}));
-
-  Fresh();
-  EXPECT_EQ(ReadMotorDataByte(ctx, 383, byte), code::kOk);
-  EXPECT_EQ(byte, 0x66);
-  EXPECT_EQ(Log(), (Lines{FpgaPut(43, 1), FpgaPut(42, 127), FpgaGet(44, 0x66)}));
-}
-
-TEST_F(RegisterTransfers, EachAccessIsRepeatedOnceAfterAFailure) {
-  constexpr Operation kGet = Operation::kGetVarFromFPGA, kPut = Operation::kPutVarToFPGA;
-  const std::string keep = FpgaGet(43, 0x5A), high = FpgaPut(43, 0), low = FpgaPut(42, 5),
-                    data = FpgaGet(44, 0x77), restore = FpgaPut(43, 0x5A),
-                    failedRestore = FpgaPut(43, 0x5A, 6);
-  const std::tuple<std::vector<Failure>, Result, Lines> cases[] = {
-      {{{kPut, 1, 3}}, code::kOk, {keep, FpgaPut(43, 0, 3), high, low, data, restore}},
-      {{{kPut, 2, 3}}, code::kOk, {keep, high, FpgaPut(42, 5, 3), low, data, restore}},
-      {{{kGet, 2, 3}}, code::kOk, {keep, high, low, "GetVarFromFPGA(44) -> 3", data, restore}},
+  const std::string keep = Get(43, 0x5A), high = Put(43, 0), low = Put(42, 5), data = Get(44, 0x77),
+                    restore = Put(43, 0x5A), failedRestore = Put(43, 0x5A, 6);
+  const std::tuple<int32_t, std::vector<Failure>, Result, Lines> cases[] = {
+      {300, {}, kOk, {keep, Put(43, 1), Put(42, 44), Get(44, 0x78), restore}},
+      {-383, {}, kOk, {Put(43, 1), Put(42, 127), Get(44, 0x66)}},  // motor data: nothing kept
+      {5, {{kPut, 1, 3}}, kOk, {keep, Put(43, 0, 3), high, low, data, restore}},
+      {5, {{kPut, 2, 3}}, kOk, {keep, high, Put(42, 5, 3), low, data, restore}},
+      {5, {{kGet, 2, 3}}, kOk, {keep, high, low, "GetVarFromFPGA(44) -> 3", data, restore}},
       // Register 43 is put back also when the byte could not be read.
-      {{{kGet, 1, 6, 44}, {kGet, 2, 6, 44}},
+      {5,
+       {{kGet, 1, 6, 44}, {kGet, 2, 6, 44}},
        6,
        {keep, high, low, "GetVarFromFPGA(44) -> 6", "GetVarFromFPGA(44) -> 6", restore}},
-      {{{kGet, 1, 3}}, code::kSystemError, {"GetVarFromFPGA(43) -> 3"}},
+      {5, {{kGet, 1, 3}}, kSystemError, {"GetVarFromFPGA(43) -> 3"}},
       // A failed restore is made once more and reported when it fails again.
-      {{{kPut, 2, 6, 43}}, code::kOk, {keep, high, low, data, failedRestore, restore}},
-      {{{kPut, 2, 6, 43}, {kPut, 3, 6, 43}}, 6, {keep, high, low, data, failedRestore, failedRestore}},
+      {5, {{kPut, 2, 6, 43}}, kOk, {keep, high, low, data, failedRestore, restore}},
+      {5, {{kPut, 2, 6, 43}, {kPut, 3, 6, 43}}, 6, {keep, high, low, data, failedRestore, failedRestore}},
   };
-  drive.SetMotorByte(5, 0x77);
-  for (const auto& [failures, expected, log] : cases) {
-    SCOPED_TRACE(log.size());
+  for (const auto& [address, failures, expected, log] : cases) {
+    SCOPED_TRACE(N(address) + " " + N(static_cast<int>(log.size())));
     SetFpga({{43, 0x5A}});
     Fresh(Failing(failures));
-    uint8_t byte = 0;
-    EXPECT_EQ(ReadMotorMemoryByte(ctx, 5, byte), expected);
+    byte = 0;
+    EXPECT_EQ(address < 0 ? ReadMotorDataByte(ctx, -address, byte) : ReadMotorMemoryByte(ctx, address, byte),
+              expected);
     EXPECT_EQ(Log(), log);
+    if (expected == kOk) {
+      EXPECT_EQ(byte, drive.MotorByte(static_cast<std::size_t>(std::abs(address))));
+    }
   }
 }
 

@@ -35,6 +35,12 @@ class ValueExports : public ExportTest {
     drive_->Log().Clear();
   }
   Lines Traffic() const { return drive_->Log().Lines(); }
+  // The traffic so far, and a fresh log.
+  Lines Take() {
+    Lines lines = Traffic();
+    drive_->Log().Clear();
+    return lines;
+  }
   static ParameterDatabase& Db() { return api::Context().db; }
   static RegisterMap& Registers() { return api::Context().registers; }
 
