@@ -107,12 +107,12 @@ bool IsCombNarrow(int64_t span) { return span > kFullSweep && span <= (int64_t{1
 
 std::vector<int32_t> RawValues(int64_t lo, int64_t hi, int64_t phase) {
   std::vector<int32_t> out;
+  std::vector<int64_t> values;
   const int64_t span = hi - lo + 1;
   if (span <= kFullSweep) {
     for (int64_t r = lo; r <= hi; ++r) out.push_back(static_cast<int32_t>(r));
     return out;
   }
-  std::vector<int64_t> values;
   for (int64_t anchor : {lo, hi - 63, int64_t{-32}})
     for (int64_t i = 0; i < 64; ++i) values.push_back(anchor + i);
   for (int k = 0; k < 32; ++k)
@@ -144,35 +144,27 @@ struct Tally {
 
 using RuleKey = std::pair<int32_t, int32_t>;  // code, fromLogic
 
-// Whether the scaling knows the code: only those are swept.
-bool IsScaled(int32_t code) {
-  double value = 0.0;
-  return RawToUser(code, 0, ScalingInputs{31, 0, 3, 5}, value) == code::kOk;
-}
-
 class Sweep {
  public:
   void Run() {
     for (const VariableRecord& record : kCatalogueTable) {
       if (record.name == nullptr) break;
-      if (!IsScaled(record.conversionCode)) continue;
+      double value = 0.0;  // only the codes the scaling knows are swept
+      if (RawToUser(record.conversionCode, 0, ScalingInputs{31, 0, 3, 5}, value) != code::kOk) continue;
       const RegisterState* state = map_.FindRegister(record.name);
       if (state == nullptr) {
         ADD_FAILURE() << record.name << ": no register";
         continue;
       }
-      for (int32_t logic : {1, 2, 3}) {
-        for (int32_t form : {1, 2}) {
-          if (form == 2 && logic != 3) continue;  // the DeadBand width changes nothing else
-          map_.SetCurrentLimitLayout(logic);
-          map_.SetDeadBandLayout(form);
-          // Before logic 3 the current limits are two-bit selectors that the
-          // catalogue reads unscaled.
-          if (state->descriptor.codec == 1) continue;
-          const Rule rule = RuleFor(record.conversionCode, logic);
-          for (uint32_t units : {0u, 1u})
-            SweepRegister(record, rule, tallies_[RuleKey{rule.code, rule.fromLogic}], logic, units);
-        }
+      // The DeadBand width (form 2) changes nothing but at logic 3; before
+      // logic 3 the current limits are two-bit selectors read unscaled.
+      for (const auto& [logic, form] : {std::pair{1, 1}, std::pair{2, 1}, std::pair{3, 1}, std::pair{3, 2}}) {
+        map_.SetCurrentLimitLayout(logic);
+        map_.SetDeadBandLayout(form);
+        if (state->descriptor.codec == 1) continue;
+        const Rule rule = RuleFor(record.conversionCode, logic);
+        for (uint32_t units : {0u, 1u})
+          SweepRegister(record.name, rule, tallies_[RuleKey{rule.code, rule.fromLogic}], logic, units);
       }
     }
   }
@@ -180,52 +172,59 @@ class Sweep {
   const std::map<RuleKey, Tally>& Tallies() const { return tallies_; }
 
  private:
-  void SweepRegister(const VariableRecord& record, const Rule& rule, Tally& tally, int32_t logic,
-                     uint32_t units) {
-    const RegisterDescriptor d = map_.FindRegister(record.name)->descriptor;
+  void SweepRegister(const char* name, const Rule& rule, Tally& tally, int32_t logic, uint32_t units) {
+    const RegisterDescriptor d = map_.FindRegister(name)->descriptor;
     const uint32_t deadBandWidth = map_.FindRegister("DeadBand")->descriptor.bitWidth;
-    const RawRange range = units == 0 ? map_.GetTorqueRange(record.name) : map_.GetVelocityRange(record.name);
+    const RawRange range = units == 0 ? map_.GetTorqueRange(name) : map_.GetVelocityRange(name);
     for (std::size_t m = 0; m < kModelTable.size(); ++m) {
       const ScalingInputs inputs{kModelTable[m].modelCode, units, logic, deadBandWidth};
       // Variables with one code and one range convert alike: sweep them once.
-      const auto key = std::make_tuple(rule.code, range.min, range.max, m, units, logic, deadBandWidth);
-      if (!swept_.insert(key).second) continue;
-      const std::vector<int32_t> raws = Admitted(record.name, range, units, m);
-      const std::string where = std::string(record.name) + " " + kModelTable[m].name + " units " +
-                                std::to_string(units) + " logic " + std::to_string(logic);
+      if (!swept_.insert(std::make_tuple(rule.code, range.min, range.max, m, units, logic, deadBandWidth))
+               .second)
+        continue;
+      const std::vector<int32_t> raws = Admitted(name, range, units, m);
+      const std::string where = std::string(name) + " " + kModelTable[m].name + " units " +
+                                std::to_string(units) + " logic " + std::to_string(logic) + " raw ";
       // The values shown at the two ends of the range.
-      double first = 0.0;
-      double last = 0.0;
+      double first = 0.0, last = 0.0;
       if (!raws.empty() && (RawToUser(rule.code, raws.front(), inputs, first) != code::kOk ||
                             RawToUser(rule.code, raws.back(), inputs, last) != code::kOk))
-        Fail(where + ": the ends do not read");
+        Fail(where + "at the ends: no reading");
       double previous = -std::numeric_limits<double>::infinity();
       for (int32_t raw : raws) {
         double value = 0.0;
+        int32_t back = 0;
+        const auto trace = [&] {
+          return where + std::to_string(raw) + " shows " + std::to_string(value) + ", writes " +
+                 std::to_string(back);
+        };
         if (RawToUser(rule.code, raw, inputs, value) != code::kOk || !std::isfinite(value)) {
-          Fail(where + " raw " + std::to_string(raw) + ": no finite reading");
+          Fail(trace() + ": no finite reading");
           continue;
         }
         tally.passes |= 1u << (2 * m + units);
-        if (rule.expect == Expect::kReadOnly || rule.expect == Expect::kCountWrite) {
-          CheckOneWay(rule, raw, value, previous, inputs, where);
-          previous = value;
-          continue;
+        // A reading with no write direction still orders the raw values:
+        // strictly for read-only codes, so that no two raws look alike; the
+        // PWM counts' write takes the count itself.
+        if (rule.expect == Expect::kReadOnly) {
+          if (UserToRaw(rule.code, value, inputs, back) != code::kSystemError)
+            Fail(trace() + ": has a write");
+          if (!(value > previous)) Fail(trace() + ": not above the raw before");
+        } else if (rule.expect == Expect::kCountWrite) {
+          if (UserToRaw(rule.code, raw, inputs, back) != code::kOk || back != raw)
+            Fail(trace() + ": count not taken");
+          if (value < previous) Fail(trace() + ": below the raw before");
         }
-        int32_t back = 0;
+        previous = value;
+        if (rule.expect == Expect::kReadOnly || rule.expect == Expect::kCountWrite) continue;
         if (UserToRaw(rule.code, value, inputs, back) != code::kOk) {
-          Fail(where + " raw " + std::to_string(raw) + ": no write");
+          Fail(trace() + ": no write");
           continue;
         }
-        const uint32_t canonical = static_cast<uint32_t>(raw) & ~rule.ignoredBits;
-        const int32_t expected = rule.ignoredBits != 0 ? static_cast<int32_t>(canonical) : raw;
+        const int32_t expected = static_cast<int32_t>(static_cast<uint32_t>(raw) & ~rule.ignoredBits);
         const int64_t drift = std::abs(FieldDifference(d, expected, back));
         if (drift == 0) continue;
-        const auto trace = [&] {
-          return where + " raw " + std::to_string(raw) + " shows " + std::to_string(value) + ", writes " +
-                 std::to_string(back);
-        };
-        if (back == kUnrepresentableRaw || !Admits(record.name, range, back, units)) {
+        if (back == kUnrepresentableRaw || !Admits(name, range, back, units)) {
           const bool allowed = (rule.refusal == Refusal::kAtEnds && (value == first || value == last)) ||
                                (rule.refusal == Refusal::kNegative && raw < 0);
           if (!allowed) Fail(trace() + ", refused by the register");
@@ -242,25 +241,6 @@ class Sweep {
     }
   }
 
-  // A reading with no write direction (or one whose write takes the count)
-  // still orders the raw values: strictly for read-only codes, so that no two
-  // raws look alike, and non-decreasing for the PWM counts.
-  void CheckOneWay(const Rule& rule, int32_t raw, double value, double previous, const ScalingInputs& inputs,
-                   const std::string& where) {
-    const auto trace = [&] {
-      return where + " raw " + std::to_string(raw) + " shows " + std::to_string(value);
-    };
-    int32_t back = 0;
-    if (rule.expect == Expect::kReadOnly) {
-      if (UserToRaw(rule.code, value, inputs, back) != code::kSystemError) Fail(trace() + ": has a write");
-      if (!(value > previous)) Fail(trace() + ": not above the raw before");
-    } else {
-      if (UserToRaw(rule.code, raw, inputs, back) != code::kOk || back != raw)
-        Fail(trace() + ": count not taken");
-      if (value < previous) Fail(trace() + ": below the raw before");
-    }
-  }
-
   // Whether the register takes this raw value: a range stored in order says
   // so itself, one stored upside down has the register map's own rule.
   bool Admits(const char* name, const RawRange& range, int32_t raw, uint32_t units) {
@@ -273,14 +253,12 @@ class Sweep {
   // the register map's own rule over its span and a 32-bit sample.
   std::vector<int32_t> Admitted(const char* name, const RawRange& range, uint32_t units, std::size_t model) {
     if (range.min <= range.max) return Sample(range.min, range.max, model);
-    std::vector<int32_t> candidates = Sample(INT32_MIN, INT32_MAX, model);
-    const auto middle = static_cast<std::ptrdiff_t>(candidates.size());
+    std::vector<int32_t> candidates = Sample(INT32_MIN, INT32_MAX, model), admitted;
     for (int64_t r = range.max; r <= range.min; ++r) candidates.push_back(static_cast<int32_t>(r));
-    std::inplace_merge(candidates.begin(), candidates.begin() + middle, candidates.end());
+    std::sort(candidates.begin(), candidates.end());
     candidates.erase(std::unique(candidates.begin(), candidates.end()), candidates.end());
-    std::vector<int32_t> admitted;
-    for (int32_t r : candidates)
-      if (Admits(name, range, r, units)) admitted.push_back(r);
+    std::copy_if(candidates.begin(), candidates.end(), std::back_inserter(admitted),
+                 [&](int32_t r) { return Admits(name, range, r, units); });
     return admitted;
   }
 
