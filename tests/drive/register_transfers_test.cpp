@@ -4,9 +4,11 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <functional>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -29,8 +31,6 @@ using code::kTransferError;
 using sim::Operation;
 using sim::Persistence;
 using Lines = std::vector<std::string>;
-using Bytes = std::vector<std::pair<int, int>>;             // FPGA address, content
-using Entries = std::vector<std::pair<int, sim::NvEntry>>;  // NV entry, content
 using Plan = std::function<void(sim::FaultPlan&)>;
 constexpr Operation kGet = Operation::kGetVarFromFPGA, kPut = Operation::kPutVarToFPGA;
 constexpr Operation kNvGet = Operation::kGetVarFromEEPROM, kNvPut = Operation::kPutVarToEEPROM;
@@ -58,35 +58,45 @@ Plan DropNv(int entry, Persistence persistence = Persistence::kOnce) {
   return [=](sim::FaultPlan& p) { p.DropNvWrite(entry, persistence); };
 }
 
-// The drive's call log of a script of calls, one word a call: rA=V and
-// wA=V read and write the FPGA byte at A, RE=G,V and WE=G,V read and write
-// NV entry E (register G, data V), eE erases NV entry E. A call that
-// answers C instead of 1 ends in !C; a failed read has no data.
-Lines Calls(std::string_view script) {
-  Lines lines;
+// A script of calls, one word a call: rA=V and wA=V read and write the
+// FPGA byte at A, RE=G,V and WE=G,V read and write NV entry E (register G,
+// data V), eE erases NV entry E. A call that answers C instead of 1 ends in
+// !C; a failed read has no data.
+struct ScriptCall {
+  char kind = 0;
+  int where = 0, first = 0, second = 0, fields = 0;
+  std::string result;
+};
+
+std::vector<ScriptCall> Parse(std::string_view script) {
+  std::vector<ScriptCall> calls;
   std::istringstream words{std::string(script)};
   for (std::string word; words >> word;) {
+    ScriptCall c;
+    c.fields = std::sscanf(word.c_str(), "%c%i=%i,%i", &c.kind, &c.where, &c.first, &c.second);
     const std::size_t bang = word.find('!');
-    const std::string result = bang == std::string::npos ? "1" : word.substr(bang + 1);
-    std::istringstream in(word.substr(1, bang - 1));
-    std::string where, data;
-    std::getline(in, where, '=');
-    std::getline(in, data);
-    std::vector<std::string> values;
-    for (std::istringstream parts(data); std::getline(parts, data, ',');)
-      values.push_back(std::to_string(std::stoi(data, nullptr, 0)));
-    std::string read;  // the data a read answered
-    for (const std::string& value : values) read += (read.empty() ? " [" : ", ") + value;
-    if (!read.empty()) read += "]";
-    switch (word[0]) {
-      case 'r': lines.push_back("GetVarFromFPGA(" + where + ") -> " + result + read); break;
-      case 'w': lines.push_back("PutVarToFPGA(" + where + ", " + values[0] + ") -> " + result); break;
-      case 'R': lines.push_back("GetVarFromEEPROM(" + where + ") -> " + result + read); break;
-      case 'W':
-        lines.push_back("PutVarToEEPROM(" + where + ", " + values[0] + ", " + values[1] + ") -> " + result);
-        break;
-      case 'e': lines.push_back("NVEraseUnit(" + where + ") -> " + result); break;
-      default: ADD_FAILURE() << "no such call: " << word;
+    c.result = bang == std::string::npos ? "1" : word.substr(bang + 1);
+    calls.push_back(c);
+  }
+  return calls;
+}
+
+// The drive's call log of a script.
+Lines Calls(std::string_view script) {
+  Lines lines;
+  for (const ScriptCall& c : Parse(script)) {
+    const std::string at = "(" + std::to_string(c.where), one = std::to_string(c.first);
+    const std::string two = std::to_string(c.second);
+    const std::string read = c.fields < 3    ? ""
+                             : c.fields == 3 ? " [" + one + "]"
+                                             : " [" + one + ", " + two + "]";
+    switch (c.kind) {
+      case 'r': lines.push_back("GetVarFromFPGA" + at + ") -> " + c.result + read); break;
+      case 'w': lines.push_back("PutVarToFPGA" + at + ", " + one + ") -> " + c.result); break;
+      case 'R': lines.push_back("GetVarFromEEPROM" + at + ") -> " + c.result + read); break;
+      case 'W': lines.push_back("PutVarToEEPROM" + at + ", " + one + ", " + two + ") -> " + c.result); break;
+      case 'e': lines.push_back("NVEraseUnit" + at + ") -> " + c.result); break;
+      default: ADD_FAILURE() << "no such call: " << c.kind;
     }
   }
   return lines;
@@ -96,28 +106,21 @@ Lines Calls(std::string_view script) {
 // is the raw a read gives or a write writes, or the node a load or store takes.
 enum Call { kReadFpga, kReadNv, kRead, kWriteFpga, kWriteNv, kWrite, kLoad, kLoadNv, kStore, kStoreNv };
 
-// One transfer: what the drive holds first and the faults it shows, then
-// what must come of the call: its result, the raw value a read gives and
-// the traffic.
+// One transfer: the call, the faults the drive shows, and what must come
+// of the call: its result, the raw value a read gives and the traffic. The
+// first read of each FPGA byte and NV entry in the traffic says what the
+// drive holds before the call.
 struct Row {
-  Row(Call c, const char* n, int32_t v, Result r, std::string t, Bytes f = {}, Entries e = {}, Plan p = {})
-      : call(c),
-        name(n),
-        value(v),
-        code(r),
-        traffic(std::move(t)),
-        fpga(std::move(f)),
-        nv(std::move(e)),
-        faults(std::move(p)) {}
   Call call;
   const char* name;
   int32_t value;
   Result code;
   std::string traffic;
-  Bytes fpga;
-  Entries nv;
   Plan faults;
 };
+Row Transfer(Call call, const char* name, int32_t value, Result code, std::string traffic, Plan faults = {}) {
+  return Row{call, name, value, code, std::move(traffic), std::move(faults)};
+}
 
 // The drive on the serial port, a fresh register map and an empty call log.
 class RegisterTransfers : public ::testing::Test {
@@ -139,10 +142,6 @@ class RegisterTransfers : public ::testing::Test {
   int32_t& Store(std::string_view name, int node) {
     return registers.FindRegister(name)->raw[static_cast<std::size_t>(node)];
   }
-  void SetFpga(const Bytes& bytes) {
-    for (const auto& [address, value] : bytes)
-      drive.SetFpgaByte(static_cast<uint8_t>(address), static_cast<uint8_t>(value));
-  }
   Result Run(Call call, std::string_view name, int32_t value, int32_t& raw) {
     switch (call) {
       case kReadFpga: return ReadFpgaField(ctx, name, raw);
@@ -160,8 +159,14 @@ class RegisterTransfers : public ::testing::Test {
   }
   void Expect(const Row& row) {
     SCOPED_TRACE(std::string(row.name) + " " + std::to_string(row.value) + ": " + row.traffic);
-    SetFpga(row.fpga);
-    for (const auto& [entry, content] : row.nv) drive.SetNvEntry(static_cast<uint8_t>(entry), content);
+    std::set<std::pair<char, int>> held;
+    for (const ScriptCall& c : Parse(row.traffic)) {
+      if (c.fields < 3 || !held.insert({c.kind, c.where}).second) continue;
+      const auto at = static_cast<uint8_t>(c.where);
+      if (c.kind == 'r') drive.SetFpgaByte(at, static_cast<uint8_t>(c.first));
+      if (c.kind == 'R')
+        drive.SetNvEntry(at, {static_cast<uint8_t>(c.first), static_cast<uint8_t>(c.second)});
+    }
     Fresh(row.faults);
     int32_t raw = 0;
     EXPECT_EQ(Run(row.call, row.name, row.value, raw), row.code);
@@ -185,58 +190,51 @@ class RegisterTransfersOldLogic : public RegisterTransfers {
       : RegisterTransfers(sim::DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
 };
 
-// Each byte from the highest address down; a setting twice, a live value once.
+// Each byte from the highest address down; a setting twice, a live value
+// once. KVP's nibbles are swapped; CommOff ignores EncOut's bits.
 TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
-  // clang-format off
-  const std::tuple<const char*, Bytes, std::string, int32_t> cases[] = {
-      {"KVP", {{16, 0x12}}, "r16=0x12 r16=0x12", 0x21},  // nibbles swapped
-      {"HSTemp", {{38, 0xF0}}, "r38=0xF0", -16},
-      {"GearIn", {{81, 0x12}, {80, 0x34}}, "r81=0x12 r80=0x34 r81=0x12 r80=0x34", 0x1234},
-      // CommOff ignores EncOut's bits.
-      {"CommOff", {{15, 0xFF}, {14, 0xF5}}, "r15=0xFF r14=0xF5 r15=0xFF r14=0xF5", -1},
-      {"PWMMinus", {{6, 0xEB}, {5, 0xCA}}, "r6=0xEB r5=0xCA r6=0xEB r5=0xCA", -5174},
-      {"PosFB", {{47, 1}, {46, 2}, {45, 3}}, "r47=1 r46=2 r45=3", 0x010203},
-      {"FBDivisor", {{102, 0x80}, {101, 0}, {100, 0}, {99, 1}},
-       "r102=0x80 r101=0 r100=0 r99=1 r102=0x80 r101=0 r100=0 r99=1", -2147483647},
-      {"AuxFBDivisor", {{83, 1}, {82, 2}, {81, 3}, {80, 4}},
-       "r83=1 r82=2 r81=3 r80=4 r83=1 r82=2 r81=3 r80=4", 0x01020304},
+  const std::tuple<const char*, int32_t, const char*> cases[] = {
+      {"KVP", 0x21, "r16=0x12 r16=0x12"},
+      {"HSTemp", -16, "r38=0xF0"},
+      {"GearIn", 0x1234, "r81=0x12 r80=0x34 r81=0x12 r80=0x34"},
+      {"CommOff", -1, "r15=0xFF r14=0xF5 r15=0xFF r14=0xF5"},
+      {"PWMMinus", -5174, "r6=0xEB r5=0xCA r6=0xEB r5=0xCA"},
+      {"PosFB", 0x010203, "r47=1 r46=2 r45=3"},
+      {"FBDivisor", -2147483647, "r102=0x80 r101=0 r100=0 r99=1 r102=0x80 r101=0 r100=0 r99=1"},
+      {"AuxFBDivisor", 0x01020304, "r83=1 r82=2 r81=3 r80=4 r83=1 r82=2 r81=3 r80=4"},
   };
-  // clang-format on
   for (const Call call : {kReadFpga, kRead})
-    for (const auto& [name, bytes, traffic, value] : cases)
-      Expect(Row(call, name, value, kOk, traffic, bytes));
+    for (const auto& [name, value, traffic] : cases) Expect(Transfer(call, name, value, kOk, traffic));
 }
 
 TEST_F(RegisterTransfers, ReadsFailAsTheDriveAnswers) {
   drive.SetBiquadByte(10, 0x34);
   drive.SetBiquadByte(11, 0x12);
-  const Bytes gearIn{{81, 0x12}, {80, 0x34}}, command{{10, 1}, {9, 0}};
-  const Entries entries{{39, {81, 0x12}}, {38, {0x55, 0x34}}};  // the lower entry's register is not checked
   const Plan secondKvp = [](sim::FaultPlan& p) { p.ChangeSecondRead(16); };
   const Plan secondCommand = [](sim::FaultPlan& p) { p.ChangeSecondRead(10); };
   const auto distort = [](int call) { return [=](sim::FaultPlan& p) { p.DistortCall(kNvGet, call); }; };
   const Row rows[] = {
-      Row(kReadFpga, "KVP", 0, kTransferError, "r16=0x12 r16=0x13", {{16, 0x12}}, {}, secondKvp),
+      Transfer(kReadFpga, "KVP", 0, kTransferError, "r16=0x12 r16=0x13", secondKvp),
       // The command moves with the motor: its second read stands, but only
       // under that exact spelling.
-      Row(kReadFpga, "Command", 0, kOk, "r10=1 r9=0 r10=0 r9=0", command, {}, secondCommand),
-      Row(kReadFpga, "command", 0, kTransferError, "r10=1 r9=0 r10=0 r9=0", command, {}, secondCommand),
+      Transfer(kReadFpga, "Command", 0, kOk, "r10=1 r9=0 r10=0 r9=0", secondCommand),
+      Transfer(kReadFpga, "command", 0, kTransferError, "r10=1 r9=0 r10=0 r9=0", secondCommand),
       // A transport failure passes through unchanged.
-      Row(kReadFpga, "GearIn", 0, 3, "r81=0x12 r80!3", gearIn, {}, Failing({{kGet, 2, 3}})),
-      Row(kReadFpga, "GearIn", 0, 6, "r81=0x12 r80=0x34 r81!6", gearIn, {}, Failing({{kGet, 3, 6}})),
-      Row(kReadFpga, "GearIn", 0, 2, "r81=0x12 r80=0x34 r81=0x12 r80!2", gearIn, {}, Failing({{kGet, 4, 2}})),
+      Transfer(kReadFpga, "GearIn", 0, 3, "r81=0x12 r80!3", Failing({{kGet, 2, 3}})),
+      Transfer(kReadFpga, "GearIn", 0, 6, "r81=0x12 r80=0x34 r81!6", Failing({{kGet, 3, 6}})),
+      Transfer(kReadFpga, "GearIn", 0, 2, "r81=0x12 r80=0x34 r81=0x12 r80!2", Failing({{kGet, 4, 2}})),
       // A biquad coefficient is read through the address register.
-      Row(kReadFpga, "BQ1K1", 0x1234, kOk, "w42=10 r108=0x34 w42=11 r108=0x12"),
-      Row(kReadFpga, "BQ1K1", 0, kSystemError, "w42=10 r108!3", {}, {}, Failing({{kGet, 1, 3}})),
+      Transfer(kReadFpga, "BQ1K1", 0x1234, kOk, "w42=10 r108=0x34 w42=11 r108=0x12"),
+      Transfer(kReadFpga, "BQ1K1", 0, kSystemError, "w42=10 r108!3", Failing({{kGet, 1, 3}})),
       // NV: only the top entry's register is checked; either entry's data
       // changing between the reads fails.
-      Row(kReadNv, "GearIn", 0x1234, kOk, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x34", {}, entries),
-      Row(kReadNv, "GearIn", 0, code::kNvAddressMismatch, "R39=50,0x12", {}, entries,
-          [](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); }),
-      Row(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x13 R38=0x55,0x34", {},
-          entries, distort(3)),
-      Row(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x35", {},
-          entries, distort(4)),
+      Transfer(kReadNv, "GearIn", 0x1234, kOk, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x34"),
+      Transfer(kReadNv, "GearIn", 0, code::kNvAddressMismatch, "R39=50,0x12",
+               [](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); }),
+      Transfer(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x13 R38=0x55,0x34",
+               distort(3)),
+      Transfer(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x35",
+               distort(4)),
   };
   for (const Row& row : rows) Expect(row);
 }
@@ -244,67 +242,61 @@ TEST_F(RegisterTransfers, ReadsFailAsTheDriveAnswers) {
 // The serial number's 24 bytes move only with the online strings.
 TEST_F(RegisterTransfers, UnknownNameAndSerialNumberAreRefusedBeforeAnyTraffic) {
   for (int call = kReadFpga; call <= kStoreNv; ++call) {
-    Expect(Row(static_cast<Call>(call), "NoSuchRegister", 1, code::kInvalidParameter, ""));
-    Expect(Row(static_cast<Call>(call), "SerialNum", 1, kSystemError, ""));
+    Expect(Transfer(static_cast<Call>(call), "NoSuchRegister", 1, code::kInvalidParameter, ""));
+    Expect(Transfer(static_cast<Call>(call), "SerialNum", 1, kSystemError, ""));
   }
 }
 
 TEST_F(RegisterTransfers, WritesReadWhatTheyShareWriteInOrderAndReadBack) {
   const std::string posFb = "w45=3 w46=2 w47=1 r47=0 r46=0 r45=0 ";
-  const Entries kvpEntry{{23, {16, 0}}}, pwmEntries{{4, {5, 0}}, {5, {6, 0}}};
   const Row rows[] = {
       // One byte: the other registers' bits are kept (KIP's 3-bit halves swapped).
-      Row(kWriteFpga, "KIP", 8, kOk, "r2=0xC0 w2=0xC1 r2=0xC1", {{2, 0xC0}}),
-      Row(kWriteFpga, "CmdSrc", 2, kOk, "r1=0x8D w1=0xAD r1=0xAD", {{1, 0x8D}}),
-      Row(kWriteFpga, "DInp2Pol", 0, kOk, "r74=0x1F w74=0x1D r74=0x1D", {{74, 0x1F}}),
-      Row(kWriteFpga, "HstSet", -88, kOk, "r39=0 w39=0xA8 r39=0xA8", {{39, 0}}),
+      Transfer(kWriteFpga, "KIP", 8, kOk, "r2=0xC0 w2=0xC1 r2=0xC1"),
+      Transfer(kWriteFpga, "CmdSrc", 2, kOk, "r1=0x8D w1=0xAD r1=0xAD"),
+      Transfer(kWriteFpga, "DInp2Pol", 0, kOk, "r74=0x1F w74=0x1D r74=0x1D"),
+      Transfer(kWriteFpga, "HstSet", -88, kOk, "r39=0 w39=0xA8 r39=0xA8"),
       // Two bytes: the shared lower byte is read, written first and read back last.
-      Row(kWriteFpga, "CommOff", -1, kOk, "r14=5 w14=0xF5 w15=0xFF r15=0xFF r14=0xF5", {{14, 5}, {15, 0}}),
+      Transfer(kWriteFpga, "CommOff", -1, kOk, "r14=5 w14=0xF5 w15=0xFF r15=0xFF r14=0xF5"),
       // A lost upper byte is written once more, after the shared byte is read again.
-      Row(kWriteFpga, "PWMMinus", -5174, kOk,
-          "r5=0 w5=0xCA w6=0xEB r6=0 r5=0xCA r5=0xCA w5=0xCA w6=0xEB r6=0xEB r5=0xCA", {{5, 0}, {6, 0}}, {},
-          DropFpga(6)),
+      Transfer(kWriteFpga, "PWMMinus", -5174, kOk,
+               "r5=0 w5=0xCA w6=0xEB r6=0 r5=0xCA r5=0xCA w5=0xCA w6=0xEB r6=0xEB r5=0xCA", DropFpga(6)),
       // Wide fields: lowest address first, nothing read first.
-      Row(kWriteFpga, "FBDivisor", 0x01020304, kOk, "w99=4 w100=3 w101=2 w102=1 r102=1 r101=2 r100=3 r99=4"),
+      Transfer(kWriteFpga, "FBDivisor", 0x01020304, kOk,
+               "w99=4 w100=3 w101=2 w102=1 r102=1 r101=2 r100=3 r99=4"),
       // The position counter belongs to the drive: never confirmed.
-      Row(kWriteFpga, "PosFB", 0x010203, kTransferError, posFb + posFb),
+      Transfer(kWriteFpga, "PosFB", 0x010203, kTransferError, posFb + posFb),
       // A write that does not stick is made once more.
-      Row(kWriteFpga, "KVP", 0x21, kOk, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0x12", {{16, 0}}, {},
-          DropFpga(16)),
-      Row(kWriteFpga, "KVP", 0x21, kTransferError, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0", {{16, 0}}, {},
-          DropFpga(16, kAlways)),
-      Row(kWriteNv, "KVP", 0x21, kOk, "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0x12", {},
-          kvpEntry, DropNv(23)),
-      Row(kWriteNv, "KVP", 0x21, kTransferError,
-          "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0", {}, kvpEntry, DropNv(23, kAlways)),
+      Transfer(kWriteFpga, "KVP", 0x21, kOk, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0x12", DropFpga(16)),
+      Transfer(kWriteFpga, "KVP", 0x21, kTransferError, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0",
+               DropFpga(16, kAlways)),
+      Transfer(kWriteNv, "KVP", 0x21, kOk, "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0x12",
+               DropNv(23)),
+      Transfer(kWriteNv, "KVP", 0x21, kTransferError,
+               "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0", DropNv(23, kAlways)),
       // A failing read of the shared byte or entry, or of the read-back, passes through.
-      Row(kWriteFpga, "KVP", 1, 6, "r16!6", {{16, 0}}, {}, Failing({{kGet, 1, 6}})),
-      Row(kWriteFpga, "KVP", 1, 6, "r16=0 w16=0x10 r16!6", {{16, 0}}, {}, Failing({{kGet, 2, 6}})),
-      Row(kWriteNv, "KVP", 1, 6, "R23!6", {}, kvpEntry, Failing({{kNvGet, 1, 6}})),
-      Row(kWriteNv, "KVP", 1, 6, "R23=16,0 W23=16,0x10 R23!6", {}, kvpEntry, Failing({{kNvGet, 2, 6}})),
+      Transfer(kWriteFpga, "KVP", 1, 6, "r16!6", Failing({{kGet, 1, 6}})),
+      Transfer(kWriteFpga, "KVP", 1, 6, "r16=0 w16=0x10 r16!6", Failing({{kGet, 2, 6}})),
+      Transfer(kWriteNv, "KVP", 1, 6, "R23!6", Failing({{kNvGet, 1, 6}})),
+      Transfer(kWriteNv, "KVP", 1, 6, "R23=16,0 W23=16,0x10 R23!6", Failing({{kNvGet, 2, 6}})),
       // An NV write repairs the entry's register; its read-back looks at the data only.
-      Row(kWriteNv, "KVP", 0x21, kOk, "R23=50,0 W23=16,0x12 R23=16,0x12", {}, {{23, {50, 0}}}),
-      Row(kWriteNv, "KVP", 0x21, kOk, "R23=50,0x12 W23=16,0x12 R23=50,0x12", {}, {{23, {50, 0x12}}},
-          DropNv(23)),
-      Row(kWriteNv, "KIP", 8, kOk, "R1=2,0xC0 W1=2,0xC1 R1=2,0xC1", {}, {{1, {2, 0xC0}}}),
+      Transfer(kWriteNv, "KVP", 0x21, kOk, "R23=50,0 W23=16,0x12 R23=16,0x12"),
+      Transfer(kWriteNv, "KVP", 0x21, kOk, "R23=50,0x12 W23=16,0x12 R23=50,0x12", DropNv(23)),
+      Transfer(kWriteNv, "KIP", 8, kOk, "R1=2,0xC0 W1=2,0xC1 R1=2,0xC1"),
       // Two bytes in NV: a failed put ends the write; PWMMinus is read back.
-      Row(kWriteNv, "CommOff", -1, 3, "R13=14,5 W13=14,0xF5!3", {}, {{13, {14, 5}}},
-          Failing({{kNvPut, 1, 3}})),
-      Row(kWriteNv, "CommOff", -1, kOk, "R13=14,5 W13=14,0xF5 W14=15,0xFF R14=15,0xFF R13=14,0xF5", {},
-          {{13, {14, 5}}}),
-      Row(kWriteNv, "PWMMinus", -5174, kTransferError,
-          "R4=5,0 W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA R4=5,0xCA W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA", {},
-          pwmEntries, DropNv(5, kAlways)),
+      Transfer(kWriteNv, "CommOff", -1, 3, "R13=14,5 W13=14,0xF5!3", Failing({{kNvPut, 1, 3}})),
+      Transfer(kWriteNv, "CommOff", -1, kOk, "R13=14,5 W13=14,0xF5 W14=15,0xFF R14=15,0xFF R13=14,0xF5"),
+      Transfer(kWriteNv, "PWMMinus", -5174, kTransferError,
+               "R4=5,0 W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA R4=5,0xCA W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA",
+               DropNv(5, kAlways)),
       // Wide fields in NV: the put results are ignored, the read-back decides.
-      Row(kWriteNv, "FBDivisor", 0x01020304, kOk,
-          "W63=99,4 W64=100,3!3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,0 R63=99,4 "
-          "W63=99,4 W64=100,3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,3 R63=99,4",
-          {}, {{64, {100, 0}}}, Failing({{kNvPut, 2, 3}})),
+      Transfer(kWriteNv, "FBDivisor", 0x01020304, kOk,
+               "W63=99,4 W64=100,3!3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,0 R63=99,4 "
+               "W63=99,4 W64=100,3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,3 R63=99,4",
+               Failing({{kNvPut, 2, 3}})),
       // A biquad coefficient in NV is the indirect write sequence, not read back.
-      Row(kWriteNv, "BQ1K1", 0x1234, kOk, "W93=42,10 W94=108,0x34 W95=42,11 W96=108,0x12", {}, {},
-          DropNv(94)),
-      Row(kWriteNv, "BQ1K1", 0x1234, kSystemError, "W93=42,10 W94=108,0x34 W95=42,11!6", {}, {},
-          Failing({{kNvPut, 3, 6}})),
+      Transfer(kWriteNv, "BQ1K1", 0x1234, kOk, "W93=42,10 W94=108,0x34 W95=42,11 W96=108,0x12", DropNv(94)),
+      Transfer(kWriteNv, "BQ1K1", 0x1234, kSystemError, "W93=42,10 W94=108,0x34 W95=42,11!6",
+               Failing({{kNvPut, 3, 6}})),
   };
   for (const Row& row : rows) Expect(row);
 }
@@ -322,24 +314,22 @@ TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) 
     bank += "w42=" + std::to_string(2 * i) + " w108=" + std::to_string(v & 0xFF) +
             " w42=" + std::to_string(2 * i + 1) + " w108=" + std::to_string(v >> 8) + " ";
   }
-  Expect(Row(kWriteFpga, "bq1k1", 0x1234, kOk, bank));
-  EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
-  EXPECT_EQ(Store("BQ1K1", 1), 10989);
+  Expect(Transfer(kWriteFpga, "bq1k1", 0x1234, kOk, bank));
+  EXPECT_EQ(std::pair(Store("BQ1K1", 0), Store("BQ1K1", 1)), std::pair(0x1234, 10989));
   // A failing call ends the bank; the store keeps its value.
-  Expect(Row(kWriteFpga, "BQ1K1", 0x4321, kSystemError, bank.substr(0, bank.find("w108=128")) + "w108=128!3",
-             {}, {}, Failing({{kPut, 10, 3}})));
+  Expect(Transfer(kWriteFpga, "BQ1K1", 0x4321, kSystemError,
+                  bank.substr(0, bank.find("w108=128")) + "w108=128!3", Failing({{kPut, 10, 3}})));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
 }
 
 // Outside 0-6 the node is the drive's.
 TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
-  const Entries bytes{{94, {108, 0x34}}, {96, {108, 0x12}}};
   const std::string traffic = "W93=42,10 R94=108,0x34 W95=42,11 R96=108,0x12";
-  Expect(Row(kLoadNv, "BQ1K1", 3, kOk, traffic, {}, bytes));
+  Expect(Transfer(kLoadNv, "BQ1K1", 3, kOk, traffic));
   EXPECT_EQ(std::pair(Store("BQ1K1", 3), Store("BQ1K1", 0)), std::pair(0x1234, 10989));
-  Expect(Row(kLoadNv, "BQ1K1", 9, kOk, traffic));
+  Expect(Transfer(kLoadNv, "BQ1K1", 9, kOk, traffic));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
-  Expect(Row(kLoadNv, "BQ1K1", 4, kSystemError, "W93=42,10 R94!3", {}, {}, Failing({{kNvGet, 1, 3}})));
+  Expect(Transfer(kLoadNv, "BQ1K1", 4, kSystemError, "W93=42,10 R94!3", Failing({{kNvGet, 1, 3}})));
   EXPECT_EQ(Store("BQ1K1", 4), 10989);
 }
 
@@ -375,20 +365,20 @@ TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCal
 
 TEST_F(RegisterTransfersOldLogic, CurrentLimitIsATwoBitFieldInRegister13) {
   const std::string logic = "r30=2 r30=2 r30=2 r30=2 ";
-  Expect(Row(kWrite, "ILmtPlus", 2, kOk, logic + "r13=0x8F w13=0x8B r13=0x8B", {{13, 0x8F}}));
+  Expect(Transfer(kWrite, "ILmtPlus", 2, kOk, logic + "r13=0x8F w13=0x8B r13=0x8B"));
   // The two-bit range applies: 1 passes although the 8-bit range starts at 105.
   registers.SetCurrentLimitLayout(4);
   EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtMinus", 1, 0), code::kOk);
   EXPECT_EQ(drive.FpgaByte(13), 0x89);
   registers.SetCurrentLimitLayout(4);
-  Expect(Row(kWrite, "ILmtPlus", 4, code::kOutOfRange, "r30=2 r30=2"));
-  Expect(Row(kRead, "ILmtMinus", 1, kOk, logic + "r13=0x89 r13=0x89"));
+  Expect(Transfer(kWrite, "ILmtPlus", 4, code::kOutOfRange, "r30=2 r30=2"));
+  Expect(Transfer(kRead, "ILmtMinus", 1, kOk, logic + "r13=0x89 r13=0x89"));
 }
 
 TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
-  drive.SetNvEntry(12, {13, 0x81});
-  EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 0), code::kOk);  // raw 151 as loaded
-  EXPECT_EQ(Log(), Calls("r30=2 r30=2 r30=2 r30=2 R12=13,0x81 W12=13,0x8D R12=13,0x8D"));
+  // Node 0 holds raw 151 as loaded.
+  Expect(
+      Transfer(kStoreNv, "ILmtPlus", 0, kOk, "r30=2 r30=2 r30=2 r30=2 R12=13,0x81 W12=13,0x8D R12=13,0x8D"));
 
   // Raw values at the edges of each step; ILmtPlus's step is in bits 3-2.
   const std::tuple<const char*, int32_t, int> cases[] = {
@@ -489,7 +479,7 @@ TEST_F(RegisterTransfers, MotorMemoryReadsThroughRegister43) {
   // clang-format on
   for (const auto& [address, failures, expected, traffic] : cases) {
     SCOPED_TRACE(std::to_string(address) + ": " + traffic);
-    SetFpga({{43, 0x5A}});
+    drive.SetFpgaByte(43, 0x5A);
     Fresh(Failing(failures));
     byte = 0;
     EXPECT_EQ(address < 0 ? ReadMotorDataByte(ctx, -address, byte) : ReadMotorMemoryByte(ctx, address, byte),
