@@ -6,9 +6,7 @@
 
 #include <cstdint>
 #include <functional>
-#include <string>
 #include <tuple>
-#include <utility>
 
 #include "catalog/version_support.h"
 #include "value_exports.h"

@@ -9,9 +9,6 @@
 #include <cstring>
 #include <functional>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "value_exports.h"
 #include "virtual_platform.h"

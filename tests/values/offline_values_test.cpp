@@ -5,9 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <string>
 #include <tuple>
-#include <utility>
 
 #include "value_exports.h"
 

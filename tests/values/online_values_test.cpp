@@ -8,11 +8,8 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <string>
 #include <string_view>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include "value_exports.h"
 #include "virtual_platform.h"

@@ -8,10 +8,7 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <limits>
-#include <string>
 #include <tuple>
-#include <vector>
 
 #include "value_exports.h"
 #include "virtual_platform.h"
