@@ -39,18 +39,7 @@ std::string IdxStr(const char* name, int32_t index) {
   return GetIdxStr_SVODB(name, index, label) ? label : "false:" + std::string(label);
 }
 
-// An offline context: nothing here talks to a drive.
-class EnumerationTables : public ::testing::Test {
- protected:
-  LibraryContext Ctx() { return LibraryContext{db, registers, transport, platform}; }
-
-  ParameterDatabase db;
-  RegisterMap registers;
-  NoTransport transport;
-  sim::VirtualPlatform platform;
-};
-
-TEST_F(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTerminator) {
+TEST(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTerminator) {
   std::vector<const EnumEntry*> tables{kOpModeTable.data()};
   for (const EnumBinding& binding : kPlainBindings) tables.push_back(binding.table.data());
   for (std::size_t column = 0; column < kMonitorColumnCount; ++column)
@@ -73,33 +62,6 @@ TEST_F(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTermi
   EXPECT_EQ(MonitorTable(Monitor::kDm1Map, kMonitorColumnCount, 0), nullptr);
 }
 
-// Tables are found by their exact name and shared among aliases. A model
-// outside the monitor columns takes column one in torque mode and column
-// seven's torque labels in velocity mode; node 0, and any node beyond the
-// images, takes the connected drive's.
-TEST_F(EnumerationTables, TablesByNameNodeModelAndMode) {
-  const LibraryContext ctx = Ctx();
-  // FbType lists its values from the highest down: index order is not value order.
-  EXPECT_EQ(Render(FindEnumTable(ctx, "FbType", 1)).substr(0, 13), "15 TRX|14 BiS");
-  EXPECT_EQ(FindEnumTable(ctx, "OpMode", 1), kOpModeTable.data());
-  EXPECT_EQ(FindEnumTable(ctx, "DInp1 (EnbHWInp)", 1), FindEnumTable(ctx, "EnbHWInp", 1));
-  EXPECT_EQ(FindEnumTable(ctx, "KII", 1), FindEnumTable(ctx, "Enabled", 1));
-  for (const char* name : {"opmode", "cmdsrc", "Dm2Map", "DInp1(EnbHWInp)", "EncOut ", "", "KVP"})
-    EXPECT_EQ(FindEnumTable(ctx, name, 1), nullptr) << name;
-  LibraryContext lookups = Ctx();
-  EXPECT_EQ(ValueToFileLabel(lookups, "cmdsrc", 1, 1), std::nullopt);
-  EXPECT_EQ(FileLabelToValue(lookups, "Filtertype", "BIQuad", 1), kNoEnumTable);
-
-  db.nodes[3].modelCode = 99;
-  EXPECT_NE(Render(FindEnumTable(Ctx(), "DM1Map", 3)).find("2 IdFB 25.42 Arms/V"), std::string::npos);
-  db.nodes[3].mode = 1;
-  EXPECT_NE(Render(FindEnumTable(Ctx(), "DM2Map", 3)).find("1 CmdIn 40.656 Arms/V"), std::string::npos);
-  db.connectedModelCode = 26;
-  db.connectedMode = 1;
-  for (uint32_t node : {0u, 9u})
-    EXPECT_NE(Render(FindEnumTable(Ctx(), "DM1Map", node)).find("2 IdFB 81.35"), std::string::npos) << node;
-}
-
 // ---------------------------------------------------------------- exports
 
 class EnumerationExports : public ValueExports {
@@ -110,6 +72,33 @@ class EnumerationExports : public ValueExports {
   }
   void FailLogicVersionReads() { drive_->Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0, 30); }
 };
+
+// Tables are found by their exact name and shared among aliases. A model
+// outside the monitor columns takes column one in torque mode and column
+// seven's torque labels in velocity mode; node 0, and any node beyond the
+// images, takes the connected drive's.
+TEST_F(EnumerationExports, TablesByNameNodeModelAndMode) {
+  LibraryContext ctx = api::Context();
+  ParameterDatabase& db = Db();
+  // FbType lists its values from the highest down: index order is not value order.
+  EXPECT_EQ(Render(FindEnumTable(ctx, "FbType", 1)).substr(0, 13), "15 TRX|14 BiS");
+  EXPECT_EQ(FindEnumTable(ctx, "OpMode", 1), kOpModeTable.data());
+  EXPECT_EQ(FindEnumTable(ctx, "DInp1 (EnbHWInp)", 1), FindEnumTable(ctx, "EnbHWInp", 1));
+  EXPECT_EQ(FindEnumTable(ctx, "KII", 1), FindEnumTable(ctx, "Enabled", 1));
+  for (const char* name : {"opmode", "cmdsrc", "Dm2Map", "DInp1(EnbHWInp)", "EncOut ", "", "KVP"})
+    EXPECT_EQ(FindEnumTable(ctx, name, 1), nullptr) << name;
+  EXPECT_EQ(ValueToFileLabel(ctx, "cmdsrc", 1, 1), std::nullopt);
+  EXPECT_EQ(FileLabelToValue(ctx, "Filtertype", "BIQuad", 1), kNoEnumTable);
+
+  db.nodes[3].modelCode = 99;
+  EXPECT_NE(Render(FindEnumTable(ctx, "DM1Map", 3)).find("2 IdFB 25.42 Arms/V"), std::string::npos);
+  db.nodes[3].mode = 1;
+  EXPECT_NE(Render(FindEnumTable(ctx, "DM2Map", 3)).find("1 CmdIn 40.656 Arms/V"), std::string::npos);
+  db.connectedModelCode = 26;
+  db.connectedMode = 1;
+  for (uint32_t node : {0u, 9u})
+    EXPECT_NE(Render(FindEnumTable(ctx, "DM1Map", node)).find("2 IdFB 81.35"), std::string::npos) << node;
+}
 
 TEST_F(EnumerationExports, LookupsOnAnOfflineImage) {
   ASSERT_EQ(SetNode_SVODB(1), 1);
