@@ -39,12 +39,10 @@ constexpr Persistence kAlways = Persistence::kAlways;
 // A failing call: the call-th of the operation (counting only calls with
 // that first argument, when one is given) answers code.
 struct Failure {
-  Failure(Operation o, int c, int32_t r, std::optional<int32_t> a = std::nullopt)
-      : operation(o), call(c), code(r), argument(a) {}
   Operation operation;
   int call;
   int32_t code;
-  std::optional<int32_t> argument;
+  std::optional<int32_t> argument = std::nullopt;
 };
 Plan Failing(std::vector<Failure> failures) {
   return [failures](sim::FaultPlan& p) {
@@ -333,14 +331,12 @@ TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
   EXPECT_EQ(Store("BQ1K1", 4), 10989);
 }
 
-// The drive's logic version as every part of the library asks for it: read
-// now outside an operation, the operation's own answer inside one, and 0
-// with the read's code when it cannot be read.
+// The drive's logic version as every caller asks for it (ReadLogicVersion,
+// then LogicVersionOrOldest): read now outside an operation, the operation's
+// own answer inside one (read before the reads fail), and 0 with the read's
+// code when it cannot be read; a failed first read ends the question.
 TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCaller) {
-  // insideOperation: the operation read LogicVer before the fault; failure:
-  // what the FPGA reads answer after that (1: none). Each case asks twice,
-  // ReadLogicVersion then LogicVersionOrOldest; a setting is read twice, and
-  // a failed first read ends the question.
+  // Inside an operation, what the FPGA reads answer after it (1: no fault).
   const std::tuple<bool, int32_t, Result, int32_t, std::string> cases[] = {
       {false, 1, 1, 4, "r30=4 r30=4 r30=4 r30=4"},
       {false, 0, 0, 0, "r30!0 r30!0"},
@@ -361,18 +357,6 @@ TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCal
     EXPECT_EQ(LogicVersionOrOldest(ctx), logicVersion);
     EXPECT_EQ(Log(), Calls(traffic));
   }
-}
-
-TEST_F(RegisterTransfersOldLogic, CurrentLimitIsATwoBitFieldInRegister13) {
-  const std::string logic = "r30=2 r30=2 r30=2 r30=2 ";
-  Expect(Transfer(kWrite, "ILmtPlus", 2, kOk, logic + "r13=0x8F w13=0x8B r13=0x8B"));
-  // The two-bit range applies: 1 passes although the 8-bit range starts at 105.
-  registers.SetCurrentLimitLayout(4);
-  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtMinus", 1, 0), code::kOk);
-  EXPECT_EQ(drive.FpgaByte(13), 0x89);
-  registers.SetCurrentLimitLayout(4);
-  Expect(Transfer(kWrite, "ILmtPlus", 4, code::kOutOfRange, "r30=2 r30=2"));
-  Expect(Transfer(kRead, "ILmtMinus", 1, kOk, logic + "r13=0x89 r13=0x89"));
 }
 
 TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {

@@ -77,6 +77,9 @@ TEST_F(OnlineExports, CurrentLimitsFollowTheDrivesLogic) {
   // The write finds the logic itself: a step, in bits 3-2 of register 13.
   EXPECT_EQ(PutVariableOnline_SVODB("ILmtPlus", 3), 1);
   EXPECT_EQ(drive_->FpgaByte(13) & 0x0F, 0x0C);
+  Take();
+  EXPECT_EQ(PutVariableOnline_SVODB("ILmtPlus", 4), 23);  // beyond the steps: nothing written
+  EXPECT_TRUE(Writes().empty());
   drive_->SetFpgaByte(13, static_cast<uint8_t>((drive_->FpgaByte(13) & 0xF0) | 0x09));  // steps 2 and 1
   Take();
   const std::string logic = "GetVarFromFPGA(30) -> 1 [2]";
