@@ -59,42 +59,34 @@ Plan DropNv(int entry, Persistence persistence = Persistence::kOnce) {
 // A script of calls, one word a call: rA=V and wA=V read and write the
 // FPGA byte at A, RE=G,V and WE=G,V read and write NV entry E (register G,
 // data V), eE erases NV entry E. A call that answers C instead of 1 ends in
-// !C; a failed read has no data.
-struct ScriptCall {
-  char kind = 0;
-  int where = 0, first = 0, second = 0, fields = 0;
-  std::string result;
-};
-
-std::vector<ScriptCall> Parse(std::string_view script) {
-  std::vector<ScriptCall> calls;
+// !C; a failed read has no data. Calls() gives the drive's call log of a
+// script; given the drive, it first sets what the first read of each FPGA
+// byte and NV entry says the drive holds.
+Lines Calls(std::string_view script, sim::VirtualDrive* drive = nullptr) {
+  Lines lines;
+  std::set<std::pair<char, int>> held;
   std::istringstream words{std::string(script)};
   for (std::string word; words >> word;) {
-    ScriptCall c;
-    c.fields = std::sscanf(word.c_str(), "%c%i=%i,%i", &c.kind, &c.where, &c.first, &c.second);
+    char kind = 0;
+    int where = 0, first = 0, second = 0;
+    const int fields = std::sscanf(word.c_str(), "%c%i=%i,%i", &kind, &where, &first, &second);
     const std::size_t bang = word.find('!');
-    c.result = bang == std::string::npos ? "1" : word.substr(bang + 1);
-    calls.push_back(c);
-  }
-  return calls;
-}
-
-// The drive's call log of a script.
-Lines Calls(std::string_view script) {
-  Lines lines;
-  for (const ScriptCall& c : Parse(script)) {
-    const std::string at = "(" + std::to_string(c.where), one = std::to_string(c.first);
-    const std::string two = std::to_string(c.second);
-    const std::string read = c.fields < 3    ? ""
-                             : c.fields == 3 ? " [" + one + "]"
-                                             : " [" + one + ", " + two + "]";
-    switch (c.kind) {
-      case 'r': lines.push_back("GetVarFromFPGA" + at + ") -> " + c.result + read); break;
-      case 'w': lines.push_back("PutVarToFPGA" + at + ", " + one + ") -> " + c.result); break;
-      case 'R': lines.push_back("GetVarFromEEPROM" + at + ") -> " + c.result + read); break;
-      case 'W': lines.push_back("PutVarToEEPROM" + at + ", " + one + ", " + two + ") -> " + c.result); break;
-      case 'e': lines.push_back("NVEraseUnit" + at + ") -> " + c.result); break;
-      default: ADD_FAILURE() << "no such call: " << c.kind;
+    const std::string result = bang == std::string::npos ? "1" : word.substr(bang + 1);
+    const std::string at = "(" + std::to_string(where), one = std::to_string(first),
+                      two = std::to_string(second);
+    const std::string read = fields < 3 ? "" : fields == 3 ? " [" + one + "]" : " [" + one + ", " + two + "]";
+    const auto u8 = [](int value) { return static_cast<uint8_t>(value); };
+    if (drive != nullptr && fields >= 3 && held.insert({kind, where}).second) {
+      if (kind == 'r') drive->SetFpgaByte(u8(where), u8(first));
+      if (kind == 'R') drive->SetNvEntry(u8(where), {u8(first), u8(second)});
+    }
+    switch (kind) {
+      case 'r': lines.push_back("GetVarFromFPGA" + at + ") -> " + result + read); break;
+      case 'w': lines.push_back("PutVarToFPGA" + at + ", " + one + ") -> " + result); break;
+      case 'R': lines.push_back("GetVarFromEEPROM" + at + ") -> " + result + read); break;
+      case 'W': lines.push_back("PutVarToEEPROM" + at + ", " + one + ", " + two + ") -> " + result); break;
+      case 'e': lines.push_back("NVEraseUnit" + at + ") -> " + result); break;
+      default: ADD_FAILURE() << "no such call: " << word;
     }
   }
   return lines;
@@ -105,9 +97,8 @@ Lines Calls(std::string_view script) {
 enum Call { kReadFpga, kReadNv, kRead, kWriteFpga, kWriteNv, kWrite, kLoad, kLoadNv, kStore, kStoreNv };
 
 // One transfer: the call, the faults the drive shows, and what must come
-// of the call: its result, the raw value a read gives and the traffic. The
-// first read of each FPGA byte and NV entry in the traffic says what the
-// drive holds before the call.
+// of the call: its result, the raw value a read gives and the traffic,
+// whose first reads say what the drive holds before the call.
 struct Row {
   Call call;
   const char* name;
@@ -157,18 +148,11 @@ class RegisterTransfers : public ::testing::Test {
   }
   void Expect(const Row& row) {
     SCOPED_TRACE(std::string(row.name) + " " + std::to_string(row.value) + ": " + row.traffic);
-    std::set<std::pair<char, int>> held;
-    for (const ScriptCall& c : Parse(row.traffic)) {
-      if (c.fields < 3 || !held.insert({c.kind, c.where}).second) continue;
-      const auto at = static_cast<uint8_t>(c.where);
-      if (c.kind == 'r') drive.SetFpgaByte(at, static_cast<uint8_t>(c.first));
-      if (c.kind == 'R')
-        drive.SetNvEntry(at, {static_cast<uint8_t>(c.first), static_cast<uint8_t>(c.second)});
-    }
+    const Lines traffic = Calls(row.traffic, &drive);
     Fresh(row.faults);
     int32_t raw = 0;
     EXPECT_EQ(Run(row.call, row.name, row.value, raw), row.code);
-    EXPECT_EQ(Log(), Calls(row.traffic));
+    EXPECT_EQ(Log(), traffic);
     if (row.call <= kRead && row.code == kOk) {
       EXPECT_EQ(raw, row.value);
     }
