@@ -49,6 +49,7 @@ Plan Failing(std::vector<Failure> failures) {
     for (const Failure& f : failures) p.FailCall(f.operation, f.call, f.code, f.argument);
   };
 }
+Plan Fail(Operation operation, int call, int32_t code) { return Failing({{operation, call, code}}); }
 Plan DropFpga(int address, Persistence persistence = Persistence::kOnce) {
   return [=](sim::FaultPlan& p) { p.DropFpgaWrite(address, persistence); };
 }
@@ -99,7 +100,7 @@ enum Call { kReadFpga, kReadNv, kRead, kWriteFpga, kWriteNv, kWrite, kLoad, kLoa
 // One transfer: the call, the faults the drive shows, and what must come
 // of the call: its result, the raw value a read gives and the traffic,
 // whose first reads say what the drive holds before the call.
-struct Row {
+struct Transfer {
   Call call;
   const char* name;
   int32_t value;
@@ -107,8 +108,8 @@ struct Row {
   std::string traffic;
   Plan faults;
 };
-Row Transfer(Call call, const char* name, int32_t value, Result code, std::string traffic, Plan faults = {}) {
-  return Row{call, name, value, code, std::move(traffic), std::move(faults)};
+Transfer Row(Call call, const char* name, int32_t value, Result code, std::string traffic, Plan faults = {}) {
+  return Transfer{call, name, value, code, std::move(traffic), std::move(faults)};
 }
 
 // The drive on the serial port, a fresh register map and an empty call log.
@@ -146,7 +147,7 @@ class RegisterTransfers : public ::testing::Test {
     }
     return kSystemError;
   }
-  void Expect(const Row& row) {
+  void Expect(const Transfer& row) {
     SCOPED_TRACE(std::string(row.name) + " " + std::to_string(row.value) + ": " + row.traffic);
     const Lines traffic = Calls(row.traffic, &drive);
     Fresh(row.faults);
@@ -186,7 +187,7 @@ TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
       {"AuxFBDivisor", 0x01020304, "r83=1 r82=2 r81=3 r80=4 r83=1 r82=2 r81=3 r80=4"},
   };
   for (const Call call : {kReadFpga, kRead})
-    for (const auto& [name, value, traffic] : cases) Expect(Transfer(call, name, value, kOk, traffic));
+    for (const auto& [name, value, traffic] : cases) Expect(Row(call, name, value, kOk, traffic));
 }
 
 TEST_F(RegisterTransfers, ReadsFailAsTheDriveAnswers) {
@@ -195,92 +196,89 @@ TEST_F(RegisterTransfers, ReadsFailAsTheDriveAnswers) {
   const Plan secondKvp = [](sim::FaultPlan& p) { p.ChangeSecondRead(16); };
   const Plan secondCommand = [](sim::FaultPlan& p) { p.ChangeSecondRead(10); };
   const auto distort = [](int call) { return [=](sim::FaultPlan& p) { p.DistortCall(kNvGet, call); }; };
-  const Row rows[] = {
-      Transfer(kReadFpga, "KVP", 0, kTransferError, "r16=0x12 r16=0x13", secondKvp),
+  const Transfer rows[] = {
+      Row(kReadFpga, "KVP", 0, kTransferError, "r16=0x12 r16=0x13", secondKvp),
       // The command moves with the motor: its second read stands, but only
       // under that exact spelling.
-      Transfer(kReadFpga, "Command", 0, kOk, "r10=1 r9=0 r10=0 r9=0", secondCommand),
-      Transfer(kReadFpga, "command", 0, kTransferError, "r10=1 r9=0 r10=0 r9=0", secondCommand),
+      Row(kReadFpga, "Command", 0, kOk, "r10=1 r9=0 r10=0 r9=0", secondCommand),
+      Row(kReadFpga, "command", 0, kTransferError, "r10=1 r9=0 r10=0 r9=0", secondCommand),
       // A transport failure passes through unchanged.
-      Transfer(kReadFpga, "GearIn", 0, 3, "r81=0x12 r80!3", Failing({{kGet, 2, 3}})),
-      Transfer(kReadFpga, "GearIn", 0, 6, "r81=0x12 r80=0x34 r81!6", Failing({{kGet, 3, 6}})),
-      Transfer(kReadFpga, "GearIn", 0, 2, "r81=0x12 r80=0x34 r81=0x12 r80!2", Failing({{kGet, 4, 2}})),
+      Row(kReadFpga, "GearIn", 0, 3, "r81=0x12 r80!3", Fail(kGet, 2, 3)),
+      Row(kReadFpga, "GearIn", 0, 6, "r81=0x12 r80=0x34 r81!6", Fail(kGet, 3, 6)),
       // A biquad coefficient is read through the address register.
-      Transfer(kReadFpga, "BQ1K1", 0x1234, kOk, "w42=10 r108=0x34 w42=11 r108=0x12"),
-      Transfer(kReadFpga, "BQ1K1", 0, kSystemError, "w42=10 r108!3", Failing({{kGet, 1, 3}})),
+      Row(kReadFpga, "BQ1K1", 0x1234, kOk, "w42=10 r108=0x34 w42=11 r108=0x12"),
+      Row(kReadFpga, "BQ1K1", 0, kSystemError, "w42=10 r108!3", Fail(kGet, 1, 3)),
       // NV: only the top entry's register is checked; either entry's data
       // changing between the reads fails.
-      Transfer(kReadNv, "GearIn", 0x1234, kOk, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x34"),
-      Transfer(kReadNv, "GearIn", 0, code::kNvAddressMismatch, "R39=50,0x12",
-               [](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); }),
-      Transfer(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x13 R38=0x55,0x34",
-               distort(3)),
-      Transfer(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x35",
-               distort(4)),
+      Row(kReadNv, "GearIn", 0x1234, kOk, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x34"),
+      Row(kReadNv, "GearIn", 0, code::kNvAddressMismatch, "R39=50,0x12",
+          [](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); }),
+      Row(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x13 R38=0x55,0x34",
+          distort(3)),
+      Row(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x35",
+          distort(4)),
   };
-  for (const Row& row : rows) Expect(row);
+  for (const Transfer& row : rows) Expect(row);
 }
 
 // The serial number's 24 bytes move only with the online strings.
 TEST_F(RegisterTransfers, UnknownNameAndSerialNumberAreRefusedBeforeAnyTraffic) {
   for (int call = kReadFpga; call <= kStoreNv; ++call) {
-    Expect(Transfer(static_cast<Call>(call), "NoSuchRegister", 1, code::kInvalidParameter, ""));
-    Expect(Transfer(static_cast<Call>(call), "SerialNum", 1, kSystemError, ""));
+    Expect(Row(static_cast<Call>(call), "NoSuchRegister", 1, code::kInvalidParameter, ""));
+    Expect(Row(static_cast<Call>(call), "SerialNum", 1, kSystemError, ""));
   }
 }
 
 TEST_F(RegisterTransfers, WritesReadWhatTheyShareWriteInOrderAndReadBack) {
   const std::string posFb = "w45=3 w46=2 w47=1 r47=0 r46=0 r45=0 ";
-  const Row rows[] = {
+  const Transfer rows[] = {
       // One byte: the other registers' bits are kept (KIP's 3-bit halves swapped).
-      Transfer(kWriteFpga, "KIP", 8, kOk, "r2=0xC0 w2=0xC1 r2=0xC1"),
-      Transfer(kWriteFpga, "CmdSrc", 2, kOk, "r1=0x8D w1=0xAD r1=0xAD"),
-      Transfer(kWriteFpga, "DInp2Pol", 0, kOk, "r74=0x1F w74=0x1D r74=0x1D"),
-      Transfer(kWriteFpga, "HstSet", -88, kOk, "r39=0 w39=0xA8 r39=0xA8"),
+      Row(kWriteFpga, "KIP", 8, kOk, "r2=0xC0 w2=0xC1 r2=0xC1"),
+      Row(kWriteFpga, "CmdSrc", 2, kOk, "r1=0x8D w1=0xAD r1=0xAD"),
+      Row(kWriteFpga, "DInp2Pol", 0, kOk, "r74=0x1F w74=0x1D r74=0x1D"),
+      Row(kWriteFpga, "HstSet", -88, kOk, "r39=0 w39=0xA8 r39=0xA8"),
       // Two bytes: the shared lower byte is read, written first and read back last.
-      Transfer(kWriteFpga, "CommOff", -1, kOk, "r14=5 w14=0xF5 w15=0xFF r15=0xFF r14=0xF5"),
+      Row(kWriteFpga, "CommOff", -1, kOk, "r14=5 w14=0xF5 w15=0xFF r15=0xFF r14=0xF5"),
       // A lost upper byte is written once more, after the shared byte is read again.
-      Transfer(kWriteFpga, "PWMMinus", -5174, kOk,
-               "r5=0 w5=0xCA w6=0xEB r6=0 r5=0xCA r5=0xCA w5=0xCA w6=0xEB r6=0xEB r5=0xCA", DropFpga(6)),
+      Row(kWriteFpga, "PWMMinus", -5174, kOk,
+          "r5=0 w5=0xCA w6=0xEB r6=0 r5=0xCA r5=0xCA w5=0xCA w6=0xEB r6=0xEB r5=0xCA", DropFpga(6)),
       // Wide fields: lowest address first, nothing read first.
-      Transfer(kWriteFpga, "FBDivisor", 0x01020304, kOk,
-               "w99=4 w100=3 w101=2 w102=1 r102=1 r101=2 r100=3 r99=4"),
+      Row(kWriteFpga, "FBDivisor", 0x01020304, kOk, "w99=4 w100=3 w101=2 w102=1 r102=1 r101=2 r100=3 r99=4"),
       // The position counter belongs to the drive: never confirmed.
-      Transfer(kWriteFpga, "PosFB", 0x010203, kTransferError, posFb + posFb),
+      Row(kWriteFpga, "PosFB", 0x010203, kTransferError, posFb + posFb),
       // A write that does not stick is made once more.
-      Transfer(kWriteFpga, "KVP", 0x21, kOk, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0x12", DropFpga(16)),
-      Transfer(kWriteFpga, "KVP", 0x21, kTransferError, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0",
-               DropFpga(16, kAlways)),
-      Transfer(kWriteNv, "KVP", 0x21, kOk, "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0x12",
-               DropNv(23)),
-      Transfer(kWriteNv, "KVP", 0x21, kTransferError,
-               "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0", DropNv(23, kAlways)),
+      Row(kWriteFpga, "KVP", 0x21, kOk, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0x12", DropFpga(16)),
+      Row(kWriteFpga, "KVP", 0x21, kTransferError, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0",
+          DropFpga(16, kAlways)),
+      Row(kWriteNv, "KVP", 0x21, kOk, "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0x12",
+          DropNv(23)),
+      Row(kWriteNv, "KVP", 0x21, kTransferError,
+          "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0", DropNv(23, kAlways)),
       // A failing read of the shared byte or entry, or of the read-back, passes through.
-      Transfer(kWriteFpga, "KVP", 1, 6, "r16!6", Failing({{kGet, 1, 6}})),
-      Transfer(kWriteFpga, "KVP", 1, 6, "r16=0 w16=0x10 r16!6", Failing({{kGet, 2, 6}})),
-      Transfer(kWriteNv, "KVP", 1, 6, "R23!6", Failing({{kNvGet, 1, 6}})),
-      Transfer(kWriteNv, "KVP", 1, 6, "R23=16,0 W23=16,0x10 R23!6", Failing({{kNvGet, 2, 6}})),
+      Row(kWriteFpga, "KVP", 1, 6, "r16!6", Fail(kGet, 1, 6)),
+      Row(kWriteFpga, "KVP", 1, 6, "r16=0 w16=0x10 r16!6", Fail(kGet, 2, 6)),
+      Row(kWriteNv, "KVP", 1, 6, "R23!6", Fail(kNvGet, 1, 6)),
+      Row(kWriteNv, "KVP", 1, 6, "R23=16,0 W23=16,0x10 R23!6", Fail(kNvGet, 2, 6)),
       // An NV write repairs the entry's register; its read-back looks at the data only.
-      Transfer(kWriteNv, "KVP", 0x21, kOk, "R23=50,0 W23=16,0x12 R23=16,0x12"),
-      Transfer(kWriteNv, "KVP", 0x21, kOk, "R23=50,0x12 W23=16,0x12 R23=50,0x12", DropNv(23)),
-      Transfer(kWriteNv, "KIP", 8, kOk, "R1=2,0xC0 W1=2,0xC1 R1=2,0xC1"),
+      Row(kWriteNv, "KVP", 0x21, kOk, "R23=50,0 W23=16,0x12 R23=16,0x12"),
+      Row(kWriteNv, "KVP", 0x21, kOk, "R23=50,0x12 W23=16,0x12 R23=50,0x12", DropNv(23)),
+      Row(kWriteNv, "KIP", 8, kOk, "R1=2,0xC0 W1=2,0xC1 R1=2,0xC1"),
       // Two bytes in NV: a failed put ends the write; PWMMinus is read back.
-      Transfer(kWriteNv, "CommOff", -1, 3, "R13=14,5 W13=14,0xF5!3", Failing({{kNvPut, 1, 3}})),
-      Transfer(kWriteNv, "CommOff", -1, kOk, "R13=14,5 W13=14,0xF5 W14=15,0xFF R14=15,0xFF R13=14,0xF5"),
-      Transfer(kWriteNv, "PWMMinus", -5174, kTransferError,
-               "R4=5,0 W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA R4=5,0xCA W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA",
-               DropNv(5, kAlways)),
+      Row(kWriteNv, "CommOff", -1, 3, "R13=14,5 W13=14,0xF5!3", Fail(kNvPut, 1, 3)),
+      Row(kWriteNv, "CommOff", -1, kOk, "R13=14,5 W13=14,0xF5 W14=15,0xFF R14=15,0xFF R13=14,0xF5"),
+      Row(kWriteNv, "PWMMinus", -5174, kTransferError,
+          "R4=5,0 W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA R4=5,0xCA W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA",
+          DropNv(5, kAlways)),
       // Wide fields in NV: the put results are ignored, the read-back decides.
-      Transfer(kWriteNv, "FBDivisor", 0x01020304, kOk,
-               "W63=99,4 W64=100,3!3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,0 R63=99,4 "
-               "W63=99,4 W64=100,3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,3 R63=99,4",
-               Failing({{kNvPut, 2, 3}})),
+      Row(kWriteNv, "FBDivisor", 0x01020304, kOk,
+          "W63=99,4 W64=100,3!3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,0 R63=99,4 "
+          "W63=99,4 W64=100,3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,3 R63=99,4",
+          Fail(kNvPut, 2, 3)),
       // A biquad coefficient in NV is the indirect write sequence, not read back.
-      Transfer(kWriteNv, "BQ1K1", 0x1234, kOk, "W93=42,10 W94=108,0x34 W95=42,11 W96=108,0x12", DropNv(94)),
-      Transfer(kWriteNv, "BQ1K1", 0x1234, kSystemError, "W93=42,10 W94=108,0x34 W95=42,11!6",
-               Failing({{kNvPut, 3, 6}})),
+      Row(kWriteNv, "BQ1K1", 0x1234, kOk, "W93=42,10 W94=108,0x34 W95=42,11 W96=108,0x12", DropNv(94)),
+      Row(kWriteNv, "BQ1K1", 0x1234, kSystemError, "W93=42,10 W94=108,0x34 W95=42,11!6", Fail(kNvPut, 3, 6)),
   };
-  for (const Row& row : rows) Expect(row);
+  for (const Transfer& row : rows) Expect(row);
 }
 
 TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) {
@@ -296,22 +294,22 @@ TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) 
     bank += "w42=" + std::to_string(2 * i) + " w108=" + std::to_string(v & 0xFF) +
             " w42=" + std::to_string(2 * i + 1) + " w108=" + std::to_string(v >> 8) + " ";
   }
-  Expect(Transfer(kWriteFpga, "bq1k1", 0x1234, kOk, bank));
+  Expect(Row(kWriteFpga, "bq1k1", 0x1234, kOk, bank));
   EXPECT_EQ(std::pair(Store("BQ1K1", 0), Store("BQ1K1", 1)), std::pair(0x1234, 10989));
   // A failing call ends the bank; the store keeps its value.
-  Expect(Transfer(kWriteFpga, "BQ1K1", 0x4321, kSystemError,
-                  bank.substr(0, bank.find("w108=128")) + "w108=128!3", Failing({{kPut, 10, 3}})));
+  Expect(Row(kWriteFpga, "BQ1K1", 0x4321, kSystemError, bank.substr(0, bank.find("w108=128")) + "w108=128!3",
+             Fail(kPut, 10, 3)));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
 }
 
 // Outside 0-6 the node is the drive's.
 TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
   const std::string traffic = "W93=42,10 R94=108,0x34 W95=42,11 R96=108,0x12";
-  Expect(Transfer(kLoadNv, "BQ1K1", 3, kOk, traffic));
+  Expect(Row(kLoadNv, "BQ1K1", 3, kOk, traffic));
   EXPECT_EQ(std::pair(Store("BQ1K1", 3), Store("BQ1K1", 0)), std::pair(0x1234, 10989));
-  Expect(Transfer(kLoadNv, "BQ1K1", 9, kOk, traffic));
+  Expect(Row(kLoadNv, "BQ1K1", 9, kOk, traffic));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
-  Expect(Transfer(kLoadNv, "BQ1K1", 4, kSystemError, "W93=42,10 R94!3", Failing({{kNvGet, 1, 3}})));
+  Expect(Row(kLoadNv, "BQ1K1", 4, kSystemError, "W93=42,10 R94!3", Fail(kNvGet, 1, 3)));
   EXPECT_EQ(Store("BQ1K1", 4), 10989);
 }
 
@@ -345,8 +343,7 @@ TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCal
 
 TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
   // Node 0 holds raw 151 as loaded.
-  Expect(
-      Transfer(kStoreNv, "ILmtPlus", 0, kOk, "r30=2 r30=2 r30=2 r30=2 R12=13,0x81 W12=13,0x8D R12=13,0x8D"));
+  Expect(Row(kStoreNv, "ILmtPlus", 0, kOk, "r30=2 r30=2 r30=2 r30=2 R12=13,0x81 W12=13,0x8D R12=13,0x8D"));
 
   // Raw values at the edges of each step; ILmtPlus's step is in bits 3-2.
   const std::tuple<const char*, int32_t, int> cases[] = {

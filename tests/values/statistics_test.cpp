@@ -49,15 +49,14 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
   const std::tuple<int32_t, int32_t, uint8_t, uint8_t> cases[] = {
       {2, 3, 19, 0}, {0, 0, 0, 0}, {31, 7, 255, 0}, {32, 0, 0, 1}, {63, 7, 255, 1}, {1, 9, 17, 0}};
   for (const auto& [record, byte, low, high] : cases) {
-    SCOPED_TRACE(std::to_string(record) + "/" + std::to_string(byte));
     drive_->SetFaultLogByte(high * 256u + low, static_cast<uint8_t>(0xA0 + record));
     uint8_t value = 0;
-    EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
-    EXPECT_EQ(value, 0xA0 + record);
-    EXPECT_EQ(drive_->FpgaByte(42), low);
-    EXPECT_EQ(drive_->FpgaByte(43) & 1, high);
+    const Result result = GetFaultHistory_SVODB(record, byte, &value);
     // The log is read last, at the address just written.
-    EXPECT_TRUE(Take().back().starts_with("GetVarFromFPGA(62)"));
+    EXPECT_EQ(std::tuple(result, value, drive_->FpgaByte(42), drive_->FpgaByte(43) & 1,
+                         Take().back().substr(0, 18)),
+              std::tuple(1, 0xA0 + record, low, high, std::string("GetVarFromFPGA(62)")))
+        << record << "/" << byte;
   }
   // Outside the log, and without a drive: 0 without traffic. 8 * 2^29
   // would wrap to 0 in 32 bits.
@@ -87,18 +86,16 @@ TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
   };
   // clang-format on
   for (const auto& [values, count, shortForm, expectedMean, expectedSpread, pumps] : cases) {
-    SCOPED_TRACE(std::to_string(count) + " samples of " + std::to_string(values.size()));
     SampleSequence(values);
     double mean = 5.0, spread = 5.0;
     char unit[SVODB_UNIT_SIZE];
-    EXPECT_EQ(shortForm ? GetParmMeanRMS_SVODBT(kSampled, count, &mean, &spread)
-                        : GetParmMeanRMS_SVODB(kSampled, count, &mean, &spread, unit),
-              code::kOk);
-    EXPECT_EQ(std::pair(mean, spread), std::pair(expectedMean, expectedSpread));
-    EXPECT_FALSE(std::signbit(mean));
-    EXPECT_EQ(platform_.Pumps(), pumps);
-    const int waiting = static_cast<int>(values.size()) - 1 - pumps;
-    EXPECT_EQ(platform_.QueuedMessages(), static_cast<std::size_t>(std::max(waiting, 0)));
+    const Result result = shortForm ? GetParmMeanRMS_SVODBT(kSampled, count, &mean, &spread)
+                                    : GetParmMeanRMS_SVODB(kSampled, count, &mean, &spread, unit);
+    const auto waiting = static_cast<std::size_t>(std::max(static_cast<int>(values.size()) - 1 - pumps, 0));
+    EXPECT_EQ(
+        std::tuple(result, mean, spread, std::signbit(mean), platform_.Pumps(), platform_.QueuedMessages()),
+        std::tuple(code::kOk, expectedMean, expectedSpread, false, pumps, waiting))
+        << count << " samples of " << values.size();
   }
   Take();
   double mean = 5.0, spread = 5.0;
