@@ -181,16 +181,14 @@ TEST(CommandScaling, GainAndOffsetFromCountsAndBack) {
   EXPECT_EQ(PwmPlusFromCommand({kX7103, 0, 0}, 0.0, 5.0, count), code::kOk);
   EXPECT_EQ((std::vector<double>{gain, offset, static_cast<double>(count)}), (std::vector<double>{0, 0, 0}));
   OffsetBounds bounds{-1.0, -1.0};
-  const Result refusals[] = {PwmMinusFromCommand({kX7103, 2, 0}, 1.0, 0.0, count),
-                             PwmPlusFromCommand({kUnknownModel, 9, 0}, 1.0, 0.0, count),
-                             PwmMinusFromCommand({kUnknownModel, 0, 0}, 1.0, 0.0, count),
-                             CommandGainFromPwm({kUnknownModel, 0, 0}, 2, 1, gain),
-                             CommandOffsetFromPwm({kUnknownModel, 0, 0}, 2, 1, offset),
-                             CommandGainLimit({kUnknownModel, 0, 0}, 0.0, 2000, gain),
-                             CommandOffsetLimits({kUnknownModel, 0, 0}, 1.0, 2000, bounds)};
-  EXPECT_EQ(std::vector<Result>(std::begin(refusals), std::end(refusals)),
-            (std::vector<Result>{code::kWrongOpMode, code::kWrongModel, code::kWrongModel, code::kWrongModel,
-                                 code::kWrongModel, code::kWrongModel, code::kWrongModel}));
+  EXPECT_EQ(PwmMinusFromCommand({kX7103, 2, 0}, 1.0, 0.0, count), code::kWrongOpMode);
+  for (const Result result : {PwmPlusFromCommand({kUnknownModel, 9, 0}, 1.0, 0.0, count),
+                              PwmMinusFromCommand({kUnknownModel, 0, 0}, 1.0, 0.0, count),
+                              CommandGainFromPwm({kUnknownModel, 0, 0}, 2, 1, gain),
+                              CommandOffsetFromPwm({kUnknownModel, 0, 0}, 2, 1, offset),
+                              CommandGainLimit({kUnknownModel, 0, 0}, 0.0, 2000, gain),
+                              CommandOffsetLimits({kUnknownModel, 0, 0}, 1.0, 2000, bounds)})
+    EXPECT_EQ(result, code::kWrongModel);
   EXPECT_EQ((std::vector<double>{gain, offset, static_cast<double>(count), bounds.maximum}),
             (std::vector<double>{0, 0, 0, -1}));
 }
