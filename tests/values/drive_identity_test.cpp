@@ -114,16 +114,16 @@ TEST_F(IdentityExports, OnlineOpModeIsWrittenBeforeTheSwitchIsRead) {
                     "GetVarFromFPGA(1) -> 1 [131]"};
   const Lines toOne{"GetVarFromFPGA(1) -> 1 [131]", "PutVarToFPGA(1, 67) -> 1",
                     "GetVarFromFPGA(1) -> 1 [67]"};
-  const std::string switchRead = "GetVarFromFPGA(25) -> 1 [1]";
+  const auto thenSwitch = [](Lines lines) {
+    lines.push_back("GetVarFromFPGA(25) -> 1 [1]");
+    return lines;
+  };
   // The export, OpMode through the numeric export (truncated), and another
   // spelling, which is an ordinary variable: no switch read, no new mode.
   const std::tuple<std::function<Result()>, Result, uint32_t, Lines> steps[] = {
-      {[] { return SetOpModeOnline_SVODB(2); }, 1, 0, {toTwo[0], toTwo[1], toTwo[2], switchRead}},
+      {[] { return SetOpModeOnline_SVODB(2); }, 1, 0, thenSwitch(toTwo)},
       {[] { return SetOpModeOnline_SVODB(4); }, 23, 0, {}},
-      {[] { return PutVariableOnline_SVODB("OpMode", 1.9); },
-       1,
-       1,
-       {toOne[0], toOne[1], toOne[2], switchRead}},
+      {[] { return PutVariableOnline_SVODB("OpMode", 1.9); }, 1, 1, thenSwitch(toOne)},
       {[] { return PutVariableOnline_SVODB("opmode", 2); }, 1, 1, toTwo},
   };
   for (const auto& [call, result, mode, traffic] : steps) {
