@@ -81,8 +81,6 @@ TEST(RegisterMapStore, LookupAndSetCheckTheNameTheRangeThenTheNode) {
   EXPECT_FALSE(map.GetVelocityRange("NoSuchRegister").found);
 }
 
-// ---------------------------------------------------------------- the codec
-
 const RegisterDescriptor& Row(const char* name) {
   static const RegisterMap map;
   return map.FindRegister(name)->descriptor;

@@ -219,8 +219,6 @@ TEST(CommandScaling, LimitsOfGainAndOffset) {
   }
 }
 
-// ---------------------------------------------------------------- the sweep
-
 enum class Expect : uint8_t {
   kInverse,     // the raw value comes back
   kDrift,       // comes back within maxDrift counts; the bound is reached

@@ -62,8 +62,6 @@ TEST(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTermina
   EXPECT_EQ(MonitorTable(Monitor::kDm1Map, kMonitorColumnCount, 0), nullptr);
 }
 
-// ---------------------------------------------------------------- exports
-
 class EnumerationExports : public ValueExports {
  protected:
   void ReadVersionText() {

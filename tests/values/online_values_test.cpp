@@ -20,11 +20,7 @@ namespace {
 // A drive on the serial port whose model the library has read.
 class OnlineExports : public ValueExports {
  protected:
-  void SetUp() override {
-    ExportTest::SetUp();
-    Connect();
-  }
-  void Connect(sim::DriveConfig config = {}) {
+  void Connect(sim::DriveConfig config = {}) override {
     ValueExports::Connect(std::move(config));
     int32_t model = 0;
     ASSERT_EQ(GetModelOnline_SVODB(&model), 1);

@@ -28,7 +28,7 @@ class ValueExports : public ExportTest {
     Connect();
   }
   // A new drive on the serial port, with an empty call log.
-  void Connect(sim::DriveConfig config = {}) {
+  virtual void Connect(sim::DriveConfig config = {}) {
     drive_ = std::make_unique<sim::VirtualDrive>(std::move(config));
     Use(*drive_);
     ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
