@@ -4,8 +4,12 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 #include <optional>
+#include <set>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -21,47 +25,91 @@
 namespace svodb {
 namespace {
 
+using code::kOk;
+using code::kSystemError;
+using code::kTransferError;
 using sim::Operation;
 using sim::Persistence;
 using Lines = std::vector<std::string>;
-using Bytes = std::vector<std::pair<int, int>>;  // address or entry, content
 using Plan = std::function<void(sim::FaultPlan&)>;
+constexpr Operation kGet = Operation::kGetVarFromFPGA, kPut = Operation::kPutVarToFPGA;
+constexpr Operation kNvGet = Operation::kGetVarFromEEPROM, kNvPut = Operation::kPutVarToEEPROM;
+constexpr Persistence kAlways = Persistence::kAlways;
 
 // A failing call: the call-th of the operation (counting only calls with
 // that first argument, when one is given) answers code.
 struct Failure {
-  Failure(Operation o, int c, int32_t r, std::optional<int32_t> a = std::nullopt)
-      : operation(o), call(c), code(r), argument(a) {}
   Operation operation;
   int call;
   int32_t code;
-  std::optional<int32_t> argument;
+  std::optional<int32_t> argument = std::nullopt;
 };
 Plan Failing(std::vector<Failure> failures) {
   return [failures](sim::FaultPlan& p) {
     for (const Failure& f : failures) p.FailCall(f.operation, f.call, f.code, f.argument);
   };
 }
+Plan Fail(Operation operation, int call, int32_t code) { return Failing({{operation, call, code}}); }
+Plan DropFpga(int address, Persistence persistence = Persistence::kOnce) {
+  return [=](sim::FaultPlan& p) { p.DropFpgaWrite(address, persistence); };
+}
+Plan DropNv(int entry, Persistence persistence = Persistence::kOnce) {
+  return [=](sim::FaultPlan& p) { p.DropNvWrite(entry, persistence); };
+}
 
-std::string N(int value) { return std::to_string(value); }
-std::string FpgaGet(int address, int value) {
-  return "GetVarFromFPGA(" + N(address) + ") -> 1 [" + N(value) + "]";
+// A script of calls, one word a call: rA=V and wA=V read and write the
+// FPGA byte at A, RE=G,V and WE=G,V read and write NV entry E (register G,
+// data V), eE erases NV entry E. A call that answers C instead of 1 ends in
+// !C; a failed read has no data. Calls() gives the drive's call log of a
+// script; given the drive, it first sets what the first read of each FPGA
+// byte and NV entry says the drive holds.
+Lines Calls(std::string_view script, sim::VirtualDrive* drive = nullptr) {
+  Lines lines;
+  std::set<std::pair<char, int>> held;
+  std::istringstream words{std::string(script)};
+  for (std::string word; words >> word;) {
+    char kind = 0;
+    int where = 0, first = 0, second = 0;
+    const int fields = std::sscanf(word.c_str(), "%c%i=%i,%i", &kind, &where, &first, &second);
+    const std::size_t bang = word.find('!');
+    const std::string result = bang == std::string::npos ? "1" : word.substr(bang + 1);
+    const std::string at = "(" + std::to_string(where), one = std::to_string(first),
+                      two = std::to_string(second);
+    const std::string read = fields < 3 ? "" : fields == 3 ? " [" + one + "]" : " [" + one + ", " + two + "]";
+    const auto u8 = [](int value) { return static_cast<uint8_t>(value); };
+    if (drive != nullptr && fields >= 3 && held.insert({kind, where}).second) {
+      if (kind == 'r') drive->SetFpgaByte(u8(where), u8(first));
+      if (kind == 'R') drive->SetNvEntry(u8(where), {u8(first), u8(second)});
+    }
+    switch (kind) {
+      case 'r': lines.push_back("GetVarFromFPGA" + at + ") -> " + result + read); break;
+      case 'w': lines.push_back("PutVarToFPGA" + at + ", " + one + ") -> " + result); break;
+      case 'R': lines.push_back("GetVarFromEEPROM" + at + ") -> " + result + read); break;
+      case 'W': lines.push_back("PutVarToEEPROM" + at + ", " + one + ", " + two + ") -> " + result); break;
+      case 'e': lines.push_back("NVEraseUnit" + at + ") -> " + result); break;
+      default: ADD_FAILURE() << "no such call: " << word;
+    }
+  }
+  return lines;
 }
-std::string FpgaPut(int address, int value, int result = 1) {
-  return "PutVarToFPGA(" + N(address) + ", " + N(value) + ") -> " + N(result);
-}
-std::string NvGet(int entry, int reg, int data) {
-  return "GetVarFromEEPROM(" + N(entry) + ") -> 1 [" + N(reg) + ", " + N(data) + "]";
-}
-std::string NvPut(int entry, int reg, int data, int result = 1) {
-  return "PutVarToEEPROM(" + N(entry) + ", " + N(reg) + ", " + N(data) + ") -> " + N(result);
-}
-std::string Erase(int entry, int result = 1) { return "NVEraseUnit(" + N(entry) + ") -> " + N(result); }
 
-Lines Concat(std::initializer_list<Lines> parts) {
-  Lines all;
-  for (const Lines& part : parts) all.insert(all.end(), part.begin(), part.end());
-  return all;
+// The calls of a row: kRead and kWrite are the online ones. A row's value
+// is the raw a read gives or a write writes, or the node a load or store takes.
+enum Call { kReadFpga, kReadNv, kRead, kWriteFpga, kWriteNv, kWrite, kLoad, kLoadNv, kStore, kStoreNv };
+
+// One transfer: the call, the faults the drive shows, and what must come
+// of the call: its result, the raw value a read gives and the traffic,
+// whose first reads say what the drive holds before the call.
+struct Transfer {
+  Call call;
+  const char* name;
+  int32_t value;
+  Result code;
+  std::string traffic;
+  Plan faults;
+};
+Transfer Row(Call call, const char* name, int32_t value, Result code, std::string traffic, Plan faults = {}) {
+  return Transfer{call, name, value, code, std::move(traffic), std::move(faults)};
 }
 
 // The drive on the serial port, a fresh register map and an empty call log.
@@ -84,9 +132,31 @@ class RegisterTransfers : public ::testing::Test {
   int32_t& Store(std::string_view name, int node) {
     return registers.FindRegister(name)->raw[static_cast<std::size_t>(node)];
   }
-  void SetFpga(const Bytes& bytes) {
-    for (const auto& [address, value] : bytes)
-      drive.SetFpgaByte(static_cast<uint8_t>(address), static_cast<uint8_t>(value));
+  Result Run(Call call, std::string_view name, int32_t value, int32_t& raw) {
+    switch (call) {
+      case kReadFpga: return ReadFpgaField(ctx, name, raw);
+      case kReadNv: return ReadNvField(ctx, name, raw);
+      case kRead: return ReadRegisterOnline(ctx, name, raw);
+      case kWriteFpga: return WriteFpgaField(ctx, name, value);
+      case kWriteNv: return WriteNvField(ctx, name, value);
+      case kWrite: return WriteRegisterOnline(ctx, name, value, 0);
+      case kLoad: return LoadFromDrive(ctx, name, value);
+      case kLoadNv: return LoadFromNv(ctx, name, value);
+      case kStore: return StoreToDrive(ctx, name, value);
+      case kStoreNv: return StoreToNv(ctx, name, value);
+    }
+    return kSystemError;
+  }
+  void Expect(const Transfer& row) {
+    SCOPED_TRACE(std::string(row.name) + " " + std::to_string(row.value) + ": " + row.traffic);
+    const Lines traffic = Calls(row.traffic, &drive);
+    Fresh(row.faults);
+    int32_t raw = 0;
+    EXPECT_EQ(Run(row.call, row.name, row.value, raw), row.code);
+    EXPECT_EQ(Log(), traffic);
+    if (row.call <= kRead && row.code == kOk) {
+      EXPECT_EQ(raw, row.value);
+    }
   }
 
   ParameterDatabase db;
@@ -103,187 +173,112 @@ class RegisterTransfersOldLogic : public RegisterTransfers {
       : RegisterTransfers(sim::DriveConfig{.logicVersion = 2, .versionText = "2.0A"}) {}
 };
 
-// ------------------------------------------------------------------- reads
-
+// Each byte from the highest address down; a setting twice, a live value
+// once. KVP's nibbles are swapped; CommOff ignores EncOut's bits.
 TEST_F(RegisterTransfers, ReadsEachByteCountInItsOrderAndSettingsTwice) {
-  const std::tuple<const char*, Bytes, std::vector<int>, int32_t> cases[] = {
-      {"KVP", {{16, 0x12}}, {16, 16}, 0x21},  // nibbles swapped
-      {"HSTemp", {{38, 0xF0}}, {38}, -16},    // live: once
-      {"GearIn", {{81, 0x12}, {80, 0x34}}, {81, 80, 81, 80}, 0x1234},
-      {"CommOff", {{15, 0xFF}, {14, 0xF5}}, {15, 14, 15, 14}, -1},  // EncOut's bits ignored
-      {"PWMMinus", {{6, 0xEB}, {5, 0xCA}}, {6, 5, 6, 5}, -5174},
-      {"PosFB", {{47, 0x01}, {46, 0x02}, {45, 0x03}}, {47, 46, 45}, 0x010203},
-      {"FBDivisor",
-       {{102, 0x80}, {101, 0}, {100, 0}, {99, 1}},
-       {102, 101, 100, 99, 102, 101, 100, 99},
-       -2147483647},
-      {"AuxFBDivisor", {{83, 1}, {82, 2}, {81, 3}, {80, 4}}, {83, 82, 81, 80, 83, 82, 81, 80}, 0x01020304},
+  const std::tuple<const char*, int32_t, const char*> cases[] = {
+      {"KVP", 0x21, "r16=0x12 r16=0x12"},
+      {"HSTemp", -16, "r38=0xF0"},
+      {"GearIn", 0x1234, "r81=0x12 r80=0x34 r81=0x12 r80=0x34"},
+      {"CommOff", -1, "r15=0xFF r14=0xF5 r15=0xFF r14=0xF5"},
+      {"PWMMinus", -5174, "r6=0xEB r5=0xCA r6=0xEB r5=0xCA"},
+      {"PosFB", 0x010203, "r47=1 r46=2 r45=3"},
+      {"FBDivisor", -2147483647, "r102=0x80 r101=0 r100=0 r99=1 r102=0x80 r101=0 r100=0 r99=1"},
+      {"AuxFBDivisor", 0x01020304, "r83=1 r82=2 r81=3 r80=4 r83=1 r82=2 r81=3 r80=4"},
   };
-  using Reader = Result (*)(LibraryContext&, std::string_view, int32_t&);
-  for (const Reader read : {Reader{&ReadFpgaField}, Reader{&ReadRegisterOnline}}) {
-    for (const auto& [name, bytes, reads, value] : cases) {
-      SCOPED_TRACE(name);
-      SetFpga(bytes);
-      Fresh();
-      Lines expected;
-      for (int address : reads) {
-        for (const auto& [a, v] : bytes)
-          if (a == address) expected.push_back(FpgaGet(a, v));
-      }
-      int32_t raw = 0;
-      EXPECT_EQ(read(ctx, name, raw), code::kOk);
-      EXPECT_EQ(raw, value);
-      EXPECT_EQ(Log(), expected);
-    }
-  }
+  for (const Call call : {kReadFpga, kRead})
+    for (const auto& [name, value, traffic] : cases) Expect(Row(call, name, value, kOk, traffic));
 }
 
-TEST_F(RegisterTransfers, SecondReadThatDiffersFailsExceptForTheCommand) {
-  SetFpga({{16, 0x12}, {10, 0x01}, {9, 0x00}});
-  int32_t raw = -7;
-  drive.Faults().ChangeSecondRead(16);
-  EXPECT_EQ(ReadFpgaField(ctx, "KVP", raw), code::kTransferError);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0x12), FpgaGet(16, 0x13)}));
-
-  // The command moves with the motor: its second read stands.
-  Fresh([](sim::FaultPlan& p) { p.ChangeSecondRead(10); });
-  EXPECT_EQ(ReadFpgaField(ctx, "Command", raw), code::kOk);
-  EXPECT_EQ(raw, 0);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(10, 1), FpgaGet(9, 0), FpgaGet(10, 0), FpgaGet(9, 0)}));
-
-  // Only that exact spelling is spared the comparison.
-  drive.Faults().ChangeSecondRead(10);
-  EXPECT_EQ(ReadFpgaField(ctx, "command", raw), code::kTransferError);
-}
-
-TEST_F(RegisterTransfers, TransportFailurePassesThroughUnchanged) {
-  SetFpga({{81, 0x12}, {80, 0x34}});
-  for (const auto& [call, failure] : {std::pair{2, 3}, std::pair{3, 6}, std::pair{4, 2}}) {
-    SCOPED_TRACE(call);
-    Fresh();
-    drive.Faults().FailCall(Operation::kGetVarFromFPGA, call, failure);
-    int32_t raw = 0;
-    EXPECT_EQ(ReadFpgaField(ctx, "GearIn", raw), failure);
-    ASSERT_EQ(Log().size(), static_cast<std::size_t>(call));
-    EXPECT_EQ(Log().back(), "GetVarFromFPGA(" + N(call % 2 == 1 ? 81 : 80) + ") -> " + N(failure));
-  }
-
-  // A write's read of the shared byte or entry, and its read-back, likewise.
-  for (const auto& [operation, call, logged] :
-       {std::tuple{Operation::kGetVarFromFPGA, 1, 1u}, std::tuple{Operation::kGetVarFromFPGA, 2, 3u},
-        std::tuple{Operation::kGetVarFromEEPROM, 1, 1u}, std::tuple{Operation::kGetVarFromEEPROM, 2, 3u}}) {
-    SCOPED_TRACE(call);
-    Fresh();
-    drive.Faults().FailCall(operation, call, 6);
-    const bool fpga = operation == Operation::kGetVarFromFPGA;
-    EXPECT_EQ(fpga ? WriteFpgaField(ctx, "KVP", 1) : WriteNvField(ctx, "KVP", 1), 6);
-    EXPECT_EQ(Log().size(), logged);
-  }
-}
-
-TEST_F(RegisterTransfers, BiquadCoefficientIsReadThroughTheAddressRegister) {
+TEST_F(RegisterTransfers, ReadsFailAsTheDriveAnswers) {
   drive.SetBiquadByte(10, 0x34);
   drive.SetBiquadByte(11, 0x12);
-  int32_t raw = 0;
-  EXPECT_EQ(ReadFpgaField(ctx, "BQ1K1", raw), code::kOk);
-  EXPECT_EQ(raw, 0x1234);
-  EXPECT_EQ(Log(), (Lines{FpgaPut(42, 10), FpgaGet(108, 0x34), FpgaPut(42, 11), FpgaGet(108, 0x12)}));
-
-  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3);
-  EXPECT_EQ(ReadFpgaField(ctx, "BQ1K1", raw), code::kSystemError);
+  const Plan secondKvp = [](sim::FaultPlan& p) { p.ChangeSecondRead(16); };
+  const Plan secondCommand = [](sim::FaultPlan& p) { p.ChangeSecondRead(10); };
+  const auto distort = [](int call) { return [=](sim::FaultPlan& p) { p.DistortCall(kNvGet, call); }; };
+  const Transfer rows[] = {
+      Row(kReadFpga, "KVP", 0, kTransferError, "r16=0x12 r16=0x13", secondKvp),
+      // The command moves with the motor: its second read stands, but only
+      // under that exact spelling.
+      Row(kReadFpga, "Command", 0, kOk, "r10=1 r9=0 r10=0 r9=0", secondCommand),
+      Row(kReadFpga, "command", 0, kTransferError, "r10=1 r9=0 r10=0 r9=0", secondCommand),
+      // A transport failure passes through unchanged.
+      Row(kReadFpga, "GearIn", 0, 3, "r81=0x12 r80!3", Fail(kGet, 2, 3)),
+      Row(kReadFpga, "GearIn", 0, 6, "r81=0x12 r80=0x34 r81!6", Fail(kGet, 3, 6)),
+      // A biquad coefficient is read through the address register.
+      Row(kReadFpga, "BQ1K1", 0x1234, kOk, "w42=10 r108=0x34 w42=11 r108=0x12"),
+      Row(kReadFpga, "BQ1K1", 0, kSystemError, "w42=10 r108!3", Fail(kGet, 1, 3)),
+      // NV: only the top entry's register is checked; either entry's data
+      // changing between the reads fails.
+      Row(kReadNv, "GearIn", 0x1234, kOk, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x34"),
+      Row(kReadNv, "GearIn", 0, code::kNvAddressMismatch, "R39=50,0x12",
+          [](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); }),
+      Row(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x13 R38=0x55,0x34",
+          distort(3)),
+      Row(kReadNv, "GearIn", 0, kTransferError, "R39=81,0x12 R38=0x55,0x34 R39=81,0x12 R38=0x55,0x35",
+          distort(4)),
+  };
+  for (const Transfer& row : rows) Expect(row);
 }
 
+// The serial number's 24 bytes move only with the online strings.
 TEST_F(RegisterTransfers, UnknownNameAndSerialNumberAreRefusedBeforeAnyTraffic) {
-  using Op = std::function<Result(std::string_view)>;
-  int32_t raw = 0;
-  const std::vector<Op> ops{
-      [&](std::string_view n) { return ReadFpgaField(ctx, n, raw); },
-      [&](std::string_view n) { return WriteFpgaField(ctx, n, 1); },
-      [&](std::string_view n) { return ReadNvField(ctx, n, raw); },
-      [&](std::string_view n) { return WriteNvField(ctx, n, 1); },
-      [&](std::string_view n) { return ReadRegisterOnline(ctx, n, raw); },
-      [&](std::string_view n) { return WriteRegisterOnline(ctx, n, 1, 0); },
-      [&](std::string_view n) { return LoadFromDrive(ctx, n, 0); },
-      [&](std::string_view n) { return LoadFromNv(ctx, n, 0); },
-      [&](std::string_view n) { return StoreToDrive(ctx, n, 0); },
-      [&](std::string_view n) { return StoreToNv(ctx, n, 0); },
+  for (int call = kReadFpga; call <= kStoreNv; ++call) {
+    Expect(Row(static_cast<Call>(call), "NoSuchRegister", 1, code::kInvalidParameter, ""));
+    Expect(Row(static_cast<Call>(call), "SerialNum", 1, kSystemError, ""));
+  }
+}
+
+TEST_F(RegisterTransfers, WritesReadWhatTheyShareWriteInOrderAndReadBack) {
+  const std::string posFb = "w45=3 w46=2 w47=1 r47=0 r46=0 r45=0 ";
+  const Transfer rows[] = {
+      // One byte: the other registers' bits are kept (KIP's 3-bit halves swapped).
+      Row(kWriteFpga, "KIP", 8, kOk, "r2=0xC0 w2=0xC1 r2=0xC1"),
+      Row(kWriteFpga, "CmdSrc", 2, kOk, "r1=0x8D w1=0xAD r1=0xAD"),
+      Row(kWriteFpga, "DInp2Pol", 0, kOk, "r74=0x1F w74=0x1D r74=0x1D"),
+      Row(kWriteFpga, "HstSet", -88, kOk, "r39=0 w39=0xA8 r39=0xA8"),
+      // Two bytes: the shared lower byte is read, written first and read back last.
+      Row(kWriteFpga, "CommOff", -1, kOk, "r14=5 w14=0xF5 w15=0xFF r15=0xFF r14=0xF5"),
+      // A lost upper byte is written once more, after the shared byte is read again.
+      Row(kWriteFpga, "PWMMinus", -5174, kOk,
+          "r5=0 w5=0xCA w6=0xEB r6=0 r5=0xCA r5=0xCA w5=0xCA w6=0xEB r6=0xEB r5=0xCA", DropFpga(6)),
+      // Wide fields: lowest address first, nothing read first.
+      Row(kWriteFpga, "FBDivisor", 0x01020304, kOk, "w99=4 w100=3 w101=2 w102=1 r102=1 r101=2 r100=3 r99=4"),
+      // The position counter belongs to the drive: never confirmed.
+      Row(kWriteFpga, "PosFB", 0x010203, kTransferError, posFb + posFb),
+      // A write that does not stick is made once more.
+      Row(kWriteFpga, "KVP", 0x21, kOk, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0x12", DropFpga(16)),
+      Row(kWriteFpga, "KVP", 0x21, kTransferError, "r16=0 w16=0x12 r16=0 r16=0 w16=0x12 r16=0",
+          DropFpga(16, kAlways)),
+      Row(kWriteNv, "KVP", 0x21, kOk, "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0x12",
+          DropNv(23)),
+      Row(kWriteNv, "KVP", 0x21, kTransferError,
+          "R23=16,0 W23=16,0x12 R23=16,0 R23=16,0 W23=16,0x12 R23=16,0", DropNv(23, kAlways)),
+      // A failing read of the shared byte or entry, or of the read-back, passes through.
+      Row(kWriteFpga, "KVP", 1, 6, "r16!6", Fail(kGet, 1, 6)),
+      Row(kWriteFpga, "KVP", 1, 6, "r16=0 w16=0x10 r16!6", Fail(kGet, 2, 6)),
+      Row(kWriteNv, "KVP", 1, 6, "R23!6", Fail(kNvGet, 1, 6)),
+      Row(kWriteNv, "KVP", 1, 6, "R23=16,0 W23=16,0x10 R23!6", Fail(kNvGet, 2, 6)),
+      // An NV write repairs the entry's register; its read-back looks at the data only.
+      Row(kWriteNv, "KVP", 0x21, kOk, "R23=50,0 W23=16,0x12 R23=16,0x12"),
+      Row(kWriteNv, "KVP", 0x21, kOk, "R23=50,0x12 W23=16,0x12 R23=50,0x12", DropNv(23)),
+      Row(kWriteNv, "KIP", 8, kOk, "R1=2,0xC0 W1=2,0xC1 R1=2,0xC1"),
+      // Two bytes in NV: a failed put ends the write; PWMMinus is read back.
+      Row(kWriteNv, "CommOff", -1, 3, "R13=14,5 W13=14,0xF5!3", Fail(kNvPut, 1, 3)),
+      Row(kWriteNv, "CommOff", -1, kOk, "R13=14,5 W13=14,0xF5 W14=15,0xFF R14=15,0xFF R13=14,0xF5"),
+      Row(kWriteNv, "PWMMinus", -5174, kTransferError,
+          "R4=5,0 W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA R4=5,0xCA W4=5,0xCA W5=6,0xEB R5=6,0 R4=5,0xCA",
+          DropNv(5, kAlways)),
+      // Wide fields in NV: the put results are ignored, the read-back decides.
+      Row(kWriteNv, "FBDivisor", 0x01020304, kOk,
+          "W63=99,4 W64=100,3!3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,0 R63=99,4 "
+          "W63=99,4 W64=100,3 W65=101,2 W66=102,1 R66=102,1 R65=101,2 R64=100,3 R63=99,4",
+          Fail(kNvPut, 2, 3)),
+      // A biquad coefficient in NV is the indirect write sequence, not read back.
+      Row(kWriteNv, "BQ1K1", 0x1234, kOk, "W93=42,10 W94=108,0x34 W95=42,11 W96=108,0x12", DropNv(94)),
+      Row(kWriteNv, "BQ1K1", 0x1234, kSystemError, "W93=42,10 W94=108,0x34 W95=42,11!6", Fail(kNvPut, 3, 6)),
   };
-  for (std::size_t i = 0; i < ops.size(); ++i) {
-    SCOPED_TRACE(i);
-    EXPECT_EQ(ops[i]("NoSuchRegister"), code::kInvalidParameter);
-    // 24 bytes: only the online strings move the serial number.
-    EXPECT_EQ(ops[i]("SerialNum"), code::kSystemError);
-    EXPECT_TRUE(Log().empty());
-  }
-}
-
-// ------------------------------------------------------------------ writes
-
-TEST_F(RegisterTransfers, OneByteWriteKeepsTheOtherRegistersBits) {
-  const std::tuple<const char*, int, int, int32_t, int> cases[] = {
-      {"KIP", 2, 0xC0, 8, 0xC1},        // KII and BatFDis kept, 3-bit halves swapped
-      {"CmdSrc", 1, 0x8D, 2, 0xAD},     // between OpMode, CommMode and EMUFunc
-      {"DInp2Pol", 74, 0x1F, 0, 0x1D},  // clearing one bit
-      {"HstSet", 39, 0x00, -88, 0xA8},  // signed 8-bit
-  };
-  for (const auto& [name, address, before, value, after] : cases) {
-    SCOPED_TRACE(name);
-    SetFpga({{address, before}});
-    Fresh();
-    EXPECT_EQ(WriteFpgaField(ctx, name, value), code::kOk);
-    EXPECT_EQ(Log(), (Lines{FpgaGet(address, before), FpgaPut(address, after), FpgaGet(address, after)}));
-  }
-}
-
-TEST_F(RegisterTransfers, TwoByteWriteReadsTheLowerByteWritesItFirstAndReadsBack) {
-  SetFpga({{14, 0x05}, {15, 0x00}});
-  EXPECT_EQ(WriteFpgaField(ctx, "CommOff", -1), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(14, 0x05), FpgaPut(14, 0xF5), FpgaPut(15, 0xFF), FpgaGet(15, 0xFF),
-                          FpgaGet(14, 0xF5)}));
-
-  // PWMMinus (byte count 12) is read back like the others: a lost upper byte
-  // is written once more, after the shared byte is read again.
-  SetFpga({{5, 0x00}, {6, 0x00}});
-  Fresh([](sim::FaultPlan& p) { p.DropFpgaWrite(6); });
-  EXPECT_EQ(WriteFpgaField(ctx, "PWMMinus", -5174), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(5, 0), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB), FpgaGet(6, 0x00),
-                          FpgaGet(5, 0xCA), FpgaGet(5, 0xCA), FpgaPut(5, 0xCA), FpgaPut(6, 0xEB),
-                          FpgaGet(6, 0xEB), FpgaGet(5, 0xCA)}));
-}
-
-TEST_F(RegisterTransfers, WideFieldsAreWrittenLowestAddressFirstWithoutReadingFirst) {
-  EXPECT_EQ(WriteFpgaField(ctx, "FBDivisor", 0x01020304), code::kOk);
-  EXPECT_EQ(Log(), (Lines{FpgaPut(99, 4), FpgaPut(100, 3), FpgaPut(101, 2), FpgaPut(102, 1), FpgaGet(102, 1),
-                          FpgaGet(101, 2), FpgaGet(100, 3), FpgaGet(99, 4)}));
-
-  // The position counter belongs to the drive: three bytes go out twice and
-  // the write is reported as not confirmed.
-  Fresh();
-  const Lines attempt{FpgaPut(45, 3), FpgaPut(46, 2), FpgaPut(47, 1),
-                      FpgaGet(47, 0), FpgaGet(46, 0), FpgaGet(45, 0)};
-  EXPECT_EQ(WriteFpgaField(ctx, "PosFB", 0x010203), code::kTransferError);
-  EXPECT_EQ(Log(), Concat({attempt, attempt}));
-}
-
-TEST_F(RegisterTransfers, WriteThatDoesNotStickIsMadeOnceMore) {
-  for (const auto& [persistence, expected] :
-       {std::pair{Persistence::kOnce, code::kOk}, std::pair{Persistence::kAlways, code::kTransferError}}) {
-    SCOPED_TRACE(expected);
-    SetFpga({{16, 0x00}});
-    Fresh();
-    drive.Faults().DropFpgaWrite(16, persistence);
-    EXPECT_EQ(WriteFpgaField(ctx, "KVP", 0x21), expected);
-    const int last = expected == code::kOk ? 0x12 : 0x00;
-    EXPECT_EQ(Log(), (Lines{FpgaGet(16, 0), FpgaPut(16, 0x12), FpgaGet(16, 0), FpgaGet(16, 0),
-                            FpgaPut(16, 0x12), FpgaGet(16, last)}));
-    // The same in NV.
-    drive.SetNvEntry(23, {16, 0x00});
-    Fresh();
-    drive.Faults().DropNvWrite(23, persistence);
-    EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), expected);
-    EXPECT_EQ(Log(), (Lines{NvGet(23, 16, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0), NvGet(23, 16, 0),
-                            NvPut(23, 16, 0x12), NvGet(23, 16, last)}));
-  }
+  for (const Transfer& row : rows) Expect(row);
 }
 
 TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) {
@@ -293,186 +288,62 @@ TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) 
   ASSERT_EQ(registers.SetRawValue("BQ0B2", 999, 0, 1), code::kOk);  // an offline image: not sent
   values[15] = 777;
   values[5] = 0x1234;
-
-  EXPECT_EQ(WriteFpgaField(ctx, "bq1k1", 0x1234), code::kOk);
-  Lines expected;
+  std::string bank;
   for (int i = 0; i < 16; ++i) {
     const int v = values[static_cast<std::size_t>(i)];
-    for (const std::string& line :
-         {FpgaPut(42, 2 * i), FpgaPut(108, v & 0xFF), FpgaPut(42, 2 * i + 1), FpgaPut(108, v >> 8)})
-      expected.push_back(line);
+    bank += "w42=" + std::to_string(2 * i) + " w108=" + std::to_string(v & 0xFF) +
+            " w42=" + std::to_string(2 * i + 1) + " w108=" + std::to_string(v >> 8) + " ";
   }
-  EXPECT_EQ(Log(), expected);
-  EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
-  EXPECT_EQ(Store("BQ1K1", 1), 10989);
-
+  Expect(Row(kWriteFpga, "bq1k1", 0x1234, kOk, bank));
+  EXPECT_EQ(std::pair(Store("BQ1K1", 0), Store("BQ1K1", 1)), std::pair(0x1234, 10989));
   // A failing call ends the bank; the store keeps its value.
-  Fresh([](sim::FaultPlan& p) { p.FailCall(Operation::kPutVarToFPGA, 10, 3); });
-  EXPECT_EQ(WriteFpgaField(ctx, "BQ1K1", 0x4321), code::kSystemError);
-  EXPECT_EQ(Log().size(), 10u);
+  Expect(Row(kWriteFpga, "BQ1K1", 0x4321, kSystemError, bank.substr(0, bank.find("w108=128")) + "w108=128!3",
+             Fail(kPut, 10, 3)));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
 }
 
-// ------------------------------------------------------------------ NV
-
-TEST_F(RegisterTransfers, ReadChecksOnlyTheTopEntryAndReadsTwice) {
-  drive.SetNvEntry(39, {81, 0x12});
-  drive.SetNvEntry(38, {0x55, 0x34});  // a lower entry's register is not checked
-  int32_t raw = 0;
-  EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kOk);
-  EXPECT_EQ(raw, 0x1234);
-  EXPECT_EQ(Log(),
-            (Lines{NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34), NvGet(39, 81, 0x12), NvGet(38, 0x55, 0x34)}));
-
-  Fresh([](sim::FaultPlan& p) { p.ReportWrongNvRegister(39, 50); });
-  EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kNvAddressMismatch);
-  EXPECT_EQ(Log(), (Lines{NvGet(39, 50, 0x12)}));
-
-  // Either entry's data changing between the reads fails.
-  for (int read : {3, 4}) {
-    Fresh([&](sim::FaultPlan& p) { p.DistortCall(Operation::kGetVarFromEEPROM, read); });
-    EXPECT_EQ(ReadNvField(ctx, "GearIn", raw), code::kTransferError) << read;
-  }
-}
-
-TEST_F(RegisterTransfers, OneByteWriteKeepsNeighboursAndRepairsTheRegister) {
-  drive.SetNvEntry(23, {50, 0x00});
-  drive.SetNvEntry(1, {2, 0xC0});
-  EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), code::kOk);
-  EXPECT_EQ(WriteNvField(ctx, "KIP", 8), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvGet(23, 50, 0), NvPut(23, 16, 0x12), NvGet(23, 16, 0x12), NvGet(1, 2, 0xC0),
-                          NvPut(1, 2, 0xC1), NvGet(1, 2, 0xC1)}));
-
-  // The read-back looks at the data only.
-  drive.SetNvEntry(23, {50, 0x12});
-  Fresh([](sim::FaultPlan& p) { p.DropNvWrite(23); });
-  EXPECT_EQ(WriteNvField(ctx, "KVP", 0x21), code::kOk);
-  EXPECT_EQ(Log().size(), 3u);
-}
-
-TEST_F(RegisterTransfers, TwoByteWriteStopsAtAFailedPutAndPwmMinusIsReadBack) {
-  drive.SetNvEntry(13, {14, 0x05});
-  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 1, 3);
-  EXPECT_EQ(WriteNvField(ctx, "CommOff", -1), 3);
-  EXPECT_EQ(Log(), (Lines{NvGet(13, 14, 5), NvPut(13, 14, 0xF5, 3)}));
-
-  Fresh();
-  EXPECT_EQ(WriteNvField(ctx, "CommOff", -1), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvGet(13, 14, 5), NvPut(13, 14, 0xF5), NvPut(14, 15, 0xFF), NvGet(14, 15, 0xFF),
-                          NvGet(13, 14, 0xF5)}));
-
-  drive.SetNvEntry(4, {5, 0});
-  drive.SetNvEntry(5, {6, 0});
-  Fresh([](sim::FaultPlan& p) { p.DropNvWrite(5, Persistence::kAlways); });
-  const Lines attempt{NvGet(4, 5, 0), NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0),
-                      NvGet(4, 5, 0xCA)};
-  const Lines retry{NvGet(4, 5, 0xCA), NvPut(4, 5, 0xCA), NvPut(5, 6, 0xEB), NvGet(5, 6, 0),
-                    NvGet(4, 5, 0xCA)};
-  EXPECT_EQ(WriteNvField(ctx, "PWMMinus", -5174), code::kTransferError);
-  EXPECT_EQ(Log(), Concat({attempt, retry}));
-}
-
-TEST_F(RegisterTransfers, WideWriteIgnoresPutResultsAndLetsTheReadBackDecide) {
-  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 2, 3);
-  EXPECT_EQ(WriteNvField(ctx, "FBDivisor", 0x01020304), code::kOk);
-  const Lines puts{NvPut(63, 99, 4), NvPut(64, 100, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)};
-  const Lines reads{NvGet(66, 102, 1), NvGet(65, 101, 2), NvGet(64, 100, 3), NvGet(63, 99, 4)};
-  const Lines lines = Log();
-  ASSERT_EQ(lines.size(), 16u);
-  EXPECT_EQ(Lines(lines.begin(), lines.begin() + 4),
-            (Lines{NvPut(63, 99, 4), NvPut(64, 100, 3, 3), NvPut(65, 101, 2), NvPut(66, 102, 1)}));
-  EXPECT_EQ(Lines(lines.begin() + 8, lines.end()), Concat({puts, reads}));
-}
-
-TEST_F(RegisterTransfers, BiquadCoefficientIsTheIndirectWriteSequence) {
-  drive.Faults().DropNvWrite(94);  // not read back
-  EXPECT_EQ(WriteNvField(ctx, "BQ1K1", 0x1234), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvPut(93, 42, 10), NvPut(94, 108, 0x34), NvPut(95, 42, 11), NvPut(96, 108, 0x12)}));
-
-  drive.Faults().FailCall(Operation::kPutVarToEEPROM, 3, 6);
-  EXPECT_EQ(WriteNvField(ctx, "BQ1K1", 0x1234), code::kSystemError);
-}
-
+// Outside 0-6 the node is the drive's.
 TEST_F(RegisterTransfers, LoadingABiquadCoefficientStoresItInTheNode) {
-  drive.SetNvEntry(94, {108, 0x34});
-  drive.SetNvEntry(96, {108, 0x12});
-  EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 3), code::kOk);
-  EXPECT_EQ(Log(), (Lines{NvPut(93, 42, 10), NvGet(94, 108, 0x34), NvPut(95, 42, 11), NvGet(96, 108, 0x12)}));
-  EXPECT_EQ(Store("BQ1K1", 3), 0x1234);
-  EXPECT_EQ(Store("BQ1K1", 0), 10989);
-
-  EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 9), code::kOk);  // outside 0-6: the drive's node
+  const std::string traffic = "W93=42,10 R94=108,0x34 W95=42,11 R96=108,0x12";
+  Expect(Row(kLoadNv, "BQ1K1", 3, kOk, traffic));
+  EXPECT_EQ(std::pair(Store("BQ1K1", 3), Store("BQ1K1", 0)), std::pair(0x1234, 10989));
+  Expect(Row(kLoadNv, "BQ1K1", 9, kOk, traffic));
   EXPECT_EQ(Store("BQ1K1", 0), 0x1234);
-
-  drive.Faults().FailCall(Operation::kGetVarFromEEPROM, 2, 3);
-  EXPECT_EQ(LoadFromNv(ctx, "BQ1K1", 4), code::kSystemError);
+  Expect(Row(kLoadNv, "BQ1K1", 4, kSystemError, "W93=42,10 R94!3", Fail(kNvGet, 1, 3)));
   EXPECT_EQ(Store("BQ1K1", 4), 10989);
 }
 
-// ---------------------------------------------------------- store moves
-
-// The drive's logic version as every part of the library asks for it: read
-// now outside an operation, the operation's own answer inside one, and 0
-// with the read's code when it cannot be read.
+// The drive's logic version as every caller asks for it (ReadLogicVersion,
+// then LogicVersionOrOldest): read now outside an operation, the operation's
+// own answer inside one (read before the reads fail), and 0 with the read's
+// code when it cannot be read; a failed first read ends the question.
 TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCaller) {
-  const std::string read = "GetVarFromFPGA(30) -> 1 [4]", failed = "GetVarFromFPGA(30) -> ";
-  // insideOperation: the operation read LogicVer before the fault; failure:
-  // what the FPGA reads answer after that (1: none). Each case asks twice,
-  // ReadLogicVersion then LogicVersionOrOldest; a setting is read twice, and
-  // a failed first read ends the question.
-  const std::tuple<bool, int32_t, Result, int32_t, std::vector<std::string>> cases[] = {
-      {false, 1, 1, 4, {read, read, read, read}},
-      {false, 0, 0, 0, {failed + "0", failed + "0"}},
-      {false, 4, 4, 0, {failed + "4", failed + "4"}},
-      {true, 0, 1, 4, {read, read}},  // the operation's answer: its own read only
+  // Inside an operation, what the FPGA reads answer after it (1: no fault).
+  const std::tuple<bool, int32_t, Result, int32_t, std::string> cases[] = {
+      {false, 1, 1, 4, "r30=4 r30=4 r30=4 r30=4"},
+      {false, 0, 0, 0, "r30!0 r30!0"},
+      {false, 4, 4, 0, "r30!4 r30!4"},
+      {true, 0, 1, 4, "r30=4 r30=4"},  // the operation's answer: its own read only
   };
   for (const auto& [insideOperation, failure, expected, logicVersion, traffic] : cases) {
-    SCOPED_TRACE(traffic.size());
-    drive.Faults().Clear();
-    drive.Log().Clear();
+    SCOPED_TRACE(traffic);
+    Fresh();
     OperationFacts facts(ctx);
     if (insideOperation) {
       ASSERT_EQ(facts.Read(FactNeeds{.logicVersion = true}, Context::kNone), 1);
     }
-    if (failure != 1) drive.Faults().FailEveryCall(Operation::kGetVarFromFPGA, failure);
+    if (failure != 1) drive.Faults().FailEveryCall(kGet, failure);
     int32_t answer = -1;
     EXPECT_EQ(ReadLogicVersion(ctx, answer), expected);
     EXPECT_EQ(answer, logicVersion);
     EXPECT_EQ(LogicVersionOrOldest(ctx), logicVersion);
-    EXPECT_EQ(drive.Log().Lines(), traffic);
+    EXPECT_EQ(Log(), Calls(traffic));
   }
 }
 
-// ---------------------------------------------------------- current limits
-
-TEST_F(RegisterTransfersOldLogic, CurrentLimitIsATwoBitFieldInRegister13) {
-  SetFpga({{13, 0x8F}});
-  const Lines logic{FpgaGet(30, 2), FpgaGet(30, 2)};
-  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtPlus", 2, 0), code::kOk);
-  EXPECT_EQ(Log(), Concat({logic, logic, {FpgaGet(13, 0x8F), FpgaPut(13, 0x8B), FpgaGet(13, 0x8B)}}));
-
-  // The two-bit range applies: 1 passes although the 8-bit range starts at 105.
-  registers.SetCurrentLimitLayout(4);
-  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtMinus", 1, 0), code::kOk);
-  EXPECT_EQ(drive.FpgaByte(13), 0x89);
-
-  registers.SetCurrentLimitLayout(4);
-  Fresh();
-  EXPECT_EQ(WriteRegisterOnline(ctx, "ILmtPlus", 4, 0), code::kOutOfRange);
-  EXPECT_EQ(Log(), logic);
-
-  Fresh();
-  int32_t raw = -1;
-  EXPECT_EQ(ReadRegisterOnline(ctx, "ILmtMinus", raw), code::kOk);
-  EXPECT_EQ(raw, 1);
-  EXPECT_EQ(Log(), Concat({logic, logic, {FpgaGet(13, 0x89), FpgaGet(13, 0x89)}}));
-}
-
 TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
-  drive.SetNvEntry(12, {13, 0x81});
-  EXPECT_EQ(StoreToNv(ctx, "ILmtPlus", 0), code::kOk);  // raw 151 as loaded
-  const Lines logic{FpgaGet(30, 2), FpgaGet(30, 2)};
-  EXPECT_EQ(Log(), Concat({logic, logic, {NvGet(12, 13, 0x81), NvPut(12, 13, 0x8D), NvGet(12, 13, 0x8D)}}));
+  // Node 0 holds raw 151 as loaded.
+  Expect(Row(kStoreNv, "ILmtPlus", 0, kOk, "r30=2 r30=2 r30=2 r30=2 R12=13,0x81 W12=13,0x8D R12=13,0x8D"));
 
   // Raw values at the edges of each step; ILmtPlus's step is in bits 3-2.
   const std::tuple<const char*, int32_t, int> cases[] = {
@@ -480,7 +351,7 @@ TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
       {"ILmtPlus", 114, 2},  {"ILmtPlus", 115, 3},  {"ILmtMinus", 218, 0}, {"ILmtMinus", 217, 1},
       {"ILmtMinus", 180, 1}, {"ILmtMinus", 179, 2}, {"ILmtMinus", 142, 2}, {"ILmtMinus", 141, 3}};
   for (const auto& [name, raw, step] : cases) {
-    SCOPED_TRACE(std::string(name) + " " + N(raw));
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(raw));
     registers.SetCurrentLimitLayout(4);  // the value is in the 8-bit form
     Store(name, 1) = raw;
     EXPECT_EQ(StoreToNv(ctx, name, 1), code::kOk);
@@ -494,8 +365,6 @@ TEST_F(RegisterTransfersOldLogic, StoreToNvMapsEightBitLimitsToSteps) {
   EXPECT_EQ((drive.NvEntryAt(12).data >> 2) & 3, 2);
 }
 
-// ------------------------------------------------------- online write range
-
 TEST_F(RegisterTransfers, WriteIsRangeCheckedBeforeAnyWrite) {
   const std::tuple<const char*, int32_t, int32_t, Result> cases[] = {
       {"KVP", 256, 0, code::kOutOfRange},       {"KVP", -1, 0, code::kOutOfRange},
@@ -508,101 +377,82 @@ TEST_F(RegisterTransfers, WriteIsRangeCheckedBeforeAnyWrite) {
       {"ILmtMinus", 200, 1, code::kOk},         {"ILmtMinus", 256, 0, code::kTransferError},  // encodes as 0
   };
   for (const auto& [name, value, units, expected] : cases) {
-    SCOPED_TRACE(std::string(name) + " " + N(value));
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(value));
     Fresh();
     EXPECT_EQ(WriteRegisterOnline(ctx, name, value, units), expected);
     if (expected != code::kOutOfRange) continue;
     // Only the current limits ask the drive for its logic version first.
-    const bool limit = std::string_view(name) == "ILmtMinus";
-    EXPECT_EQ(Log(), limit ? (Lines{FpgaGet(30, 4), FpgaGet(30, 4)}) : Lines{});
+    EXPECT_EQ(Log(), Calls(std::string_view(name) == "ILmtMinus" ? "r30=4 r30=4" : ""));
   }
 }
-
-// --------------------------------------------------------------- NV erase
 
 TEST_F(RegisterTransfers, ErasesTheUnusedEntriesInOrderRetryingABusyEntryOnce) {
   drive.SetNvEntry(137, {1, 2});
   drive.SetNvEntry(231, {1, 2});
   const sim::NvEntry lastUsed = drive.NvEntryAt(136);
   EXPECT_EQ(EraseUnusedNv(ctx), code::kOk);
-  Lines all;
-  for (int entry = 137; entry <= 230; ++entry) all.push_back(Erase(entry));
-  EXPECT_EQ(Log(), all);
+  std::string all;
+  for (int entry = 137; entry <= 230; ++entry) all += "e" + std::to_string(entry) + " ";
+  EXPECT_EQ(Log(), Calls(all));
   EXPECT_EQ(drive.NvEntryAt(137), sim::kErasedNvEntry);
   EXPECT_EQ(drive.NvEntryAt(136), lastUsed);
   EXPECT_EQ(drive.NvEntryAt(231), (sim::NvEntry{1, 2}));
 
+  // The result, the first calls and their number; 2 is "busy".
   constexpr Operation kErase = Operation::kNVEraseUnit;
-  const std::tuple<Plan, Result, Lines, std::size_t> cases[] = {
-      {Failing({{kErase, 4, 2}}),
-       code::kOk,
-       {Erase(137), Erase(138), Erase(139), Erase(140, 2), Erase(140), Erase(141)},
-       95},  // 2: busy
-      {Failing({{kErase, 4, 2}, {kErase, 5, 2}}),
-       2,
-       {Erase(137), Erase(138), Erase(139), Erase(140, 2), Erase(140, 2)},
-       5},
-      {Failing({{kErase, 5, 3}}), 3, {Erase(137), Erase(138), Erase(139), Erase(140), Erase(141, 3)}, 5},
-      {Failing({{kErase, 1, 2}, {kErase, 2, 6}}), 6, {Erase(137, 2), Erase(137, 6)}, 2},
+  const std::tuple<std::vector<Failure>, Result, std::string, std::size_t> cases[] = {
+      {{{kErase, 4, 2}}, kOk, "e137 e138 e139 e140!2 e140 e141", 95},
+      {{{kErase, 4, 2}, {kErase, 5, 2}}, 2, "e137 e138 e139 e140!2 e140!2", 5},
+      {{{kErase, 5, 3}}, 3, "e137 e138 e139 e140 e141!3", 5},
+      {{{kErase, 1, 2}, {kErase, 2, 6}}, 6, "e137!2 e137!6", 2},
   };
-  for (const auto& [faults, expected, head, calls] : cases) {
-    SCOPED_TRACE(expected);
-    Fresh(faults);
+  for (const auto& [failures, expected, head, calls] : cases) {
+    SCOPED_TRACE(head);
+    Fresh(Failing(failures));
     EXPECT_EQ(EraseUnusedNv(ctx), expected);
-    const Lines lines = Log();
+    const Lines lines = Log(), first = Calls(head);
     ASSERT_EQ(lines.size(), calls);
-    EXPECT_EQ(Lines(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(head.size())), head);
+    EXPECT_EQ(Lines(lines.begin(), lines.begin() + static_cast<std::ptrdiff_t>(first.size())), first);
   }
 }
 
-// ---------------------------------------------------------- motor memory
-
-TEST_F(RegisterTransfers, HighAddressSetsBit8AndRestoresRegister43) {
+// Register 43 selects the motor memory's page; a read keeps its value and
+// puts it back, and each access is repeated once after a failure. Motor
+// data (a negative address here) keeps nothing.
+TEST_F(RegisterTransfers, MotorMemoryReadsThroughRegister43) {
   uint8_t byte = 0;
   EXPECT_EQ(ReadMotorMemoryByte(ctx, 512, byte), code::kWrongData);
   EXPECT_EQ(ReadMotorDataByte(ctx, 384, byte), code::kWrongData);
   EXPECT_TRUE(Log().empty());
-
-  SetFpga({{43, 0x5A}});
-  drive.SetMotorByte(300, 0x77);
-  drive.SetMotorByte(383, 0x66);
-  EXPECT_EQ(ReadMotorMemoryByte(ctx, 300, byte), code::kOk);
-  EXPECT_EQ(byte, 0x77);
-  EXPECT_EQ(Log(), (Lines{FpgaGet(43, 0x5A), FpgaPut(43, 1), FpgaPut(42, 44), FpgaGet(44, 0x77),
-                          FpgaPut(43, 0x5A)}));
-
-  Fresh();
-  EXPECT_EQ(ReadMotorDataByte(ctx, 383, byte), code::kOk);
-  EXPECT_EQ(byte, 0x66);
-  EXPECT_EQ(Log(), (Lines{FpgaPut(43, 1), FpgaPut(42, 127), FpgaGet(44, 0x66)}));
-}
-
-TEST_F(RegisterTransfers, EachAccessIsRepeatedOnceAfterAFailure) {
-  constexpr Operation kGet = Operation::kGetVarFromFPGA, kPut = Operation::kPutVarToFPGA;
-  const std::string keep = FpgaGet(43, 0x5A), high = FpgaPut(43, 0), low = FpgaPut(42, 5),
-                    data = FpgaGet(44, 0x77), restore = FpgaPut(43, 0x5A),
-                    failedRestore = FpgaPut(43, 0x5A, 6);
-  const std::tuple<std::vector<Failure>, Result, Lines> cases[] = {
-      {{{kPut, 1, 3}}, code::kOk, {keep, FpgaPut(43, 0, 3), high, low, data, restore}},
-      {{{kPut, 2, 3}}, code::kOk, {keep, high, FpgaPut(42, 5, 3), low, data, restore}},
-      {{{kGet, 2, 3}}, code::kOk, {keep, high, low, "GetVarFromFPGA(44) -> 3", data, restore}},
-      // Register 43 is put back also when the byte could not be read.
-      {{{kGet, 1, 6, 44}, {kGet, 2, 6, 44}},
-       6,
-       {keep, high, low, "GetVarFromFPGA(44) -> 6", "GetVarFromFPGA(44) -> 6", restore}},
-      {{{kGet, 1, 3}}, code::kSystemError, {"GetVarFromFPGA(43) -> 3"}},
-      // A failed restore is made once more and reported when it fails again.
-      {{{kPut, 2, 6, 43}}, code::kOk, {keep, high, low, data, failedRestore, restore}},
-      {{{kPut, 2, 6, 43}, {kPut, 3, 6, 43}}, 6, {keep, high, low, data, failedRestore, failedRestore}},
-  };
   drive.SetMotorByte(5, 0x77);
-  for (const auto& [failures, expected, log] : cases) {
-    SCOPED_TRACE(log.size());
-    SetFpga({{43, 0x5A}});
+  drive.SetMotorByte(300, 0x78);
+  drive.SetMotorByte(383, 0x66);
+  // clang-format off
+  const std::tuple<int32_t, std::vector<Failure>, Result, std::string> cases[] = {
+      {300, {}, kOk, "r43=0x5A w43=1 w42=44 r44=0x78 w43=0x5A"},
+      {-383, {}, kOk, "w43=1 w42=127 r44=0x66"},
+      {5, {{kPut, 1, 3}}, kOk, "r43=0x5A w43=0!3 w43=0 w42=5 r44=0x77 w43=0x5A"},
+      {5, {{kPut, 2, 3}}, kOk, "r43=0x5A w43=0 w42=5!3 w42=5 r44=0x77 w43=0x5A"},
+      {5, {{kGet, 2, 3}}, kOk, "r43=0x5A w43=0 w42=5 r44!3 r44=0x77 w43=0x5A"},
+      // Register 43 is put back also when the byte could not be read.
+      {5, {{kGet, 1, 6, 44}, {kGet, 2, 6, 44}}, 6, "r43=0x5A w43=0 w42=5 r44!6 r44!6 w43=0x5A"},
+      {5, {{kGet, 1, 3}}, kSystemError, "r43!3"},
+      // A failed restore is made once more and reported when it fails again.
+      {5, {{kPut, 2, 6, 43}}, kOk, "r43=0x5A w43=0 w42=5 r44=0x77 w43=0x5A!6 w43=0x5A"},
+      {5, {{kPut, 2, 6, 43}, {kPut, 3, 6, 43}}, 6, "r43=0x5A w43=0 w42=5 r44=0x77 w43=0x5A!6 w43=0x5A!6"},
+  };
+  // clang-format on
+  for (const auto& [address, failures, expected, traffic] : cases) {
+    SCOPED_TRACE(std::to_string(address) + ": " + traffic);
+    drive.SetFpgaByte(43, 0x5A);
     Fresh(Failing(failures));
-    uint8_t byte = 0;
-    EXPECT_EQ(ReadMotorMemoryByte(ctx, 5, byte), expected);
-    EXPECT_EQ(Log(), log);
+    byte = 0;
+    EXPECT_EQ(address < 0 ? ReadMotorDataByte(ctx, -address, byte) : ReadMotorMemoryByte(ctx, address, byte),
+              expected);
+    EXPECT_EQ(Log(), Calls(traffic));
+    if (expected == kOk) {
+      EXPECT_EQ(byte, drive.MotorByte(static_cast<std::size_t>(std::abs(address))));
+    }
   }
 }
 

@@ -29,44 +29,35 @@ int32_t COMMSVODB_CALL FakeInitMotoBus(int32_t a, int32_t, int32_t, int32_t, int
 }
 void COMMSVODB_CALL FakeVersion(char* text) { std::strcpy(text, "fake transport 2.0"); }
 
-// A library that has only the functions it is given.
+// A library that has only these four functions.
 class FakeLibrary final : public SharedLibrary {
  public:
-  explicit FakeLibrary(std::map<std::string, void*> functions) : functions_(std::move(functions)) {}
   void* FindFunction(const char* name) const override {
-    const auto found = functions_.find(name);
-    return found == functions_.end() ? nullptr : found->second;
+    const std::map<std::string, void*> functions{
+        {"GetVarFromFPGA", reinterpret_cast<void*>(&FakeGetVarFromFpga)},
+        {"GetCommType", reinterpret_cast<void*>(&FakeGetCommType)},
+        {"InitMotoBus", reinterpret_cast<void*>(&FakeInitMotoBus)},
+        {"CommSVODBVersion", reinterpret_cast<void*>(&FakeVersion)}};
+    const auto found = functions.find(name);
+    return found == functions.end() ? nullptr : found->second;
   }
   std::string Path() const override { return "/opt/drive/libCommSVODB.so"; }
-
- private:
-  std::map<std::string, void*> functions_;
 };
 
-SharedLibraryLoader PartialLibrary() {
-  return [] {
-    ++g_loads;
-    return LibraryLookup{std::make_unique<FakeLibrary>(std::map<std::string, void*>{
-                             {"GetVarFromFPGA", reinterpret_cast<void*>(&FakeGetVarFromFpga)},
-                             {"GetCommType", reinterpret_cast<void*>(&FakeGetCommType)},
-                             {"InitMotoBus", reinterpret_cast<void*>(&FakeInitMotoBus)},
-                             {"CommSVODBVersion", reinterpret_cast<void*>(&FakeVersion)},
-                         }),
-                         {}};
-  };
+LibraryLookup LoadPartialLibrary() {
+  ++g_loads;
+  return LibraryLookup{std::make_unique<FakeLibrary>(), {}};
 }
 
 TEST(TransportLibrary, LoadsOnceAtTheFirstCallAndCallsTheFunctionsItFinds) {
   g_loads = 0;
-  TransportLibrary transport(PartialLibrary());
+  TransportLibrary transport(LoadPartialLibrary);
   EXPECT_EQ(g_loads, 0);
-  EXPECT_EQ(transport.GetCommType(), 2);
-  EXPECT_EQ(transport.GetCommType(), 2);
+  for (int call = 0; call < 2; ++call) EXPECT_EQ(transport.GetCommType(), 2);
   EXPECT_EQ(g_loads, 1);
   int32_t data = 0, second = 0;
   EXPECT_EQ(transport.GetVarFromFPGA(77, &data, &second), 1);
-  EXPECT_EQ(g_lastAddress, 77);
-  EXPECT_EQ(data, 0x42);
+  EXPECT_EQ(std::pair(g_lastAddress, data), std::pair(77, 0x42));
   EXPECT_EQ(transport.InitMotoBus({3, 0, 0, 0, 0, 0, 0, 9}), 39);
   char text[kTransportVersionCapacity];
   transport.CommSVODBVersion(text);
@@ -83,14 +74,10 @@ TEST(TransportLibrary, LoadsOnceAtTheFirstCallAndCallsTheFunctionsItFinds) {
 }
 
 TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
-  TransportLibrary partial(PartialLibrary());
+  TransportLibrary partial(LoadPartialLibrary);
   TransportLibrary missing([] { return LibraryLookup{nullptr, "/opt/drive/libCommSVODB.so (here): gone"}; });
   TransportLibrary none(SharedLibraryLoader{});
-  const struct {
-    TransportLibrary& transport;
-    TransportStatus::State state;
-    std::string text;
-  } cases[] = {
+  const std::tuple<TransportLibrary&, TransportStatus::State, std::string> cases[] = {
       {partial, TransportStatus::State::kIncomplete,
        "/opt/drive/libCommSVODB.so lacks InitComPort KillMotoBus PutVarToFPGA GetVarFromEEPROM "
        "PutVarToEEPROM "
@@ -101,10 +88,10 @@ TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
        "libCommSVODB.so not found: /opt/drive/libCommSVODB.so (here): gone"},
       {none, TransportStatus::State::kNotFound, "libCommSVODB.so not found: no way to load it"},
   };
-  for (const auto& c : cases) {
-    const TransportStatus status = c.transport.Status();
-    EXPECT_EQ(status.state, c.state) << c.text;
-    EXPECT_EQ(status.text, c.text);
+  for (const auto& [transport, state, text] : cases) {
+    const TransportStatus status = transport.Status();
+    EXPECT_EQ(status.state, state) << text;
+    EXPECT_EQ(status.text, text);
   }
   // A missing library is a drive that does not respond.
   EXPECT_FALSE(missing.IsLoaded());

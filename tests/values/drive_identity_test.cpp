@@ -5,9 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <string>
+#include <functional>
 #include <tuple>
-#include <vector>
 
 #include "catalog/version_support.h"
 #include "value_exports.h"
@@ -25,28 +24,26 @@ class IdentityExports : public ValueExports {
     drive_->SetFpgaByte(1, static_cast<uint8_t>((drive_->FpgaByte(1) & 0x3F) | (opMode << 6)));
     drive_->SetFpgaByte(25, static_cast<uint8_t>((drive_->FpgaByte(25) & 0xFE) | s21));
   }
+  std::string Read(int address) const {
+    return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
+           std::to_string(drive_->FpgaByte(static_cast<uint8_t>(address))) + "]";
+  }
 };
 
 TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
-  struct Case {
-    int32_t opMode;
-    int32_t s21;
-    Result result;
-    uint32_t mode;
-    uint32_t storedS21;
-  };
-  const Case cases[] = {{2, 1, 1, 0, 1}, {1, 1, 1, 1, 1},  {2, 0, 1, 1, 0},  {0, 0, 1, 0, 0},
-                        {3, 1, 1, 1, 1}, {2, 2, 23, 1, 0}, {2, -1, 23, 1, 0}};
+  // OpMode, S2-1 asked, result, then the node's mode and S2-1.
+  const std::tuple<int32_t, int32_t, Result, std::pair<int32_t, int32_t>> cases[] = {
+      {2, 1, 1, {0, 1}}, {1, 1, 1, {1, 1}},  {2, 0, 1, {1, 0}},  {0, 0, 1, {0, 0}},
+      {3, 1, 1, {1, 1}}, {2, 2, 23, {1, 0}}, {2, -1, 23, {1, 0}}};
   ASSERT_EQ(SetNode_SVODB(3), 1);
-  for (const Case& c : cases) {
+  for (const auto& [opMode, asked, result, after] : cases) {
+    SCOPED_TRACE(std::to_string(opMode) + "/" + std::to_string(asked));
     Node(3) = NodeState{};
-    ASSERT_EQ(SetOpMode_SVODB(c.opMode), 1);
-    EXPECT_EQ(SetSetupS21_SVODB(c.s21), c.result) << c.opMode << "/" << c.s21;
-    int32_t mode = 7, s21 = 7;
-    EXPECT_EQ(GetMode_SVODB(&mode), 1);
-    EXPECT_EQ(GetSetupS21_SVODB(&s21), 1);
-    EXPECT_EQ(mode, static_cast<int32_t>(c.mode)) << c.opMode << "/" << c.s21;
-    EXPECT_EQ(s21, static_cast<int32_t>(c.storedS21)) << c.opMode << "/" << c.s21;
+    ASSERT_EQ(SetOpMode_SVODB(opMode), 1);
+    EXPECT_EQ(SetSetupS21_SVODB(asked), result);
+    std::pair<int32_t, int32_t> now{7, 7};
+    EXPECT_EQ(GetMode_SVODB(&now.first) + GetSetupS21_SVODB(&now.second), 2);
+    EXPECT_EQ(now, after);
   }
   // A stored OpMode that no mode has: S2-1 is kept all the same.
   Registers().FindRegister("OpMode")->raw[3] = 5;
@@ -57,32 +54,25 @@ TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
   EXPECT_TRUE(Traffic().empty());
 }
 
-TEST_F(IdentityExports, CheckModelComparesWithTheDriveAsReadNow) {
-  // The drive is an X7102 (31): Model in bits 7-3 of register 4, read twice.
+TEST_F(IdentityExports, ModelAndDriveTypeOfAnImageAndTheModelCheck) {
+  // The drive is an X7102 (31): Model in bits 7-3 of register 4, read twice,
+  // compared with the node's model; the drive as read now is kept.
   ASSERT_EQ(drive_->FpgaByte(4) >> 3, 31);
-  const std::string read = "GetVarFromFPGA(4) -> 1 [" + std::to_string(drive_->FpgaByte(4)) + "]";
-  const Lines twoReads{read, read};
   ASSERT_EQ(SetNode_SVODB(2), 1);
   EXPECT_EQ(CKModel_SVODB(), 1);
-  EXPECT_EQ(Traffic(), twoReads);
+  EXPECT_EQ(Take(), (Lines{Read(4), Read(4)}));
   // The drive type of an image takes 1 or 2 only.
-  int32_t value = 0;
-  for (const auto& [type, result, stored] :
-       {std::tuple{2, 1, 2}, std::tuple{3, 23, 2}, std::tuple{0, 23, 2}}) {
-    EXPECT_EQ(SetDriveType_SVODB(type), result) << type;
-    EXPECT_EQ(GetDriveType_SVODB(&value), 1);
-    EXPECT_EQ(value, stored) << type;
-  }
+  int32_t type = 0, model = 0;
+  for (const auto& [asked, result] : {std::pair{2, 1}, std::pair{3, 23}, std::pair{0, 23}})
+    EXPECT_EQ(SetDriveType_SVODB(asked), result) << asked;
   ASSERT_EQ(SetModel_SVODB(28), 1);
-  int32_t model = 0;
-  EXPECT_EQ(GetModel_SVODB(&model), 1);
-  EXPECT_EQ(model, 28);
+  EXPECT_EQ(GetDriveType_SVODB(&type) + GetModel_SVODB(&model), 2);
+  EXPECT_EQ(std::pair(type, model), std::pair(2, 28));
   Node(0).modelCode = 15;
   Db().connectedModelCode = 15;
   EXPECT_EQ(CKModel_SVODB(), 9);
-  EXPECT_EQ(Db().connectedModelCode, 31u);
-  EXPECT_EQ(Node(0).modelCode, 31u);
-  EXPECT_EQ(Node(2).modelCode, 28u);
+  EXPECT_EQ(std::tuple(Db().connectedModelCode, Node(0).modelCode, Node(2).modelCode),
+            std::tuple(31u, 31u, 28u));
   drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6);
   EXPECT_EQ(CKModel_SVODB(), 6);
   ASSERT_EQ(SetModel_SVODB(31), 1);
@@ -91,24 +81,20 @@ TEST_F(IdentityExports, CheckModelComparesWithTheDriveAsReadNow) {
 }
 
 TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
-  struct Case {
-    int opMode, s21;
-    int32_t plain, gui;
-    uint32_t units;
-  };
-  const Case cases[] = {{0, 1, 0, 0, 0}, {1, 0, 1, 1, 1}, {2, 1, 0, 0, 0}, {2, 0, 1, 1, 1}, {3, 1, 1, 2, 1}};
-  for (const Case& c : cases) {
-    SetDriveModeBits(c.opMode, c.s21);
-    const std::string opModeRead = "GetVarFromFPGA(1) -> 1 [" + std::to_string(drive_->FpgaByte(1)) + "]";
-    const std::string switchRead = "GetVarFromFPGA(25) -> 1 [" + std::to_string(drive_->FpgaByte(25)) + "]";
-    for (bool gui : {false, true}) {
-      drive_->Log().Clear();
+  // OpMode, S2-1, then the mode reported plainly and to the GUI, and the units.
+  const int cases[][5] = {
+      {0, 1, 0, 0, 0}, {1, 0, 1, 1, 1}, {2, 1, 0, 0, 0}, {2, 0, 1, 1, 1}, {3, 1, 1, 2, 1}};
+  for (const auto& [opMode, s21, plain, gui, units] : cases) {
+    SetDriveModeBits(opMode, s21);
+    for (bool toGui : {false, true}) {
+      SCOPED_TRACE(std::to_string(opMode) + "/" + std::to_string(s21) + "/" + std::to_string(toGui));
+      Take();
       Db().connectedMode = 7;
       int32_t mode = -1;
-      EXPECT_EQ(gui ? GetModeOnline_GUI_SVODB(&mode) : GetModeOnline_SVODB(&mode), 1);
-      EXPECT_EQ(mode, gui ? c.gui : c.plain) << c.opMode << "/" << c.s21 << "/" << gui;
-      EXPECT_EQ(Db().connectedMode, c.units) << c.opMode << "/" << c.s21 << "/" << gui;
-      EXPECT_EQ(Traffic(), (Lines{opModeRead, opModeRead, switchRead}));
+      EXPECT_EQ(toGui ? GetModeOnline_GUI_SVODB(&mode) : GetModeOnline_SVODB(&mode), 1);
+      EXPECT_EQ(mode, toGui ? gui : plain);
+      EXPECT_EQ(Db().connectedMode, static_cast<uint32_t>(units));
+      EXPECT_EQ(Take(), (Lines{Read(1), Read(1), Read(25)}));
     }
   }
   // A failed switch read leaves the connected mode alone.
@@ -120,44 +106,41 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
   EXPECT_EQ(Db().connectedMode, 0u);
 }
 
+// Register 1 holds 67 (OpMode 1, CmdSrc 0, other bits 3) or 131 (OpMode 2).
 TEST_F(IdentityExports, OnlineOpModeIsWrittenBeforeTheSwitchIsRead) {
-  SetDriveModeBits(1, 1);  // register 1 holds 67: OpMode 1, CmdSrc 0, other bits 3
+  SetDriveModeBits(1, 1);
   Db().connectedMode = 1;
-  EXPECT_EQ(SetOpModeOnline_SVODB(2), 1);
-  EXPECT_EQ(Db().connectedMode, 0u);
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
-                              "GetVarFromFPGA(1) -> 1 [131]", "GetVarFromFPGA(25) -> 1 [1]"}));
-
-  drive_->Log().Clear();
-  EXPECT_EQ(SetOpModeOnline_SVODB(4), 23);
-  EXPECT_EQ(drive_->Log().Count(Operation::kPutVarToFPGA), 0u);
-  EXPECT_EQ(Db().connectedMode, 0u);
-
-  // Through the numeric export OpMode takes the same path; the value is truncated.
-  drive_->Log().Clear();
-  EXPECT_EQ(PutVariableOnline_SVODB("OpMode", 1.9), 1);
-  EXPECT_EQ(Db().connectedMode, 1u);
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [131]", "PutVarToFPGA(1, 67) -> 1",
-                              "GetVarFromFPGA(1) -> 1 [67]", "GetVarFromFPGA(25) -> 1 [1]"}));
-  // Another spelling is an ordinary variable: no switch read, no new mode.
-  drive_->Log().Clear();
-  EXPECT_EQ(PutVariableOnline_SVODB("opmode", 2), 1);
-  EXPECT_EQ(Db().connectedMode, 1u);
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
-                              "GetVarFromFPGA(1) -> 1 [131]"}));
+  const Lines toTwo{"GetVarFromFPGA(1) -> 1 [67]", "PutVarToFPGA(1, 131) -> 1",
+                    "GetVarFromFPGA(1) -> 1 [131]"};
+  const Lines toOne{"GetVarFromFPGA(1) -> 1 [131]", "PutVarToFPGA(1, 67) -> 1",
+                    "GetVarFromFPGA(1) -> 1 [67]"};
+  const auto thenSwitch = [](Lines lines) {
+    lines.push_back("GetVarFromFPGA(25) -> 1 [1]");
+    return lines;
+  };
+  // The export, OpMode through the numeric export (truncated), and another
+  // spelling, which is an ordinary variable: no switch read, no new mode.
+  const std::tuple<std::function<Result()>, Result, uint32_t, Lines> steps[] = {
+      {[] { return SetOpModeOnline_SVODB(2); }, 1, 0, thenSwitch(toTwo)},
+      {[] { return SetOpModeOnline_SVODB(4); }, 23, 0, {}},
+      {[] { return PutVariableOnline_SVODB("OpMode", 1.9); }, 1, 1, thenSwitch(toOne)},
+      {[] { return PutVariableOnline_SVODB("opmode", 2); }, 1, 1, toTwo},
+  };
+  for (const auto& [call, result, mode, traffic] : steps) {
+    SCOPED_TRACE(traffic.size());
+    EXPECT_EQ(call(), result);
+    EXPECT_EQ(Db().connectedMode, mode);
+    EXPECT_EQ(Take(), traffic);
+  }
 }
 
 TEST_F(IdentityExports, LogicVersionCheck) {
-  struct Case {
-    int32_t logic;
-    std::string text;
-    uint8_t atLeastTwo;
-  };
-  for (const Case& c : {Case{2, "2.0A", 1}, Case{1, "1.0A", 0}, Case{0, "1.0A", 0}, Case{4, "4.0A", 1}}) {
-    Connect(sim::DriveConfig{.logicVersion = c.logic, .versionText = c.text});
+  for (const auto& [logic, text, atLeastTwo] : {std::tuple{2, "2.0A", 1}, std::tuple{1, "1.0A", 0},
+                                                std::tuple{0, "1.0A", 0}, std::tuple{4, "4.0A", 1}}) {
+    Connect(sim::DriveConfig{.logicVersion = logic, .versionText = text});
     uint8_t out = 7;
-    EXPECT_EQ(CKLogicVersion_SVODB(&out), 1) << c.logic;
-    EXPECT_EQ(out, c.atLeastTwo) << c.logic;
+    EXPECT_EQ(CKLogicVersion_SVODB(&out), 1) << logic;
+    EXPECT_EQ(out, atLeastTwo) << logic;
   }
   drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 30);
   uint8_t out = 7;
@@ -171,14 +154,8 @@ TEST_F(IdentityExports, LogicVersionCheck) {
 
 // The export answers in its output only: its result is always 0.
 TEST_F(ExportTest, SupportByVersionTextAndLogicVersion) {
-  struct Case {
-    const char* name;
-    const char* text;
-    int32_t logic;
-    bool supported;
-  };
   // clang-format off
-  const Case cases[] = {
+  const std::tuple<const char*, const char*, int32_t, bool> cases[] = {
       {"FBDivisor", "102.5", 3, true},  {"FBDivisor", "3.2K", 3, false},   {"FBDivisor", "3.5X", 3, true},
       {"FBDivisor", "", 4, false},      {"FBDivisor", "102.5", 2, false},  {"FBDivisor", "105.1A", 3, false},
       {"GearIn", "S1.0x", 3, false},    {"GearIn", "S1.0x", 2, true},      {"GearIn", "ab", 1, true},
@@ -189,12 +166,12 @@ TEST_F(ExportTest, SupportByVersionTextAndLogicVersion) {
       {"DInp1 (EnbHWInp)", "2.0A", 0, true},
   };
   // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(std::string(c.name) + " " + c.text + " " + std::to_string(c.logic));
-    EXPECT_EQ(IsSupportedByVersion(c.name, c.text, c.logic), c.supported);
+  for (const auto& [name, text, logic, supported] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + text + " " + std::to_string(logic));
+    EXPECT_EQ(IsSupportedByVersion(name, text, logic), supported);
     uint8_t out = 7;
-    EXPECT_EQ(ParamSupportedByVersion_SVODB(c.name, c.text, c.logic, &out), 0);
-    EXPECT_EQ(out, c.supported ? 1 : 0);
+    EXPECT_EQ(ParamSupportedByVersion_SVODB(name, text, logic, &out), 0);
+    EXPECT_EQ(out, supported ? 1 : 0);
   }
   EXPECT_EQ(ParamSupportedByVersion_SVODB(nullptr, "4.0A", 4, nullptr), 0);
 }

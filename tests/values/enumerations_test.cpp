@@ -7,10 +7,8 @@
 
 #include <climits>
 #include <cstring>
+#include <functional>
 #include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "value_exports.h"
 #include "virtual_platform.h"
@@ -41,18 +39,7 @@ std::string IdxStr(const char* name, int32_t index) {
   return GetIdxStr_SVODB(name, index, label) ? label : "false:" + std::string(label);
 }
 
-// An offline context: nothing here talks to a drive.
-class EnumerationTables : public ::testing::Test {
- protected:
-  LibraryContext Ctx() { return LibraryContext{db, registers, transport, platform}; }
-
-  ParameterDatabase db;
-  RegisterMap registers;
-  NoTransport transport;
-  sim::VirtualPlatform platform;
-};
-
-TEST_F(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTerminator) {
+TEST(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTerminator) {
   std::vector<const EnumEntry*> tables{kOpModeTable.data()};
   for (const EnumBinding& binding : kPlainBindings) tables.push_back(binding.table.data());
   for (std::size_t column = 0; column < kMonitorColumnCount; ++column)
@@ -75,36 +62,6 @@ TEST_F(EnumerationTables, EveryTableIsIndexedFromZeroWithUniqueValuesAndOneTermi
   EXPECT_EQ(MonitorTable(Monitor::kDm1Map, kMonitorColumnCount, 0), nullptr);
 }
 
-TEST_F(EnumerationTables, TablesAreFoundByExactNameAndSharedAmongAliases) {
-  const LibraryContext ctx = Ctx();
-  // FbType lists its values from the highest down: index order is not value order.
-  EXPECT_EQ(Render(FindEnumTable(ctx, "FbType", 1)).substr(0, 13), "15 TRX|14 BiS");
-  EXPECT_EQ(FindEnumTable(ctx, "OpMode", 1), kOpModeTable.data());
-  EXPECT_EQ(FindEnumTable(ctx, "DInp1 (EnbHWInp)", 1), FindEnumTable(ctx, "EnbHWInp", 1));
-  EXPECT_EQ(FindEnumTable(ctx, "KII", 1), FindEnumTable(ctx, "Enabled", 1));
-  for (const char* name : {"opmode", "cmdsrc", "Dm2Map", "DInp1(EnbHWInp)", "EncOut ", "", "KVP"})
-    EXPECT_EQ(FindEnumTable(ctx, name, 1), nullptr) << name;
-  LibraryContext lookups = Ctx();
-  EXPECT_EQ(ValueToFileLabel(lookups, "cmdsrc", 1, 1), std::nullopt);
-  EXPECT_EQ(FileLabelToValue(lookups, "Filtertype", "BIQuad", 1), kNoEnumTable);
-}
-
-// A model outside the monitor columns takes column one in torque mode and
-// column seven's torque labels in velocity mode; node 0, and any node beyond
-// the images, takes the connected drive's.
-TEST_F(EnumerationTables, MonitorLabelsOfAModelOutsideTheColumns) {
-  db.nodes[3].modelCode = 99;
-  EXPECT_NE(Render(FindEnumTable(Ctx(), "DM1Map", 3)).find("2 IdFB 25.42 Arms/V"), std::string::npos);
-  db.nodes[3].mode = 1;
-  EXPECT_NE(Render(FindEnumTable(Ctx(), "DM2Map", 3)).find("1 CmdIn 40.656 Arms/V"), std::string::npos);
-  db.connectedModelCode = 26;
-  db.connectedMode = 1;
-  for (uint32_t node : {0u, 9u})
-    EXPECT_NE(Render(FindEnumTable(Ctx(), "DM1Map", node)).find("2 IdFB 81.35"), std::string::npos) << node;
-}
-
-// ---------------------------------------------------------------- exports
-
 class EnumerationExports : public ValueExports {
  protected:
   void ReadVersionText() {
@@ -114,8 +71,36 @@ class EnumerationExports : public ValueExports {
   void FailLogicVersionReads() { drive_->Faults().FailEveryCall(Operation::kGetVarFromFPGA, 0, 30); }
 };
 
+// Tables are found by their exact name and shared among aliases. A model
+// outside the monitor columns takes column one in torque mode and column
+// seven's torque labels in velocity mode; node 0, and any node beyond the
+// images, takes the connected drive's.
+TEST_F(EnumerationExports, TablesByNameNodeModelAndMode) {
+  LibraryContext ctx = api::Context();
+  ParameterDatabase& db = Db();
+  // FbType lists its values from the highest down: index order is not value order.
+  EXPECT_EQ(Render(FindEnumTable(ctx, "FbType", 1)).substr(0, 13), "15 TRX|14 BiS");
+  EXPECT_EQ(FindEnumTable(ctx, "OpMode", 1), kOpModeTable.data());
+  EXPECT_EQ(FindEnumTable(ctx, "DInp1 (EnbHWInp)", 1), FindEnumTable(ctx, "EnbHWInp", 1));
+  EXPECT_EQ(FindEnumTable(ctx, "KII", 1), FindEnumTable(ctx, "Enabled", 1));
+  for (const char* name : {"opmode", "cmdsrc", "Dm2Map", "DInp1(EnbHWInp)", "EncOut ", "", "KVP"})
+    EXPECT_EQ(FindEnumTable(ctx, name, 1), nullptr) << name;
+  EXPECT_EQ(ValueToFileLabel(ctx, "cmdsrc", 1, 1), std::nullopt);
+  EXPECT_EQ(FileLabelToValue(ctx, "Filtertype", "BIQuad", 1), kNoEnumTable);
+
+  db.nodes[3].modelCode = 99;
+  EXPECT_NE(Render(FindEnumTable(ctx, "DM1Map", 3)).find("2 IdFB 25.42 Arms/V"), std::string::npos);
+  db.nodes[3].mode = 1;
+  EXPECT_NE(Render(FindEnumTable(ctx, "DM2Map", 3)).find("1 CmdIn 40.656 Arms/V"), std::string::npos);
+  db.connectedModelCode = 26;
+  db.connectedMode = 1;
+  for (uint32_t node : {0u, 9u})
+    EXPECT_NE(Render(FindEnumTable(ctx, "DM1Map", node)).find("2 IdFB 81.35"), std::string::npos) << node;
+}
+
 TEST_F(EnumerationExports, LookupsOnAnOfflineImage) {
   ASSERT_EQ(SetNode_SVODB(1), 1);
+  // Name, key, then index and its output for the value, value and its output for the index.
   // clang-format off
   const std::tuple<const char*, int32_t, int32_t, int32_t, int32_t, int32_t> cases[] = {
       {"EncOut", 10,  0,  0, 7,  7},     {"EncOut", 15,  8,  8, 14, 14},  {"EncOut", 16, -2, 77, 2,  77},
@@ -165,14 +150,14 @@ TEST_F(EnumerationExports, ProgrammableEncoderOutputFollowsTheImageFlagOrTheDriv
   EXPECT_EQ(Traffic(), Lines{});
 
   ASSERT_EQ(SetNode_SVODB(0), 1);
-  drive_->Log().Clear();
+  Take();
   EXPECT_EQ(ValStr("EncOut", 14), "32768") << "no version text read yet";
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"}));
+  EXPECT_EQ(Take(), (Lines{"GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"}));
   ReadVersionText();  // "4.0A", logic 4: has EncOutPPR
   EXPECT_EQ(ValStr("EncOut", 14), "Programmable (32768)");
   EXPECT_EQ(FileLabelToValue(ctx, "EncOut", "32768", 2), kNoEnumEntry) << "this drive has the entry";
   EXPECT_EQ(FileLabelToValue(ctx, "EncOut", "Programmable_(32768)", 2), 14);
-  drive_->Log().Clear();
+  Take();
   EXPECT_EQ(ValStr("EncOut", 10), "125");
   EXPECT_EQ(Traffic(), Lines{}) << "only the programmable entry asks";
   FailLogicVersionReads();
@@ -233,39 +218,27 @@ TEST_F(EnumerationExports, MitutoyoFaultBitsAreComposedOnNodeZeroOnly) {
   EXPECT_EQ(IdxStr("AuxFBType", 6), "Mitutoyo") << "an image may describe any drive";
 }
 
-// Every label through the C interface stays inside the documented buffer:
-// every table on node 0 and on an image, and the composed fault labels. (The
-// tables' own labels of every model and mode are measured above.)
+// Labels through the C interface stay inside the documented buffer: the
+// composed fault labels on node 0 in theirs, every other label (the tables'
+// own lengths are measured above) in the plain one.
 TEST_F(EnumerationExports, EveryLabelFitsItsBuffer) {
   constexpr std::size_t kGuard = 32;
-  FailLogicVersionReads();
-  std::vector<std::string> names{"OpMode", "DM1Map", "DM2Map"};
-  for (const EnumBinding& binding : kPlainBindings) names.emplace_back(binding.name);
-  auto fits = [&](bool found, const char* buffer, std::size_t size, const std::string& what) {
-    EXPECT_TRUE(found) << what;
+  const auto fits = [&](const std::function<int32_t(char*)>& call, std::size_t size,
+                        const std::string& what) {
+    char buffer[SVODB_COMPOSED_LABEL_SIZE + kGuard];
+    std::memset(buffer, 0x5A, sizeof buffer);
+    EXPECT_TRUE(call(buffer)) << what;
     for (std::size_t i = size; i < size + kGuard; ++i) ASSERT_EQ(buffer[i], 0x5A) << what;
     EXPECT_LT(std::strlen(buffer), size) << what;
   };
+  for (int32_t value : {-1, INT_MAX, INT_MIN, 127, 128})
+    fits([&](char* b) { return GetValStr_SVODB("AuxFBMitFlt", value, b); }, SVODB_COMPOSED_LABEL_SIZE,
+         "composed");
+  fits([](char* b) { return GetIdxStr_SVODB("Model", 6, b); }, SVODB_LABEL_SIZE, "Model");
   Db().nodes[1].encoderOutputFlag = 1;
-  for (uint32_t node : {0u, 1u}) {
-    ASSERT_EQ(SetNode_SVODB(static_cast<int32_t>(node)), 1);
-    for (const std::string& name : names) {
-      for (const EnumEntry* e = FindEnumTable(api::Context(), name, node); !e->IsTerminator(); ++e) {
-        if (name == "AuxFBType" && e->index == 6 && node == 0) continue;  // refused on this drive
-        char buffer[SVODB_LABEL_SIZE + kGuard];
-        std::memset(buffer, 0x5A, sizeof buffer);
-        fits(GetValStr_SVODB(name.c_str(), e->value, buffer), buffer, SVODB_LABEL_SIZE, name);
-        std::memset(buffer, 0x5A, sizeof buffer);
-        fits(GetIdxStr_SVODB(name.c_str(), e->index, buffer), buffer, SVODB_LABEL_SIZE, name);
-      }
-    }
-  }
-  ASSERT_EQ(SetNode_SVODB(0), 1);
-  for (int32_t value : {-1, INT_MAX, INT_MIN, 127, 128}) {
-    char buffer[SVODB_COMPOSED_LABEL_SIZE + kGuard];
-    std::memset(buffer, 0x5A, sizeof buffer);
-    fits(GetValStr_SVODB("AuxFBMitFlt", value, buffer), buffer, SVODB_COMPOSED_LABEL_SIZE, "AuxFBMitFlt");
-  }
+  ASSERT_EQ(SetNode_SVODB(1), 1);
+  fits([](char* b) { return GetValStr_SVODB("AuxFBMitFlt", 64, b); }, SVODB_LABEL_SIZE, "an image's");
+  fits([](char* b) { return GetValStr_SVODB("EncOut", 14, b); }, SVODB_LABEL_SIZE, "programmable");
 }
 
 }  // namespace

@@ -4,14 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <memory>
-#include <string>
+#include <string_view>
 #include <tuple>
-#include <utility>
-#include <vector>
 
 #include "value_exports.h"
 #include "virtual_platform.h"
@@ -19,33 +17,23 @@
 namespace svodb::testing {
 namespace {
 
-using sim::DriveConfig;
-using sim::Operation;
-
 // A drive on the serial port whose model the library has read.
 class OnlineExports : public ValueExports {
  protected:
-  void SetUp() override {
-    ExportTest::SetUp();
-    Connect();
-  }
-  void Connect(DriveConfig config = {}) {
+  void Connect(sim::DriveConfig config = {}) override {
     ValueExports::Connect(std::move(config));
     int32_t model = 0;
     ASSERT_EQ(GetModelOnline_SVODB(&model), 1);
     drive_->Log().Clear();
   }
-  void SetWord(uint8_t high, int32_t value) {
-    drive_->SetFpgaByte(high, static_cast<uint8_t>((value >> 8) & 0xFF));
-    drive_->SetFpgaByte(static_cast<uint8_t>(high - 1), static_cast<uint8_t>(value & 0xFF));
-  }
   int32_t Word(uint8_t high) const {
     return static_cast<int16_t>(drive_->FpgaByte(high) << 8 |
                                 drive_->FpgaByte(static_cast<uint8_t>(high - 1)));
   }
-  Lines Writes() const {
+  // The writes since the last call.
+  Lines Writes() {
     Lines writes;
-    for (const std::string& line : Traffic())
+    for (const std::string& line : Take())
       if (line.starts_with("Put")) writes.push_back(line);
     return writes;
   }
@@ -59,13 +47,12 @@ class OnlineExports : public ValueExports {
 TEST_F(OnlineExports, FactoryTestResultsComeStraightFromTheirNvEntries) {
   drive_->SetNvEntry(42, sim::NvEntry{16, 200});  // an entry of KVP's register, not FTPass's
   drive_->SetNvEntry(43, sim::NvEntry{127, 7});
+  drive_->SetFpgaByte(127, 99);
   EXPECT_EQ(Get("FTPass"), 200);
   EXPECT_EQ(Get("FTFail"), 7);
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromEEPROM(42) -> 1 [16, 200]", "GetVarFromEEPROM(43) -> 1 [127, 7]"}));
-  drive_->Log().Clear();
-  drive_->SetFpgaByte(127, 99);
+  EXPECT_EQ(Take(), (Lines{"GetVarFromEEPROM(42) -> 1 [16, 200]", "GetVarFromEEPROM(43) -> 1 [127, 7]"}));
   EXPECT_EQ(Get("ftpass"), 99);  // another spelling: the register itself, read twice
-  EXPECT_EQ(Traffic(), (Lines{"GetVarFromFPGA(127) -> 1 [99]", "GetVarFromFPGA(127) -> 1 [99]"}));
+  EXPECT_EQ(Take(), (Lines{"GetVarFromFPGA(127) -> 1 [99]", "GetVarFromFPGA(127) -> 1 [99]"}));
   for (const char* name : {"SerialNum", "VerLW"}) {
     double value = 7;
     EXPECT_EQ(GetVariableOnline_SVODB(name, &value), 8);
@@ -75,19 +62,22 @@ TEST_F(OnlineExports, FactoryTestResultsComeStraightFromTheirNvEntries) {
 }
 
 TEST_F(OnlineExports, CurrentLimitsFollowTheDrivesLogic) {
-  Connect(DriveConfig{.logicVersion = 3, .versionText = "3.2A"});
+  Connect(sim::DriveConfig{.logicVersion = 3, .versionText = "3.2A"});
   drive_->SetFpgaByte(84, 181);
   EXPECT_EQ(Get("ILmtMinus"), 50);
   EXPECT_EQ(PutVariableOnline_SVODB("ILmtMinus", 100), 1);
   EXPECT_EQ(drive_->FpgaByte(84), 105);
 
-  Connect(DriveConfig{.logicVersion = 2, .versionText = "2.0A"});
+  Connect(sim::DriveConfig{.logicVersion = 2, .versionText = "2.0A"});
   drive_->SetFpgaByte(13, static_cast<uint8_t>(drive_->FpgaByte(13) & 0xF0));
   // The write finds the logic itself: a step, in bits 3-2 of register 13.
   EXPECT_EQ(PutVariableOnline_SVODB("ILmtPlus", 3), 1);
   EXPECT_EQ(drive_->FpgaByte(13) & 0x0F, 0x0C);
+  Take();
+  EXPECT_EQ(PutVariableOnline_SVODB("ILmtPlus", 4), 23);  // beyond the steps: nothing written
+  EXPECT_TRUE(Writes().empty());
   drive_->SetFpgaByte(13, static_cast<uint8_t>((drive_->FpgaByte(13) & 0xF0) | 0x09));  // steps 2 and 1
-  drive_->Log().Clear();
+  Take();
   const std::string logic = "GetVarFromFPGA(30) -> 1 [2]";
   const std::string selectors = "GetVarFromFPGA(13) -> 1 [" + std::to_string(drive_->FpgaByte(13)) + "]";
   EXPECT_EQ(Get("ILmtPlus"), 2);
@@ -95,7 +85,7 @@ TEST_F(OnlineExports, CurrentLimitsFollowTheDrivesLogic) {
   EXPECT_EQ(Traffic(), (Lines{logic, logic, logic, logic, logic, logic, selectors, selectors}));
   EXPECT_EQ(Get("ILmtMinus"), 1);
   // The step's code is derived for the read; the catalogue keeps its own.
-  EXPECT_EQ(api::Context().db.catalogue.Find("ILmtMinus")->conversionCode, 43);
+  EXPECT_EQ(Db().catalogue.Find("ILmtMinus")->conversionCode, 43);
 }
 
 // The drive reports one extended fault as its bit number + 1, several as 16 +
@@ -112,52 +102,50 @@ TEST_F(OnlineExports, CompositeReadsWithoutAWritePath) {
   EXPECT_EQ(Get("HSOT"), 80.0);
 }
 
-// X7102, torque units, CmdSrc 0: PWMPlus 6000 and PWMMinus -4000 give the
-// offset 2.57.
+// X7102, torque units, CmdSrc 0: PWMPlus (bytes 8-7) 6000 and PWMMinus
+// (bytes 6-5) -4000 give the offset 2.57. Each word is written lower byte
+// first, PWMMinus first; a count written alone has the other read and
+// written first.
 TEST_F(OnlineExports, CommandGainAndOffsetKeepEachOther) {
-  SetWord(8, 6000);
-  SetWord(6, -4000);
+  for (const auto& [address, value] :
+       std::vector<std::pair<int, int>>{{8, 0x17}, {7, 0x70}, {6, 0xF0}, {5, 0x60}})
+    drive_->SetFpgaByte(static_cast<uint8_t>(address), static_cast<uint8_t>(value));
   EXPECT_EQ(Get("CmdOffset"), 2.57);
   EXPECT_EQ(Get("CmdGain"), 0.7244405);
-  drive_->Log().Clear();
-  EXPECT_EQ(PutVariableOnline_SVODB("CmdGain", 1.0), 1);
-  // PWMMinus first (8282 = 0x205A, -5522 = 0xEA6E), each word lower byte first.
+  Take();
+  EXPECT_EQ(PutVariableOnline_SVODB("CmdGain", 1.0), 1);  // 8282 = 0x205A, -5522 = 0xEA6E
   EXPECT_EQ(Writes(), (Lines{"PutVarToFPGA(5, 110) -> 1", "PutVarToFPGA(6, 234) -> 1",
                              "PutVarToFPGA(7, 90) -> 1", "PutVarToFPGA(8, 32) -> 1"}));
   EXPECT_EQ(Get("CmdOffset"), 2.569);  // unchanged but for the counts' rounding
   EXPECT_EQ(PutVariableOnline_SVODB("CmdOffset", -1.0), 1);
-  EXPECT_EQ(Word(8), 6365);
-  EXPECT_EQ(Word(6), -7439);
+  EXPECT_EQ(std::pair(Word(8), Word(6)), std::pair(6365, -7439));
   EXPECT_EQ(Get("CmdGain"), 1.0000177);
-
-  // One count alone: the other is read and written first.
-  drive_->Log().Clear();
+  Take();
   EXPECT_EQ(PutVariableOnline_SVODB("PWMPlus", 1234.4), 1);
   EXPECT_EQ(Traffic().front(), "GetVarFromFPGA(6) -> 1 [226]");
   EXPECT_EQ(Writes(), (Lines{"PutVarToFPGA(5, 241) -> 1", "PutVarToFPGA(6, 226) -> 1",
                              "PutVarToFPGA(7, 210) -> 1", "PutVarToFPGA(8, 4) -> 1"}));
-  drive_->Log().Clear();
   EXPECT_EQ(PutVariableOnline_SVODB("PWMMinus", -20), 1);
   EXPECT_EQ(Traffic().front(), "GetVarFromFPGA(8) -> 1 [4]");
-  EXPECT_EQ(Word(8), 1234);
-  EXPECT_EQ(Word(6), -20);
+  EXPECT_EQ(std::pair(Word(8), Word(6)), std::pair(1234, -20));
 }
 
+// Refused values reach no register; plain values are truncated toward zero.
 TEST_F(OnlineExports, ValuesNoRegisterTakesAreRefusedBeforeAnyWrite) {
   const double inf = std::numeric_limits<double>::infinity();
   const std::pair<const char*, double> cases[] = {
-      {"CmdSrc", std::nan("")}, {"CmdSrc", 3e9},   {"CmdSrc", 3},    {"Command", -1e12},       {"KVP", 1e9},
-      {"KVP", 0.0001},          {"ILmtPlus", 200}, {"OpMode", -inf}, {"CmdGain", std::nan("")}};
+      {"CmdSrc", std::nan("")}, {"CmdSrc", 3e9},  {"CmdSrc", 3},
+      {"Command", -1e12},       {"KVP", 1e9},     {"KVP", 0.0001},
+      {"ILmtPlus", 200},        {"OpMode", -inf}, {"CmdGain", std::nan("")},
+      {"AuxFBType", 7}};
   for (const auto& [name, value] : cases) {
-    drive_->Log().Clear();
-    EXPECT_EQ(PutVariableOnline_SVODB(name, value), 23) << name << " " << value;
+    EXPECT_EQ(PutVariableOnline_SVODB(name, value), std::string_view(name) == "AuxFBType" ? 22 : 23) << name;
     EXPECT_TRUE(Writes().empty()) << name << " " << value;
   }
-  // Plain values are truncated toward zero.
-  EXPECT_EQ(PutVariableOnline_SVODB("CmdSrc", 1.9), 1);
-  EXPECT_EQ((drive_->FpgaByte(1) >> 4) & 3, 1);
-  EXPECT_EQ(PutVariableOnline_SVODB("CmdSrc", -0.7), 1);
-  EXPECT_EQ((drive_->FpgaByte(1) >> 4) & 3, 0);
+  for (const auto& [value, field] : {std::pair{1.9, 1}, std::pair{-0.7, 0}}) {
+    EXPECT_EQ(PutVariableOnline_SVODB("CmdSrc", value), 1);
+    EXPECT_EQ((drive_->FpgaByte(1) >> 4) & 3, field);
+  }
 }
 
 TEST_F(OnlineExports, AuxFeedbackTypeIsWrittenBitByBit) {
@@ -168,54 +156,36 @@ TEST_F(OnlineExports, AuxFeedbackTypeIsWrittenBitByBit) {
                              "PutVarToFPGA(121, 138) -> 1", "PutVarToFPGA(121, 142) -> 1",
                              "PutVarToFPGA(121, 143) -> 1"}));
   EXPECT_EQ(Get("AuxFBType"), 4);
-  drive_->Log().Clear();
-  EXPECT_EQ(PutVariableOnline_SVODB("AuxFBType", 7), 22);
-  EXPECT_TRUE(Traffic().empty());
 }
 
-// The conversions of a whole-set write, on the library's inner objects.
-class VersionConversionTest : public ::testing::Test {
- protected:
-  int32_t Raw(const char* name, int node = 2) { return registers.FindRegister(name)->raw[node]; }
-  uint32_t Width(const char* name) { return registers.FindRegister(name)->descriptor.bitWidth; }
-  void Store(const char* name, int32_t raw, int node = 2) {
-    ASSERT_EQ(registers.SetRawValue(name, raw, 1, node), 1) << name << " " << raw;
-  }
-
+// The conversions of a whole-set write, on the library's inner objects: to
+// the drive's logic and back to the node's.
+TEST(VersionConversion, CurrentLimitsBetweenStepsAndPercentages) {
   ParameterDatabase db;
   RegisterMap registers;
   NoTransport none;
   sim::VirtualPlatform platform;
   LibraryContext ctx{db, registers, none, platform};
-};
-
-TEST_F(VersionConversionTest, CurrentLimitsBetweenStepsAndPercentages) {
-  const std::tuple<int32_t, int32_t, const char*, int32_t, Result, int32_t> cases[] = {
-      {2, 3, "ILmtPlus", 2, 1, 101},  {2, 3, "ILmtPlus", 0, 1, 0},   {2, 3, "ILmtMinus", 3, 1, 105},
-      {2, 3, "ILmtMinus", 1, 1, 206}, {2, 3, "ILmtMinus", 0, 23, 0}, {3, 2, "ILmtPlus", 39, 1, 1},
-      {3, 2, "ILmtMinus", 217, 1, 1},
-  };
-  for (const auto& [from, to, name, raw, result, driveRaw] : cases) {
-    SCOPED_TRACE(std::string(name) + " " + std::to_string(raw) + " for logic " + std::to_string(to));
-    db.nodes[2].logicVersion = from;
-    registers.SetCurrentLimitLayout(from);
-    Store(name, raw);
-    EXPECT_EQ(ConvertToDriveVersion(ctx, name, 2, from, to), result);
-    EXPECT_EQ(Raw(name), driveRaw);
-    EXPECT_EQ(Width(name), to >= 3 ? 8u : 2u);
-    EXPECT_EQ(ConvertBackToNodeVersion(ctx, name, 2, from, to), 1);
-    EXPECT_EQ(Raw(name), raw);
-    EXPECT_EQ(Width(name), from >= 3 ? 8u : 2u);
-  }
+  const auto raw = [&](const char* name, int node) { return registers.FindRegister(name)->raw[node]; };
+  const auto width = [&](const char* name) { return registers.FindRegister(name)->descriptor.bitWidth; };
   // Node 0 is the drive itself, and the same side of the change keeps all.
-  db.nodes[2].logicVersion = 2;
-  registers.SetCurrentLimitLayout(2);
-  Store("ILmtPlus", 2, 0);
-  EXPECT_EQ(ConvertToDriveVersion(ctx, "ILmtPlus", 0, 2, 3), 1);
-  EXPECT_EQ(Raw("ILmtPlus", 0), 2);
-  Store("ILmtPlus", 2);
-  EXPECT_EQ(ConvertToDriveVersion(ctx, "ILmtPlus", 2, 1, 2), 1);
-  EXPECT_EQ(Raw("ILmtPlus"), 2);
+  const std::tuple<int32_t, int32_t, const char*, int, int32_t, Result, int32_t> cases[] = {
+      {2, 3, "ILmtPlus", 2, 2, 1, 101},  {2, 3, "ILmtPlus", 2, 0, 1, 0},   {2, 3, "ILmtMinus", 2, 3, 1, 105},
+      {2, 3, "ILmtMinus", 2, 1, 1, 206}, {2, 3, "ILmtMinus", 2, 0, 23, 0}, {3, 2, "ILmtPlus", 2, 39, 1, 1},
+      {3, 2, "ILmtMinus", 2, 217, 1, 1}, {2, 3, "ILmtPlus", 0, 2, 1, 2},   {1, 2, "ILmtPlus", 2, 2, 1, 2},
+  };
+  for (const auto& [from, to, name, node, stored, result, driveRaw] : cases) {
+    SCOPED_TRACE(std::string(name) + " " + std::to_string(stored) + " for logic " + std::to_string(to));
+    db.nodes[2].logicVersion = from;
+    registers.SetCurrentLimitLayout(std::min(from, 3));
+    ASSERT_EQ(registers.SetRawValue(name, stored, 1, node), 1);
+    EXPECT_EQ(ConvertToDriveVersion(ctx, name, node, from, to), result);
+    EXPECT_EQ(raw(name, node), driveRaw);
+    EXPECT_EQ(width(name), node != 0 && to >= 3 ? 8u : 2u);
+    EXPECT_EQ(ConvertBackToNodeVersion(ctx, name, node, from, to), 1);
+    EXPECT_EQ(raw(name, node), stored);
+    EXPECT_EQ(width(name), from >= 3 ? 8u : 2u);
+  }
 }
 
 }  // namespace

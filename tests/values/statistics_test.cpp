@@ -8,13 +8,9 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <limits>
-#include <string>
-#include <vector>
+#include <tuple>
 
-#include "api/export_fixture.h"
-#include "svodb/svodb.h"
-#include "virtual_drive.h"
+#include "value_exports.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
@@ -27,31 +23,25 @@ using sim::Operation;
 constexpr const char* kSampled = "FAULTHISPNTR";
 constexpr uint8_t kSampledAddress = 54;
 
-class StatisticsExports : public ExportTest {
+class StatisticsExports : public ValueExports {
  protected:
   void SetUp() override {
-    ExportTest::SetUp();
-    ASSERT_EQ(drive_.InitComPort(1, 19200), 1);
-    drive_.Log().Clear();
-    Use(drive_);
+    ValueExports::SetUp();
     api::UsePlatformForTesting(&platform_);
   }
   void TearDown() override {
     api::UsePlatformForTesting(nullptr);
-    ExportTest::TearDown();
+    ValueExports::TearDown();
   }
   // The sampled register holds values[0]; each pumped message moves it on to
   // the next value, as the drive would between two samples.
   void SampleSequence(const std::vector<uint8_t>& values) {
     platform_ = sim::VirtualPlatform{};
-    drive_.SetFpgaByte(kSampledAddress, values.front());
-    for (std::size_t i = 1; i < values.size(); ++i) {
-      const uint8_t next = values[i];
-      platform_.QueueMessage([this, next] { drive_.SetFpgaByte(kSampledAddress, next); });
-    }
+    drive_->SetFpgaByte(kSampledAddress, values.front());
+    for (std::size_t i = 1; i < values.size(); ++i)
+      platform_.QueueMessage([this, next = values[i]] { drive_->SetFpgaByte(kSampledAddress, next); });
   }
 
-  sim::VirtualDrive drive_;
   sim::VirtualPlatform platform_;
 };
 
@@ -59,27 +49,25 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
   const std::tuple<int32_t, int32_t, uint8_t, uint8_t> cases[] = {
       {2, 3, 19, 0}, {0, 0, 0, 0}, {31, 7, 255, 0}, {32, 0, 0, 1}, {63, 7, 255, 1}, {1, 9, 17, 0}};
   for (const auto& [record, byte, low, high] : cases) {
-    SCOPED_TRACE(std::to_string(record) + "/" + std::to_string(byte));
-    drive_.SetFaultLogByte(high * 256u + low, static_cast<uint8_t>(0xA0 + record));
-    drive_.Log().Clear();
+    drive_->SetFaultLogByte(high * 256u + low, static_cast<uint8_t>(0xA0 + record));
     uint8_t value = 0;
-    EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
-    EXPECT_EQ(value, 0xA0 + record);
-    EXPECT_EQ(drive_.FpgaByte(42), low);
-    EXPECT_EQ(drive_.FpgaByte(43) & 1, high);
+    const Result result = GetFaultHistory_SVODB(record, byte, &value);
     // The log is read last, at the address just written.
-    EXPECT_TRUE(drive_.Log().Lines().back().starts_with("GetVarFromFPGA(62)"));
+    EXPECT_EQ(std::tuple(result, value, drive_->FpgaByte(42), drive_->FpgaByte(43) & 1,
+                         Take().back().substr(0, 18)),
+              std::tuple(1, 0xA0 + record, low, high, std::string("GetVarFromFPGA(62)")))
+        << record << "/" << byte;
   }
-  // Outside the log: 0 without traffic. 8 * 2^29 would wrap to 0 in 32 bits.
-  drive_.SetFaultLogByte(0, 0x55);
-  drive_.Log().Clear();
+  // Outside the log, and without a drive: 0 without traffic. 8 * 2^29
+  // would wrap to 0 in 32 bits.
+  drive_->SetFaultLogByte(0, 0x55);
   const std::pair<int32_t, int32_t> outside[] = {{64, 0}, {-1, 0}, {0, -1}, {INT32_MAX, 7}, {536870912, 0}};
   for (const auto& [record, byte] : outside) {
     uint8_t value = 0x77;
     EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
     EXPECT_EQ(value, 0) << record << "/" << byte;
   }
-  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
+  EXPECT_TRUE(Traffic().empty());
   EXPECT_EQ(GetFaultHistory_SVODB(2, 3, nullptr), 8);
   NoTransport none;
   Use(none);
@@ -94,31 +82,26 @@ TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
   const std::tuple<std::vector<uint8_t>, int32_t, bool, double, double, int> cases[] = {
       {{1, 2, 3}, 3, false, 2.0, 0.816497, 3},       {{1, 2, 3}, 3, true, 2.0, 0.816, 3},
       {{7, 7, 7, 7, 7, 7}, 3, false, 7.0, 0.0, 3},  {{42}, 1, false, 42.0, 0.0, 1},
-      {{42}, -1, true, 0.0, 0.0, 0},
-      {{42}, std::numeric_limits<int32_t>::min(), true, 0.0, 0.0, 0},
+      {{42}, -1, true, 0.0, 0.0, 0},                 {{42}, INT32_MIN, true, 0.0, 0.0, 0},
   };
   // clang-format on
   for (const auto& [values, count, shortForm, expectedMean, expectedSpread, pumps] : cases) {
-    SCOPED_TRACE(std::to_string(count) + " samples of " + std::to_string(values.size()));
     SampleSequence(values);
     double mean = 5.0, spread = 5.0;
     char unit[SVODB_UNIT_SIZE];
-    EXPECT_EQ(shortForm ? GetParmMeanRMS_SVODBT(kSampled, count, &mean, &spread)
-                        : GetParmMeanRMS_SVODB(kSampled, count, &mean, &spread, unit),
-              code::kOk);
-    EXPECT_EQ(mean, expectedMean);
-    EXPECT_EQ(spread, expectedSpread);
-    EXPECT_FALSE(std::signbit(mean));
-    EXPECT_EQ(platform_.Pumps(), pumps);
-    const int waiting = static_cast<int>(values.size()) - 1 - pumps;
-    EXPECT_EQ(platform_.QueuedMessages(), static_cast<std::size_t>(std::max(waiting, 0)));
+    const Result result = shortForm ? GetParmMeanRMS_SVODBT(kSampled, count, &mean, &spread)
+                                    : GetParmMeanRMS_SVODB(kSampled, count, &mean, &spread, unit);
+    const auto waiting = static_cast<std::size_t>(std::max(static_cast<int>(values.size()) - 1 - pumps, 0));
+    EXPECT_EQ(
+        std::tuple(result, mean, spread, std::signbit(mean), platform_.Pumps(), platform_.QueuedMessages()),
+        std::tuple(code::kOk, expectedMean, expectedSpread, false, pumps, waiting))
+        << count << " samples of " << values.size();
   }
-  drive_.Log().Clear();
+  Take();
   double mean = 5.0, spread = 5.0;
   EXPECT_EQ(GetParmMeanRMS_SVODBT(kSampled, 0, &mean, &spread), code::kOk);
   EXPECT_TRUE(std::isnan(mean) && std::isnan(spread));
-  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
-
+  EXPECT_TRUE(Traffic().empty());
   // KVP's unit is the longest there is.
   char unit[SVODB_UNIT_SIZE + 1];
   std::memset(unit, '#', sizeof unit);
@@ -130,10 +113,10 @@ TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
 TEST_F(StatisticsExports, FailuresLeaveTheOutputs) {
   double mean = 5, spread = 6;
   char unit[SVODB_UNIT_SIZE] = "kept";
-  EXPECT_EQ(GetParmMeanRMS_SVODB("NoSuchVariable", 3, &mean, &spread, unit), 8);
-  EXPECT_EQ(GetParmMeanRMS_SVODBT("NoSuchVariable", 3, &mean, &spread), 8);
   for (int32_t result :
-       {GetParmMeanRMS_SVODB(nullptr, 1, &mean, &spread, unit),
+       {GetParmMeanRMS_SVODB("NoSuchVariable", 3, &mean, &spread, unit),
+        GetParmMeanRMS_SVODBT("NoSuchVariable", 3, &mean, &spread),
+        GetParmMeanRMS_SVODB(nullptr, 1, &mean, &spread, unit),
         GetParmMeanRMS_SVODB("KVP", 1, nullptr, &spread, unit),
         GetParmMeanRMS_SVODB("KVP", 1, &mean, nullptr, unit),
         GetParmMeanRMS_SVODB("KVP", 1, &mean, &spread, nullptr),
@@ -141,17 +124,15 @@ TEST_F(StatisticsExports, FailuresLeaveTheOutputs) {
         GetParmMeanRMS_SVODBT("KVP", 1, &mean, nullptr)})
     EXPECT_EQ(result, 8);
   EXPECT_EQ(platform_.Pumps(), 0);
-  EXPECT_EQ(drive_.Log().TotalCount(), 0u);
+  EXPECT_TRUE(Traffic().empty());
 
   // The drive stops answering after the first sample's message.
   SampleSequence({1});
   platform_.QueueMessage(
-      [this] { drive_.Faults().FailEveryCall(Operation::kGetVarFromFPGA, 4, kSampledAddress); });
+      [this] { drive_->Faults().FailEveryCall(Operation::kGetVarFromFPGA, 4, kSampledAddress); });
   EXPECT_EQ(GetParmMeanRMS_SVODBT(kSampled, 3, &mean, &spread), 4);
   EXPECT_EQ(platform_.Pumps(), 1);
-  EXPECT_EQ(mean, 5);
-  EXPECT_EQ(spread, 6);
-  EXPECT_STREQ(unit, "kept");
+  EXPECT_EQ(std::tuple(mean, spread, std::string(unit)), std::tuple(5.0, 6.0, std::string("kept")));
 
   // Without a drive: the first sample fails; with no sample to take only the
   // unit text needs the drive, and the numbers stand.

@@ -28,13 +28,19 @@ class ValueExports : public ExportTest {
     Connect();
   }
   // A new drive on the serial port, with an empty call log.
-  void Connect(sim::DriveConfig config = {}) {
+  virtual void Connect(sim::DriveConfig config = {}) {
     drive_ = std::make_unique<sim::VirtualDrive>(std::move(config));
     Use(*drive_);
     ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), 1);
     drive_->Log().Clear();
   }
   Lines Traffic() const { return drive_->Log().Lines(); }
+  // The traffic so far, and a fresh log.
+  Lines Take() {
+    Lines lines = Traffic();
+    drive_->Log().Clear();
+    return lines;
+  }
   static ParameterDatabase& Db() { return api::Context().db; }
   static RegisterMap& Registers() { return api::Context().registers; }
 
