@@ -90,9 +90,11 @@ class Tool : public ::testing::Test {
     std::vector<std::string> environment = {};
   };
 
-  void RunSteps(const std::vector<Step>& steps) const {
+  void RunSteps(const std::vector<Step>& steps, const std::vector<std::string>& common = {}) const {
     for (const Step& step : steps) {
-      const Outcome run = Run(step.args, step.environment);
+      std::vector<std::string> environment = common;
+      environment.insert(environment.end(), step.environment.begin(), step.environment.end());
+      const Outcome run = Run(step.args, environment);
       EXPECT_EQ(run.exitCode, step.exitCode) << step.args[0] << " " << step.args.back() << "\n" << run.err;
       EXPECT_NE((run.out + run.err).find(step.text), std::string::npos)
           << step.args[0] << " " << step.args.back() << "\n"
@@ -320,42 +322,23 @@ TEST_F(Tool, FlashProgramsVerifiesErasesAndConfiguresOneDrive) {
 
 // ---- values as people write them ------------------------------------------------------
 
+// The text is the whole of the output followed by the errors.
 TEST_F(Tool, ValuesReadAndWriteAsLabelsAndSayWhenRounded) {
-  const struct {
-    std::vector<std::string> args;
-    int exitCode;
-    std::string out;
-    std::string err;
-  } cases[] = {
+  RunSteps({
       {{"get", "CmdSrc", "VerLW", "SerialNum"},
        0,
-       "CmdSrc             Analog Input\nVerLW              4.0A\nSerialNum          VD22010001\n",
-       ""},
-      {{"set", "cmdsrc", "pwm_INPUT"}, 0, "CmdSrc             PWM Input\n", ""},
-      {{"set", "CmdSrc", "Analog Input"}, 0, "CmdSrc             Analog Input\n", ""},
-      {{"set", "FilterType", "1"},
-       2,
-       "",
-       "svodb: set: '1' is no value of FilterType (one of: ARfx, BiQuad)\n"},
+       "CmdSrc             Analog Input\nVerLW              4.0A\nSerialNum          VD22010001\n"},
+      {{"set", "cmdsrc", "pwm_INPUT"}, 0, "CmdSrc             PWM Input\n"},
+      {{"set", "CmdSrc", "Analog Input"}, 0, "CmdSrc             Analog Input\n"},
+      {{"set", "FilterType", "1"}, 2, "svodb: set: '1' is no value of FilterType (one of: ARfx, BiQuad)\n"},
       {{"set", "ARF0", "300"},
        0,
-       "ARF0               303.6 Hz\n",
-       "svodb: set ARF0: asked for 300; the drive stores 303.6 Hz\n"},
+       "ARF0               303.6 Hz\nsvodb: set ARF0: asked for 300; the drive stores 303.6 Hz\n"},
       {{"get", "kvp", "--json"},
        0,
-       "[\n  {\n    \"name\": \"KVP\",\n    \"value\": 0.032,\n    \"unit\": \"Arms/rad/sec\"\n  }\n]\n",
-       ""},
-      {{"get", "CmdSrc", "--json"},
-       0,
-       "[\n  {\n    \"name\": \"CmdSrc\",\n    \"value\": 0.0,\n    \"label\": \"Analog Input\"\n  }\n]\n",
-       ""},
-  };
-  for (const auto& c : cases) {
-    const Outcome run = Run(c.args);
-    EXPECT_EQ(run.exitCode, c.exitCode) << c.args[0] << " " << c.args[1];
-    EXPECT_EQ(run.out, c.out) << c.args[1];
-    EXPECT_EQ(run.err, c.err) << c.args[1];
-  }
+       "[\n  {\n    \"name\": \"KVP\",\n    \"value\": 0.032,\n    \"unit\": \"Arms/rad/sec\"\n  }\n]\n"},
+      {{"get", "CmdSrc", "--json"}, 0, "\"value\": 0.0,\n    \"label\": \"Analog Input\"\n  }\n]\n"},
+  });
 }
 
 TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswersByGroup) {
@@ -373,52 +356,64 @@ TEST_F(Tool, GetAllListsEveryVariableTheDriveAnswersByGroup) {
 // With no drive at all, the exact message and nothing from the transport
 // show that the check came before the drive was touched.
 TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
-  const struct {
-    std::vector<std::string> args;
-    const char* err;
-  } cases[] = {
-      {{"set", "FilterType", "1.5"},
-       "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
-      {{"set", "EncOut", "0.5", "--node=1"},
-       "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
-      {{"set", "Kvpp", "1"}, "svodb: set: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
-      {{"get", "KVP", "nosuch"}, "svodb: get: no variable is named 'nosuch'\n"},
-      {{"trx", "set", "SINGain", "2000"}, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
-      {{"trx", "set", "SINGain"}, "svodb: trx set: VALUE is required\n"},
-      {{"mdb", "erase", "f"}, "svodb: mdb: unknown action 'erase' (it takes show, read, check or write)\n"},
-      {{"serial", "", "--yes"}, "svodb: serial: an empty serial number would blank the drive's\n"},
-      {{"poke", "3", "999", "--yes"}, "svodb: poke: the byte must be an integer from 0 to 255, not '999'\n"},
-      {{"backup", "/no/dir/b.par"}, "svodb: backup: the folder /no/dir does not exist (for /no/dir/b.par)\n"},
-      {{"defaults", "--out", "/no/d.par"},
-       "svodb: defaults: the folder /no does not exist (for /no/d.par)\n"},
-      {{"mdb", "read", "/no/m.txt"}, "svodb: mdb read: the folder /no does not exist (for /no/m.txt)\n"},
-      {{"peek", "256"}, "svodb: peek: the FPGA address must be an integer from 0 to 255, not '256'\n"},
-      {{"error", "12x"}, "svodb: error: '12x' is not a 32-bit integer\n"},
-      {{"set", "KVP", "abc"}, "svodb: set: 'abc' is not a number\n"},
-      {{"sample", "VBus", "0"},
-       "svodb: sample: the sample count must be an integer from 1 to 1000000, not '0'\n"},
-      {{"props", "Nope"},
-       "svodb: props: no variable is named 'Nope'; did you mean KIP, KPP, KVP or Model?\n"},
-      {{"get", "KVP", "--node", "7"}, "svodb: get: the node must be an integer from 0 to 6, not '7'\n"},
-      {{"mdb"}, "svodb: mdb: expected show, read, check or write (see svodb mdb --help)\n"},
-      {{"mdb", "show", "x"}, "svodb: mdb show: unexpected argument 'x'\n"},
-      {{"trx", "get"}, "svodb: trx get: NAME is required\n"},
-      {{"backup", "a", "b"}, "svodb: backup: unexpected argument 'b'\n"},
-      {{"restore"}, "svodb: restore: FILE is required\n"},
-      {{"defaults", "--node", "0"},
-       "svodb: defaults: the offline image must be an integer from 1 to 6, not '0'\n"},
-      {{"defaults", "--logic", "5"},
-       "svodb: defaults: the logic version must be an integer from 2 to 4, not '5'\n"},
-      {{"diff", "drive"}, "svodb: diff: B is required\n"},
-      {{"diff", "drive", "node:7"}, "svodb: diff: the node must be an integer from 0 to 6, not '7'\n"},
-      {{"diff", "drive", "defaults:X9"},
-       "svodb: diff: 'X9' is no model (a code such as 31, or a name such as X7102)\n"},
-  };
-  for (const auto& c : cases) {
-    const Outcome run = Run(c.args, {"SVODB_SIM_NODES=none"});
-    EXPECT_EQ(run.exitCode, 2) << c.args.back();
-    EXPECT_EQ(run.err, c.err);
-  }
+  RunSteps(
+      {
+          {{"set", "FilterType", "1.5"},
+           2,
+           "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
+          {{"set", "EncOut", "0.5", "--node=1"},
+           2,
+           "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
+          {{"set", "Kvpp", "1"}, 2, "svodb: set: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
+          {{"get", "KVP", "nosuch"}, 2, "svodb: get: no variable is named 'nosuch'\n"},
+          {{"trx", "set", "SINGain", "2000"}, 2, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
+          {{"trx", "set", "SINGain"}, 2, "svodb: trx set: VALUE is required\n"},
+          {{"mdb", "erase", "f"},
+           2,
+           "svodb: mdb: unknown action 'erase' (it takes show, read, check or write)\n"},
+          {{"serial", "", "--yes"}, 2, "svodb: serial: an empty serial number would blank the drive's\n"},
+          {{"poke", "3", "999", "--yes"},
+           2,
+           "svodb: poke: the byte must be an integer from 0 to 255, not '999'\n"},
+          {{"backup", "/no/dir/b.par"},
+           2,
+           "svodb: backup: the folder /no/dir does not exist (for /no/dir/b.par)\n"},
+          {{"defaults", "--out", "/no/d.par"},
+           2,
+           "svodb: defaults: the folder /no does not exist (for /no/d.par)\n"},
+          {{"mdb", "read", "/no/m.txt"},
+           2,
+           "svodb: mdb read: the folder /no does not exist (for /no/m.txt)\n"},
+          {{"peek", "256"}, 2, "svodb: peek: the FPGA address must be an integer from 0 to 255, not '256'\n"},
+          {{"error", "12x"}, 2, "svodb: error: '12x' is not a 32-bit integer\n"},
+          {{"set", "KVP", "abc"}, 2, "svodb: set: 'abc' is not a number\n"},
+          {{"sample", "VBus", "0"},
+           2,
+           "svodb: sample: the sample count must be an integer from 1 to 1000000, not '0'\n"},
+          {{"props", "Nope"},
+           2,
+           "svodb: props: no variable is named 'Nope'; did you mean KIP, KPP, KVP or Model?\n"},
+          {{"get", "KVP", "--node", "7"},
+           2,
+           "svodb: get: the node must be an integer from 0 to 6, not '7'\n"},
+          {{"mdb"}, 2, "svodb: mdb: expected show, read, check or write (see svodb mdb --help)\n"},
+          {{"mdb", "show", "x"}, 2, "svodb: mdb show: unexpected argument 'x'\n"},
+          {{"trx", "get"}, 2, "svodb: trx get: NAME is required\n"},
+          {{"backup", "a", "b"}, 2, "svodb: backup: unexpected argument 'b'\n"},
+          {{"restore"}, 2, "svodb: restore: FILE is required\n"},
+          {{"defaults", "--node", "0"},
+           2,
+           "svodb: defaults: the offline image must be an integer from 1 to 6, not '0'\n"},
+          {{"defaults", "--logic", "5"},
+           2,
+           "svodb: defaults: the logic version must be an integer from 2 to 4, not '5'\n"},
+          {{"diff", "drive"}, 2, "svodb: diff: B is required\n"},
+          {{"diff", "drive", "node:7"}, 2, "svodb: diff: the node must be an integer from 0 to 6, not '7'\n"},
+          {{"diff", "drive", "defaults:X9"},
+           2,
+           "svodb: diff: 'X9' is no model (a code such as 31, or a name such as X7102)\n"},
+      },
+      {"SVODB_SIM_NODES=none"});
 }
 
 TEST_F(Tool, JsonOnTheCommandsThatPrintData) {
@@ -478,35 +473,28 @@ TEST_F(Tool, MotorDataBlockOnBothDeviceGenerations) {
   std::string bad = Slurp(block);
   bad.replace(bad.size() - 3, 3, " 5\n");  // the checksum, the last value, one off
   WriteFile("bad.txt", bad);
-  const std::vector<std::string> first{"SVODB_SIM_TRX=1", "SVODB_SIM_VIRTUAL_CLOCK=1"};
-  const std::vector<std::string> second{"SVODB_SIM_TRX=2", "SVODB_SIM_VIRTUAL_CLOCK=1",
+  const std::vector<std::string> second{"SVODB_SIM_TRX=2",
                                         "SVODB_SIM_STATE=" + Path("second.state").string()};
   const std::string written = " written to the generation-";
-  RunSteps({
-      {{"mdb", "show"},
-       0,
-       "MNum     VM2201-A04N0000      ...\nMotTLim  64                   Counts\n",
-       first},
-      {{"mdb", "read", Path("factory.txt").string()},
-       0,
-       "motor data block -> " + Path("factory.txt").string(),
-       first},
-      {{"mdb", "write", Path("bad.txt").string()},
-       1,
-       "bad.txt: Wrong Checksum of TRX data (code 41)\n",
-       first},
-      {{"mdb", "write", block, "--yes"},
-       0,
-       block + written + "1 device at 115200 baud; the previous block is in ",
-       first},
-      {{"mdb", "check", block}, 0, "the drive's motor data block matches " + block, first},
-      {{"mdb", "show"}, 0, "MNum     VM9999-TEST0001      ...\n", first},
-      {{"trx", "set", "SINGain", "700.9"}, 0, "SINGain <- 700\n", first},
-      {{"trx", "get", "singain"}, 0, "singain 700\n", first},
-      {{"mdb", "write", block, "--yes"}, 0, block + written + "2 device", second},
-      {{"mdb", "show"}, 0, "MNum     VM9999-TEST0001      ...\n", second},
-      {{"trx", "get", "SINGain"}, 1, "generation 2 and has no such parameters", second},
-  });
+  RunSteps(
+      {
+          {{"mdb", "show"}, 0, "MNum     VM2201-A04N0000      ...\nMotTLim  64                   Counts\n"},
+          {{"mdb", "read", Path("factory.txt").string()},
+           0,
+           "motor data block -> " + Path("factory.txt").string()},
+          {{"mdb", "write", Path("bad.txt").string()}, 1, "bad.txt: Wrong Checksum of TRX data (code 41)\n"},
+          {{"mdb", "write", block, "--yes"},
+           0,
+           block + written + "1 device at 115200 baud; the previous block is in "},
+          {{"mdb", "check", block}, 0, "the drive's motor data block matches " + block},
+          {{"mdb", "show"}, 0, "MNum     VM9999-TEST0001      ...\n"},
+          {{"trx", "set", "SINGain", "700.9"}, 0, "SINGain <- 700\n"},
+          {{"trx", "get", "singain"}, 0, "singain 700\n"},
+          {{"mdb", "write", block, "--yes"}, 0, block + written + "2 device", second},
+          {{"mdb", "show"}, 0, "MNum     VM9999-TEST0001      ...\n", second},
+          {{"trx", "get", "SINGain"}, 1, "generation 2 and has no such parameters", second},
+      },
+      {"SVODB_SIM_VIRTUAL_CLOCK=1"});
 }
 
 // ---- a network of drives ----------------------------------------------------------
