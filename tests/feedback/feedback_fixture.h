@@ -13,22 +13,24 @@
 
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
-#include "feedback/feedback_context.h"
+#include "feedback/device_memory.h"
 #include "feedback/gen1_writes.h"
 #include "feedback/motor_data_block.h"
+#include "feedback/trx2_engine.h"
+#include "feedback/trx_link.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
 
 using Block = std::array<uint32_t, kMdbSize>;
+inline constexpr uint32_t kRegion = sim::FeedbackDevice::kRegionStart;  // of a generation-2 device's flash
 
 // A valid block whose bytes differ from the drive's factory block.
 inline Block TestBlock(uint32_t seed = 1) {
   Block block{};
   for (std::size_t i = 0; i + 1 < block.size(); ++i) block[i] = (i * 13 + seed * 7) & 0xFF;
-  const uint32_t sum = std::accumulate(block.begin(), block.end() - 1, 0u);
-  block[383] = ~sum & 0xFF;
+  block[383] = ~std::accumulate(block.begin(), block.end() - 1, 0u) & 0xFF;
   return block;
 }
 
@@ -36,13 +38,6 @@ inline Block BlockOfDrive(const sim::MotorDataBlock& bytes) {
   Block block{};
   std::copy(bytes.begin(), bytes.end(), block.begin());
   return block;
-}
-
-inline std::vector<int> BaudChanges(const sim::CallLog& log) {
-  std::vector<int> rates;
-  for (const sim::CallRecord& call : log.Records())
-    if (call.operation == sim::Operation::kChangeBaudRate) rates.push_back(call.arguments[0]);
-  return rates;
 }
 
 inline sim::DriveConfig Generation(int32_t generation, std::string version = "4.0A") {
@@ -70,6 +65,13 @@ class FeedbackTest : public ::testing::Test {
     start_ms = platform.Now();
   }
   bool DiagnosticsOn() const { return (drive.FpgaByte(58) & 0x40) != 0; }
+  Block DeviceBlock() const { return BlockOfDrive(drive.Trx().Block()); }
+  std::vector<int> BaudChanges() const {
+    std::vector<int> rates;
+    for (const sim::CallRecord& call : drive.Log().Records())
+      if (call.operation == sim::Operation::kChangeBaudRate) rates.push_back(call.arguments[0]);
+    return rates;
+  }
   // How an exchange with the device ends: write disabled and every line
   // dropped; diagnostics mode off and the normal speed, unless a failed
   // word loop abandoned it and left both as they were.

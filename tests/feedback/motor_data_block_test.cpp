@@ -1,10 +1,5 @@
-#include "feedback/motor_data_block.h"
-
-#include <gtest/gtest.h>
-
-#include <string>
-#include <vector>
-
+// The motor data block's fields and how each type shows, and the drive's
+// copy of the block read through its motor-data registers.
 #include "feedback_fixture.h"
 
 namespace svodb::testing {
@@ -28,7 +23,8 @@ TEST(FieldTables, NamesAreFoundWhateverTheirCaseInATableInOrderOnly) {
 
 // Each type decodes the byte at the field's offset (b) and, for numbers,
 // the mantissa before it (0.015625 rounds up: halves go up); a zero
-// divisor or an unknown type gives 99 and no text.
+// divisor or an unknown type gives 99 and no text. A text is the low bytes
+// from b on, up to sixteen or a zero.
 TEST(MdbTypes, DecodeAsTheTypeTableSays) {
   struct Case {
     uint32_t type, b, mantissa;
@@ -43,62 +39,47 @@ TEST(MdbTypes, DecodeAsTheTypeTableSays) {
       {11, 129, 0, "0"},            {11, 255, 0, "0"},         {11, 1, 0, "53"},
       {11, 0, 0, nullptr},          {11, 65, 0, nullptr},      {11, 128, 0, nullptr},
       {0, 0, 0, nullptr},           {4, 0, 0, nullptr},        {102, 0, 0, nullptr},
-      {200, 0, 0, nullptr},         {202, 0, 0, nullptr}};
+      {200, 0, 0, nullptr},         {202, 0, 0, nullptr},      {201, 'A', 'Z', "ABCDEFGHIJKLMNOP"},
+      {201, 0xFD, 0, "\xFD\xFE\xFF"},
+      {101, 0x7F, 0xFF, "-509094322385622779322158104087371972608.00000"}};  // the longest number
   // clang-format on
   for (const Case& c : cases) {
     Block values{};
-    values[100] = c.b;
+    for (uint32_t i = 0; i < 17; ++i) values[100 + i] = c.b + i;
     values[99] = c.mantissa;
     std::string text = "(unset)";
     EXPECT_EQ(FormatMdbField({"X", 100, c.type, ""}, values, text), c.text != nullptr ? 1 : 99) << c.type;
     EXPECT_EQ(text, c.text != nullptr ? c.text : "(unset)") << c.type << " " << c.b;
   }
-  // Texts end at sixteen characters or a zero.
-  Block values{};
-  for (uint32_t i = 0; i < 17; ++i) values[100 + i] = 'A' + i;
-  std::string text;
-  EXPECT_EQ(FormatMdbField({"X", 100, 201, ""}, values, text), 1);
-  EXPECT_EQ(text, "ABCDEFGHIJKLMNOP");
-  values[103] = 0;
-  EXPECT_EQ(FormatMdbField({"X", 100, 201, ""}, values, text), 1);
-  EXPECT_EQ(text, "ABC");
-  values = {};
-  values[100] = 0x7F;
-  values[99] = 0xFF;
-  EXPECT_EQ(FormatMdbField({"X", 100, 101, ""}, values, text), 1);
-  EXPECT_EQ(text.size(), 46u);  // the longest number
-  EXPECT_EQ(text.substr(0, 4), "-509");
 }
 
-class DriveCopyTest : public FeedbackTest {
- protected:
-  std::string Shown(const char* name) {
+using DriveCopyTest = FeedbackTest;
+
+// Before the load every byte is zero; afterwards one field of each type
+// shows the drive's copy.
+TEST_F(DriveCopyTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore) {
+  const auto shown = [this](const char* name) {
     std::string text = "(unset)";
     const Result result = GetMotorData(mdbFields, name, text);
     return result == 1 ? text : std::to_string(result);
-  }
-};
-
-TEST_F(DriveCopyTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore) {
-  EXPECT_EQ(Shown("DCYear"), "2000");  // nothing loaded: every byte zero
-  EXPECT_EQ(Shown("RLim"), "99");
-  EXPECT_EQ(Shown("NoSuchField"), "8");
+  };
+  struct Case {
+    const char *name, *before, *after;
+  };
+  // clang-format off
+  const Case cases[] = {
+      {"DCWeek", "0", "12"},        {"DCYear", "2000", "2021"},       {"MPoles", "0", "8"},
+      {"RLim", "99", "6810"},       {"Ke", "1.00000", "0.30078"},     {"MIPeak", "1.00000", "9.00000"},
+      {"MNum", "", "VM2201-A04N0000 "}, {"NoSuchField", "8", "8"}};
+  // clang-format on
+  for (const Case& c : cases) EXPECT_EQ(shown(c.name), c.before) << c.name;
   std::string unit;
   EXPECT_EQ(GetDataUnit(mdbFields, "kvpauto", unit), 1);
   EXPECT_EQ(unit, "Arms/rad/sec");
   EXPECT_EQ(GetDataUnit(mdbFields, "Poles", unit), 8);
   EXPECT_EQ(drive.Log().TotalCount(), 0u);
-
   ASSERT_EQ(LoadShowData(ctx, mdbFields), 1);
-  // One field of each type.
-  const std::pair<const char*, const char*> shown[] = {{"DCWeek", "12"},
-                                                       {"DCYear", "2021"},
-                                                       {"MPoles", "8"},
-                                                       {"RLim", "6810"},
-                                                       {"Ke", "0.30078"},
-                                                       {"MIPeak", "9.00000"},
-                                                       {"MNum", "VM2201-A04N0000 "}};
-  for (const auto& [name, value] : shown) EXPECT_EQ(Shown(name), value) << name;
+  for (const Case& c : cases) EXPECT_EQ(shown(c.name), c.after) << c.name;
 
   // DCWeek's byte is read first, DCYear's next.
   MdbFieldList fresh;
@@ -109,10 +90,12 @@ TEST_F(DriveCopyTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore)
   EXPECT_EQ(fresh.values[239], 0u);
 }
 
+// Ten milliseconds a byte; a wrong sum is read once more after 4 s, and
+// the block is handed out only when a pass sums right.
 TEST_F(DriveCopyTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadOnceMore) {
   Block out{};
   ASSERT_EQ(ReadTrxMdb(ctx, out), 1);
-  EXPECT_EQ(out, BlockOfDrive(drive.Trx().Block()));
+  EXPECT_EQ(out, DeviceBlock());
   EXPECT_EQ(Elapsed(), 20u + 384 * 10u + 20u);
   EXPECT_EQ(drive.Log().Count(Operation::kFlushPort), 2u);
 
@@ -120,19 +103,19 @@ TEST_F(DriveCopyTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsRead
   drive.Faults().DistortCall(Operation::kGetVarFromFPGA, 100);  // the first pass only
   out.fill(1000);
   ASSERT_EQ(ReadTrxMdb(ctx, out), 1);
-  EXPECT_EQ(out, BlockOfDrive(drive.Trx().Block()));
+  EXPECT_EQ(out, DeviceBlock());
   EXPECT_EQ(Elapsed(), 20u + 2 * 3840u + 4000u + 20u);
 
   Restart();
   drive.SetMotorByte(10, drive.MotorByte(10) ^ 1);
   out.fill(1000);
   EXPECT_EQ(ReadTrxMdb(ctx, out), 41);
-  EXPECT_EQ(out[0], 1000u);  // written only on success
+  EXPECT_EQ(out[0], 1000u);
   EXPECT_EQ(Elapsed(), 20u + 2 * 3840u + 4000u);
 }
 
 TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDiffersOnce) {
-  const Block copy = BlockOfDrive(drive.Trx().Block());
+  const Block copy = DeviceBlock();
   Block other = copy;
   other[5] = (other[5] + 1) & 0xFF;
   other[6] = (other[6] + 255) & 0xFF;
@@ -144,7 +127,6 @@ TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDif
   EXPECT_EQ(mismatch.valueExpected, other[5]);
   EXPECT_EQ(Elapsed(), 200u + 4000u);
 
-  // A byte that differs once counts a retry and passes.
   drive.Faults().DistortCall(Operation::kGetVarFromFPGA, 8, 4);
   drive.Faults().DistortCall(Operation::kGetVarFromFPGA, 301, 4);
   EXPECT_EQ(CheckTrxMdb(ctx, copy, mismatch), 1);

@@ -1,20 +1,107 @@
-#include <gtest/gtest.h>
-
+// The link through the drive's FPGA (diagnostics mode, the repeat of every
+// port access, the speed steps, a word in bit mode) and the writes to the
+// generation-1 device's EEPROM behind it.
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <vector>
 
-#include "feedback/device_memory.h"
-#include "feedback/gen1_writes.h"
-#include "feedback/trx_link.h"
 #include "feedback_fixture.h"
 
 namespace svodb::testing {
 namespace {
 
+using Lines = std::vector<std::string>;
 using sim::Operation;
 using sim::Persistence;
+using LinkTest = FeedbackTest;
+
+TEST_F(LinkTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheckedAfter) {
+  drive.SetFpgaByte(58, 0x81);
+  ASSERT_EQ(EnableTrxDiag(ctx), 1);
+  EXPECT_EQ(Elapsed(), 1001u);  // 1000 ms from the write, plus the tick of the first clock read
+  ASSERT_EQ(DisableTrxDiag(ctx), 1);
+  EXPECT_EQ(Elapsed(), 2002u);
+  EXPECT_EQ(platform.SleptMs(), 0u);
+  EXPECT_EQ(drive.Log().Lines(), (Lines{"GetVarFromFPGA(58) -> 1 [129]", "PutVarToFPGA(58, 131) -> 1",
+                                        "GetVarFromFPGA(58) -> 1 [195]", "GetVarFromFPGA(58) -> 1 [195]",
+                                        "PutVarToFPGA(58, 193) -> 1", "GetVarFromFPGA(58) -> 1 [129]"}));
+
+  // One that stays in diagnostics mode gives 51 at once.
+  ASSERT_EQ(EnableTrxDiag(ctx), 1);
+  Restart();
+  drive.Faults().DropFpgaWrite(58);
+  EXPECT_EQ(DisableTrxDiag(ctx), 51);
+  EXPECT_EQ(Elapsed(), 0u);
+  EXPECT_TRUE(DiagnosticsOn());
+}
+
+// Every port access is made once more when it fails; the switch register
+// read that fails twice counts as the fast link.
+TEST_F(LinkTest, EachPortAccessIsMadeOnceMore) {
+  struct Case {
+    Operation operation;
+    int32_t address;
+    std::vector<int> failingCalls;
+    Result enable;
+    bool fast;
+  };
+  const Case cases[] = {
+      {Operation::kGetVarFromFPGA, 58, {1}, 1, false},    {Operation::kGetVarFromFPGA, 58, {1, 2}, 6, false},
+      {Operation::kPutVarToFPGA, 58, {1}, 1, false},      {Operation::kPutVarToFPGA, 58, {1, 2}, 6, false},
+      {Operation::kGetVarFromFPGA, 58, {2, 3}, 6, false},  // the read after the settle time
+      {Operation::kGetVarFromFPGA, 25, {1}, 1, false},    {Operation::kGetVarFromFPGA, 25, {1, 2}, 1, true},
+  };
+  for (const Case& c : cases) {
+    drive.Faults().Clear();
+    drive.SetFpgaByte(58, 0);
+    drive.SetFpgaByte(25, 0x08);  // the switch of the slow link
+    for (int n : c.failingCalls) drive.Faults().FailCall(c.operation, n, 6, c.address);
+    EXPECT_EQ(EnableTrxDiag(ctx), c.enable);
+    EXPECT_EQ(ReadFastLinkFlag(ctx), c.fast);
+  }
+  drive.SetFpgaByte(25, 0xF7);
+  EXPECT_TRUE(ReadFastLinkFlag(ctx));
+}
+
+TEST_F(LinkTest, SpeedStepsChangeTheRateOnlyWhenFastAndAlwaysFlush) {
+  SpeedStepUp(ctx, true);
+  EXPECT_EQ(drive.BaudRate(), 115200);
+  SpeedStepBack(ctx, true);
+  SpeedStepUp(ctx, false);
+  SpeedStepBack(ctx, false);
+  EXPECT_EQ(drive.Log().Lines(),
+            (Lines{"ChangeBaudRate(115200) -> 1", "FlushPort() -> 1", "ChangeBaudRate(19200) -> 1",
+                   "FlushPort() -> 1", "FlushPort() -> 1", "FlushPort() -> 1"}));
+  EXPECT_EQ(platform.SleptMs(), 800u);
+}
+
+// A word read as the port carries it: select, the header bit by bit with a
+// clock pulse each, 16 pulses each followed by a sample of data out, one
+// more pulse and the deselect.
+TEST_F(LinkTest, AWordReadIs85PortAccessesAndSamplesDataOutAfterEachPulse) {
+  ASSERT_EQ(EnableTrxDiag(ctx), 1);
+  ASSERT_EQ(SelectTrxBitMode(ctx), 1);
+  OpenTrxLink(ctx, state.link);
+  drive.Trx().Eeprom().SetWord(0x45, 0xA55A);
+  Restart();
+  EXPECT_EQ(ReadTrxWord(ctx, state.link, 0x45), 0xA55Au);
+
+  const auto put = [](int v) { return "PutVarToFPGA(22, " + std::to_string(v) + ") -> 1"; };
+  Lines expected{put(9)};
+  int di = 0;
+  for (int bit = 10; bit >= 0; --bit) {
+    di = ((0x645 >> bit) & 1) * 4;
+    expected.insert(expected.end(), {put(9 | di), put(11 | di), put(9 | di)});
+  }
+  for (int bit = 15; bit >= 0; --bit) {
+    const std::string sample = std::to_string(((0xA55A >> bit) & 1) * 16);
+    expected.insert(expected.end(), {put(11 | di), put(9 | di), "GetVarFromFPGA(24) -> 1 [" + sample + "]"});
+  }
+  expected.insert(expected.end(), {put(11 | di), put(9 | di), put(8 | di)});
+  EXPECT_EQ(drive.Log().Lines(), expected);
+  EXPECT_EQ(expected.size(), 85u);
+  EXPECT_EQ(state.link.input, 0u);  // cleared by the deselect
+}
 
 // Enable and disable settle 1001 ms each; the speed steps and the flush
 // step after write enable are 200 ms each.
@@ -26,10 +113,9 @@ class Generation1Test : public FeedbackTest {
  protected:
   Generation1Test() : FeedbackTest(Generation(1)) {}
 
-  Block Copy() const { return BlockOfDrive(drive.Trx().Block()); }
   // The factory block with bytes i and j changed so the sum stays right.
   Block Changed(std::size_t i, std::size_t j) const {
-    Block block = Copy();
+    Block block = DeviceBlock();
     block[i] = (block[i] + 1) & 0xFF;
     block[j] = (block[j] + 255) & 0xFF;
     return block;
@@ -88,7 +174,7 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
     SCOPED_TRACE(c.what);
     drive.Faults().Clear();
     const uint32_t old = Word(64 + c.i / 2);
-    const Block block = c.i == c.j ? Copy() : Changed(c.i, c.j);
+    const Block block = c.i == c.j ? DeviceBlock() : Changed(c.i, c.j);
     c.fault(drive);
     Restart();
     MdbMismatch mismatch;
@@ -103,8 +189,8 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
       Recover();
       continue;
     }
-    EXPECT_EQ(BaudChanges(drive.Log()), (std::vector<int>{115200, 19200}));
-    EXPECT_EQ(Copy(), block);
+    EXPECT_EQ(BaudChanges(), (std::vector<int>{115200, 19200}));
+    EXPECT_EQ(DeviceBlock(), block);
     EXPECT_EQ(BlockOfDrive(sim::BlockOf(drive.SaveState().motorData)), block);  // the drive's copy follows
   }
 }
@@ -139,8 +225,8 @@ TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
 TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePresentSpeed) {
   const Block block = TestBlock();
   EXPECT_EQ(WriteTrxMdb(fc, block), 1);
-  EXPECT_EQ(Copy(), block);
-  EXPECT_TRUE(BaudChanges(drive.Log()).empty());
+  EXPECT_EQ(DeviceBlock(), block);
+  EXPECT_TRUE(BaudChanges().empty());
   EXPECT_EQ(drive.Log().Count(Operation::kFlushPort), 0u);
   EXPECT_EQ(Elapsed(), 2 * 1001u + 192 * kWriteCycleMs);
   ExpectEnded();
@@ -154,8 +240,8 @@ TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePrese
 
 // A parameter is written as tagged words (tag * 512 + 256 + data), each
 // read back; a value out of range (23) is found with the port open and
-// leaves it so.
-TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWords) {
+// leaves it so. Reading needs no speed change.
+TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWordsAndReadBack) {
   struct Case {
     const char* name;
     double value;
@@ -177,9 +263,12 @@ TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWords) {
     for (auto [address, word] : c.words) EXPECT_EQ(Word(address), word);
     if (c.expected == 1) {
       ExpectEnded();
+      Restart();
       double read = -1;
       EXPECT_EQ(ReadTrx(fc, c.name, read), 1);
       EXPECT_EQ(read, std::trunc(c.value) + 0.0);
+      EXPECT_TRUE(BaudChanges().empty());
+      EXPECT_EQ(Elapsed(), 2 * 1001u);
       continue;
     }
     EXPECT_EQ(drive.FpgaByte(22), 8);  // port enabled, every line low
@@ -191,21 +280,13 @@ TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWords) {
   EXPECT_EQ(WriteTrx(fc, "SINGain", 5), 10);
   EXPECT_EQ(Word(2), 0x901);
   ExpectEnded(true);
+  Recover();
   Restart();
+  double value = 1023;
   EXPECT_EQ(WriteTrx(fc, "SINGainX", 1), 8);
-  EXPECT_EQ(drive.Log().TotalCount(), 0u);
-}
-
-TEST_F(Generation1Test, ReadingAParameterNeedsNoSpeedChangeAndAFailedReadLeavesTheValue) {
-  drive.Trx().Eeprom().SetWord(2, 0x9FF);
-  drive.Trx().Eeprom().SetWord(1, 0x7C0);
-  double value = 0;
-  EXPECT_EQ(ReadTrx(fc, "SINGain", value), 1);
-  EXPECT_EQ(value, 1023.0);
-  EXPECT_TRUE(BaudChanges(drive.Log()).empty());
-  EXPECT_EQ(Elapsed(), 2 * 1001u);
   EXPECT_EQ(ReadTrx(fc, "Nope", value), 8);
-  Restart();
+  EXPECT_EQ(drive.Log().TotalCount(), 0u);
+  // A word that cannot be read ends the reading; the value stays.
   drive.Faults().FailCall(Operation::kGetVarFromFPGA, 5, 0, 24);
   drive.Faults().FailCall(Operation::kGetVarFromFPGA, 6, 0, 24);
   EXPECT_EQ(ReadTrx(fc, "SINGain", value), 10);
@@ -217,10 +298,10 @@ TEST_F(Generation1Test, ReadingAParameterNeedsNoSpeedChangeAndAFailedReadLeavesT
 // Out of range (a byte above 255, 40) before the checksum (41), whichever
 // way the block goes.
 TEST_F(Generation1Test, BadBlocksAreRefusedBeforeAnyTraffic) {
-  Block outOfRange = Copy();
+  Block outOfRange = DeviceBlock();
   outOfRange[7] = 256;
   outOfRange[6] = (outOfRange[6] + 255) & 0xFF;  // the sum's low byte stays right
-  Block badSum = Copy();
+  Block badSum = DeviceBlock();
   badSum[7] ^= 1;
   for (const auto& [block, expected] : {std::pair{outOfRange, 40}, std::pair{badSum, 41}}) {
     MdbMismatch mismatch;
@@ -242,34 +323,27 @@ TEST_F(Generation1Test, BadBlocksAreRefusedBeforeAnyTraffic) {
 // The version-aware writer writes the offset byte as RDSINOffset on a
 // generation-1 device and less 10 into the memory of a generation-2 one; a
 // device whose logic is too old is left alone.
-class VersionAwareWriter : public FeedbackTest,
-                           public ::testing::WithParamInterface<std::pair<int, const char*>> {
- protected:
-  VersionAwareWriter() : FeedbackTest(Generation(GetParam().first, GetParam().second)) {}
-};
-
-TEST_P(VersionAwareWriter, PicksTheGenerationsWriter) {
-  const bool supported = GetParam().second[0] == '4', second = GetParam().first == 2;
-  const Block before = BlockOfDrive(drive.Trx().Block());
-  drive.Log().SetRecording(false);
-  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 0, 300), 23);
-  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 256, 0), 23);
-  EXPECT_EQ(drive.Log().TotalCount(), 0u);
-  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 7, 9), second && supported ? 23 : 1);
-  EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 7, 130), 1);
-  EXPECT_EQ(BlockOfDrive(drive.Trx().Block()), supported ? TestBlock() : before);
-  if (supported && !second) {
-    EXPECT_EQ(drive.Trx().Eeprom().Word(0), 0x582);
-  }
-  if (supported && second) {
-    EXPECT_EQ(drive.Trx().Flash().Byte(0x3BD00 + 16642), 120);
-    EXPECT_EQ(drive.Trx().Flash().Byte(0x3BD00 + 16692), 7);
+TEST_F(FeedbackTest, TheVersionAwareWriterPicksTheGenerationsWriter) {
+  for (const auto& [generation, version] : {std::pair{1, "4.0A"}, {2, "4.0A"}, {1, "3.2M"}, {2, "3.2M"}}) {
+    SCOPED_TRACE(std::to_string(generation) + " " + version);
+    const bool supported = version[0] == '4', second = generation == 2;
+    drive = sim::VirtualDrive(Generation(generation, version));
+    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
+    Restart();
+    const Block before = DeviceBlock();
+    drive.Log().SetRecording(false);
+    EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 0, 300), 23);
+    EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 256, 0), 23);
+    EXPECT_EQ(drive.Log().TotalCount(), 0u);
+    EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 7, 9), second && supported ? 23 : 1);
+    EXPECT_EQ(WriteVerifyTrxMdbV2(fc, TestBlock(), 7, 130), 1);
+    EXPECT_EQ(DeviceBlock(), supported ? TestBlock() : before);
+    EXPECT_EQ(drive.Trx().Eeprom().Word(0), second ? 0 : supported ? 0x582 : 0x580);
+    if (!second) continue;
+    EXPECT_EQ(drive.Trx().Flash().Byte(kRegion + 16642), supported ? 120 : 118);
+    EXPECT_EQ(drive.Trx().Flash().Byte(kRegion + 16692), supported ? 7 : 5);
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Devices, VersionAwareWriter,
-                         ::testing::Values(std::pair{1, "4.0A"}, std::pair{2, "4.0A"}, std::pair{1, "3.2M"},
-                                           std::pair{2, "3.2M"}));
 
 }  // namespace
 }  // namespace svodb::testing
