@@ -28,13 +28,15 @@ using sim::Operation;
 constexpr uintptr_t kWindow = 0x1234;
 const Lines kClosing = {"SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1"};
 
-// An ISP run as one ordered list: the drive's calls, pauses ("sleep MS")
-// and progress posts ("post STEP/TOTAL"). Bytes the drive took one after
-// another with one status collapse into "SendISPByte xN -> 1 [status]", so
-// a whole file's run stays short enough to compare in full; what the bytes
-// were, the flash shows.
-class Timeline final : public Platform {
+// An ISP run as one ordered list, the transport and the platform both:
+// the drive's calls, pauses ("sleep MS") and progress posts ("post
+// STEP/TOTAL"). Bytes the drive took one after another with one status
+// collapse into "SendISPByte xN -> 1 [status]", so a whole file's run stays
+// short enough to compare in full; what the bytes were, the flash shows.
+// The drive's own log is emptied after each call, so it never grows.
+class Timeline final : public ForwardingTransport, public Platform {
  public:
+  explicit Timeline(sim::VirtualDrive& drive) : ForwardingTransport(drive) {}
   uint32_t NowMs() override { return clock.NowMs(); }
   void SleepMs(uint32_t ms) override {
     Add("sleep " + std::to_string(ms));
@@ -44,16 +46,6 @@ class Timeline final : public Platform {
   bool PostWindowMessage(uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) override {
     Add("post " + std::to_string(wParam) + "/" + std::to_string(lParam));
     return clock.PostWindowMessage(window, message, wParam, lParam);
-  }
-  void Add(std::string entry, int32_t takenStatus = -1) {
-    if (takenStatus >= 0 && takenStatus == runStatus_) {
-      entries.back() =
-          "SendISPByte x" + std::to_string(++run_) + " -> 1 [" + std::to_string(takenStatus) + "]";
-      return;
-    }
-    run_ = 1;
-    runStatus_ = takenStatus;
-    entries.push_back(std::move(entry));
   }
   void Reset() {
     clock = sim::VirtualPlatform{};
@@ -65,27 +57,27 @@ class Timeline final : public Platform {
   Lines entries;
 
  private:
-  int run_ = 0;
-  int32_t runStatus_ = -1;
-};
-
-// The drive's calls go to the timeline as they happen; the drive's own log
-// is emptied after each, so it never grows.
-class TimelineTransport final : public ForwardingTransport {
- public:
-  TimelineTransport(sim::VirtualDrive& drive, Timeline& timeline)
-      : ForwardingTransport(drive), timeline_(timeline) {}
-
- private:
   int32_t After(int32_t result) override {
     for (const sim::CallRecord& call : drive_.Log().Records()) {
       const bool took = call.operation == Operation::kSendISPByte && call.result == 1;
-      timeline_.Add(call.ToString(), took ? call.outputs[0] : -1);
+      Add(call.ToString(), took ? call.outputs[0] : -1);
     }
     drive_.Log().Clear();
     return result;
   }
-  Timeline& timeline_;
+  void Add(std::string entry, int32_t takenStatus = -1) {
+    if (takenStatus >= 0 && takenStatus == runStatus_) {
+      entries.back() =
+          "SendISPByte x" + std::to_string(++run_) + " -> 1 [" + std::to_string(takenStatus) + "]";
+      return;
+    }
+    run_ = 1;
+    runStatus_ = takenStatus;
+    entries.push_back(std::move(entry));
+  }
+
+  int run_ = 0;
+  int32_t runStatus_ = -1;
 };
 
 Lines Concat(std::initializer_list<Lines> parts) {
@@ -126,7 +118,7 @@ class Flash : public ExportTest {
  protected:
   void SetUp() override {
     ExportTest::SetUp();
-    Use(transport_);
+    Use(timeline_);
     api::UsePlatformForTesting(&timeline_);
     std::filesystem::create_directories(folder_);
   }
@@ -161,75 +153,11 @@ class Flash : public ExportTest {
   }
 
   sim::VirtualDrive drive_;
-  Timeline timeline_;
-  TimelineTransport transport_{drive_, timeline_};
+  Timeline timeline_{drive_};
   // One process runs one test under ctest.
   const std::filesystem::path folder_ =
       std::filesystem::temp_directory_path() / ("svodb_flash_" + std::to_string(getpid()));
 };
-
-// Erase and configure on each link and logic version, and where they end
-// when a step fails (on the serial link, logic 4).
-TEST_F(Flash, EraseAndConfigure) {
-  struct Case {
-    const char* what;
-    int32_t (*operation)();
-    bool serial;
-    int logic;
-    Fault fault;
-    Result expected;
-    Lines tail;
-  };
-  const Fault none = [](sim::VirtualDrive&) {};
-  const Lines fastClosing = {"ChangeBaudRate(115200) -> 1", "GetISPStatus(20000) -> 1 [2]",
-                             "SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1",
-                             "PutVarToFPGA(111, 0) -> 1"};
-  // clang-format off
-  const Case cases[] = {
-      {"erase", EraseFlash_SVODB, true, 4, none, 1, Concat({Start(true, 4, 9), fastClosing})},
-      {"erase on the network", EraseFlash_SVODB, false, 3, none, 1,
-       Concat({Start(false, 3, 9), {"GetISPStatus(20000) -> 1 [2]", "SendISPByte(0) -> 1 [1]"}})},
-      // Configure leaves the link fast.
-      {"configure", ConfigFlash_SVODB, true, 4, none, 1,
-       Concat({Start(true, 4, 17), {"ChangeBaudRate(115200) -> 1", "sleep 500", "PutVarToFPGA(111, 0) -> 1"}})},
-      {"configure on the network", ConfigFlash_SVODB, false, 3, none, 1, Concat({Start(false, 3, 17), {"sleep 500"}})},
-      {"logic version unread", EraseFlash_SVODB, true, 4, Fail(Operation::kGetVarFromFPGA, 1, 6), 6,
-       {"GetCommType() -> 1", "GetVarFromFPGA(30) -> 6"}},
-      {"unlock refused", EraseFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 2, 4, 77), 4,
-       {"PutVarToFPGA(77, 85) -> 1", "PutVarToFPGA(77, 170) -> 4"}},
-      // The drive's ISP channel runs at 115200 only: the closing byte goes unanswered.
-      {"no fast link", EraseFlash_SVODB, true, 4, Fail(Operation::kChangeBaudRate, 1, 2), 0,
-       {"ChangeBaudRate(115200) -> 2", "SendISPByte(0) -> 0"}},
-      {"status unread", EraseFlash_SVODB, true, 4, Fail(Operation::kGetISPStatus, 1, 0), 16,
-       Concat({{"GetISPStatus(20000) -> 0"}, kClosing})},
-      {"busy", EraseFlash_SVODB, true, 4, Behave(IspBehaviour::kBusyForEver), 25,
-       Concat({{"GetISPStatus(20000) -> 1 [4]"}, kClosing})},
-      // Without SPI_EN a logic-4 drive does not reach its flash.
-      {"SPI_EN lost", EraseFlash_SVODB, true, 4, [](sim::VirtualDrive& d) { d.Faults().DropFpgaWrite(111); }, 16,
-       {"GetISPStatus(20000) -> 0", "SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
-      {"SPI_EN not off", EraseFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 5, 6), 6,
-       Concat({kClosing, {"PutVarToFPGA(111, 0) -> 6"}})},
-      {"configure refused", ConfigFlash_SVODB, true, 4, Fail(Operation::kPutVarToFPGA, 4, 6), 6,
-       {"PutVarToFPGA(77, 17) -> 6"}},
-  };
-  // clang-format on
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.what);
-    Open(c.serial, c.logic);
-    drive_.Flash().SetByte(77, 0);
-    c.fault(drive_);
-    EXPECT_EQ(c.operation(), c.expected);
-    EXPECT_EQ(Tail(c.expected == 1 ? timeline_.entries.size() : c.tail.size()), c.tail);
-    if (c.expected != 1) continue;
-    const bool erase = c.operation == EraseFlash_SVODB;
-    EXPECT_EQ(drive_.Flash().Bytes()[77], erase ? 0xFF : 0);
-    EXPECT_EQ(drive_.Flash().Reconfigurations(), erase ? 0 : 1);
-  }
-  NoTransport absent;  // no transport library: the logic version does not read
-  Use(absent);
-  EXPECT_EQ(EraseFlash_SVODB(), 0);
-  EXPECT_EQ(ConfigFlash_SVODB(), 0);
-}
 
 TEST_F(Flash, AnIscFileProgramsAndVerifiesOverTheSerialLink) {
   Open(true, 3);
@@ -321,13 +249,15 @@ TEST_F(Flash, AnI00FileProgramsTheWholeFlashOverTheNetwork) {
             10);
 }
 
-// The ready and done waits count only replies other than busy, ten of
-// them, and give up on a drive busy for 160 s; a byte the drive refuses
-// ends the run with the closing byte's code.
-TEST_F(Flash, EveryWayAFileRunEnds) {
+// Erase and configure on each link and logic version; and file runs, whose
+// ready and done waits count only replies other than busy, ten of them,
+// and give up on a drive busy for 160 s. A byte the drive refuses ends the
+// run with the closing byte's code.
+TEST_F(Flash, EveryWayARunEnds) {
   const std::string isc = Write("config.isc", MakeIscFile(RandomBytes(kIscImageBytes, 14)));
   const std::string i00 = Write("config.i00", MakeI00File(RandomBytes(kI00ImageBytes, 15), 4));
   const std::string i00ForLogic3 = Write("ABC-DEF003-GH.i00", MakeI00File(RandomBytes(64, 15), -1));
+  const Fault none = [](sim::VirtualDrive&) {};
   const auto twice = [](sim::VirtualDrive& d) {
     Fail(Operation::kSendISPByte, 1000, 6)(d);
     Fail(Operation::kSendISPByte, 1001, 0)(d);
@@ -337,9 +267,14 @@ TEST_F(Flash, EveryWayAFileRunEnds) {
     Fail(Operation::kGetISPStatus, 3 + 2048 + 1, 0)(d);
   };
   const Lines fast = {"ChangeBaudRate(115200) -> 1"};
+  const Lines fastClosing = {"ChangeBaudRate(115200) -> 1", "GetISPStatus(20000) -> 1 [2]",
+                             "SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1",
+                             "PutVarToFPGA(111, 0) -> 1"};
   struct Case {
     const char* what;
-    const std::string& file;
+    std::string run;  // "erase", "configure" or the file to program
+    bool serial;
+    int logic;
     Fault fault;
     Result expected;
     int lastStep;  // -1: nothing posted
@@ -347,33 +282,75 @@ TEST_F(Flash, EveryWayAFileRunEnds) {
   };
   // clang-format off
   const Case cases[] = {
-      {"ISC never ready", isc, Behave(IspBehaviour::kNeverReady), 16, 24,
+      {"erase", "erase", true, 4, none, 1, -1, Concat({Start(true, 4, 9), fastClosing})},
+      {"erase on the network", "erase", false, 3, none, 1, -1,
+       Concat({Start(false, 3, 9), {"GetISPStatus(20000) -> 1 [2]", "SendISPByte(0) -> 1 [1]"}})},
+      // Configure leaves the link fast.
+      {"configure", "configure", true, 4, none, 1, -1,
+       Concat({Start(true, 4, 17),
+               {"ChangeBaudRate(115200) -> 1", "sleep 500", "PutVarToFPGA(111, 0) -> 1"}})},
+      {"configure on the network", "configure", false, 3, none, 1, -1,
+       Concat({Start(false, 3, 17), {"sleep 500"}})},
+      {"logic version unread", "erase", true, 4, Fail(Operation::kGetVarFromFPGA, 1, 6), 6, -1,
+       {"GetCommType() -> 1", "GetVarFromFPGA(30) -> 6"}},
+      {"unlock refused", "erase", true, 4, Fail(Operation::kPutVarToFPGA, 2, 4, 77), 4, -1,
+       {"PutVarToFPGA(77, 85) -> 1", "PutVarToFPGA(77, 170) -> 4"}},
+      // The drive's ISP channel runs at 115200 only: the closing byte goes unanswered.
+      {"no fast link", "erase", true, 4, Fail(Operation::kChangeBaudRate, 1, 2), 0, -1,
+       {"ChangeBaudRate(115200) -> 2", "SendISPByte(0) -> 0"}},
+      {"status unread", "erase", true, 4, Fail(Operation::kGetISPStatus, 1, 0), 16, -1,
+       Concat({{"GetISPStatus(20000) -> 0"}, kClosing})},
+      {"busy", "erase", true, 4, Behave(IspBehaviour::kBusyForEver), 25, -1,
+       Concat({{"GetISPStatus(20000) -> 1 [4]"}, kClosing})},
+      // Without SPI_EN a logic-4 drive does not reach its flash.
+      {"SPI_EN lost", "erase", true, 4, [](sim::VirtualDrive& d) { d.Faults().DropFpgaWrite(111); }, 16, -1,
+       {"GetISPStatus(20000) -> 0", "SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
+      {"SPI_EN not off", "erase", true, 4, Fail(Operation::kPutVarToFPGA, 5, 6), 6, -1,
+       Concat({kClosing, {"PutVarToFPGA(111, 0) -> 6"}})},
+      {"configure refused", "configure", true, 4, Fail(Operation::kPutVarToFPGA, 4, 6), 6, -1,
+       {"PutVarToFPGA(77, 17) -> 6"}},
+      {"ISC never ready", isc, true, 3, Behave(IspBehaviour::kNeverReady), 16, 24,
        Concat({fast, Lines(10, "GetISPStatus(16000) -> 1 [8]"), kClosing})},
-      {"ISC ready wait read fails", isc, Fail(Operation::kGetISPStatus, 1, 0), 16, 24,
+      {"ISC ready wait read fails", isc, true, 3, Fail(Operation::kGetISPStatus, 1, 0), 16, 24,
        Concat({fast, {"GetISPStatus(16000) -> 0"}, kClosing})},
-      {"ISC ready after 15 busy replies", isc,
+      {"ISC ready after 15 busy replies", isc, true, 3,
        [](sim::VirtualDrive& d) { d.Flash().SetBusyRepliesBeforeReady(15); }, 1, 541, {"post 541/542"}},
-      {"ISC byte refused, closing taken", isc, Fail(Operation::kSendISPByte, 1000, 6), 1, 27, kClosing},
-      {"ISC byte and closing refused", isc, twice, 0, 27, {"SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
-      {"ISC done wait read fails", isc, Fail(Operation::kGetISPStatus, 516, 0), 16, 539, kClosing},
-      {"ISC busy at the end", isc, Behave(IspBehaviour::kBusyAtEnd), 4, 539, kClosing},
-      {"I00 for another logic version", i00ForLogic3, [](sim::VirtualDrive&) {}, 33, 0, {}},
-      {"I00 version unread", i00, Fail(Operation::kGetVarFromFPGA, 2, 6), 33, 0, {}},
-      {"I00 busy for ever", i00, Behave(IspBehaviour::kBusyForEver), 16, 4,
+      {"ISC byte refused, closing taken", isc, true, 3, Fail(Operation::kSendISPByte, 1000, 6), 1, 27,
+       kClosing},
+      {"ISC byte and closing refused", isc, true, 3, twice, 0, 27,
+       {"SendISPByte(0) -> 0", "ChangeBaudRate(19200) -> 1"}},
+      {"ISC done wait read fails", isc, true, 3, Fail(Operation::kGetISPStatus, 516, 0), 16, 539, kClosing},
+      {"ISC busy at the end", isc, true, 3, Behave(IspBehaviour::kBusyAtEnd), 4, 539, kClosing},
+      {"I00 for another logic version", i00ForLogic3, true, 4, none, 33, 0, {}},
+      {"I00 version unread", i00, true, 4, Fail(Operation::kGetVarFromFPGA, 2, 6), 33, 0, {}},
+      {"I00 busy for ever", i00, true, 4, Behave(IspBehaviour::kBusyForEver), 16, 4,
        Concat({fast, Lines(160, "GetISPStatus(16000) -> 1 [4]"), kClosing})},
-      {"I00 done wait read fails", i00, doneUnread, 42, 2055, kClosing},
+      {"I00 done wait read fails", i00, true, 4, doneUnread, 42, 2055, kClosing},
   };
   // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
-    const bool isIsc = &c.file == &isc;
-    Open(true, isIsc ? 3 : 4);
-    timeline_.clock.SetTickPerRead(1000);  // a second a read: a busy wait ends in 160 reads
+    Open(c.serial, c.logic);
+    drive_.Flash().SetByte(77, 0);
     c.fault(drive_);
-    EXPECT_EQ((isIsc ? HandleISCFile_SVODB : HandleI00File_SVODB)(c.file.c_str(), 0, kWindow, 0), c.expected);
+    const bool file = c.run.find('.') != std::string::npos;
+    if (file) timeline_.clock.SetTickPerRead(1000);  // a second a read: a busy wait ends in 160 reads
+    const auto handle = c.run.ends_with(".isc") ? HandleISCFile_SVODB : HandleI00File_SVODB;
+    const Result result = file               ? handle(c.run.c_str(), 0, kWindow, 0)
+                          : c.run == "erase" ? EraseFlash_SVODB()
+                                             : ConfigFlash_SVODB();
+    EXPECT_EQ(result, c.expected);
     ExpectSteps(c.lastStep);
-    EXPECT_EQ(Tail(c.tail.size()), c.tail);
+    const bool whole = !file && c.expected == 1;
+    EXPECT_EQ(Tail(whole ? timeline_.entries.size() : c.tail.size()), c.tail);
+    if (!whole) continue;
+    EXPECT_EQ(drive_.Flash().Bytes()[77], c.run == "erase" ? 0xFF : 0);
+    EXPECT_EQ(drive_.Flash().Reconfigurations(), c.run == "erase" ? 0 : 1);
   }
+  NoTransport absent;  // no transport library: the logic version does not read
+  Use(absent);
+  EXPECT_EQ(EraseFlash_SVODB(), 0);
+  EXPECT_EQ(ConfigFlash_SVODB(), 0);
   EXPECT_EQ(HandleISCFile_SVODB((folder_ / "missing.isc").string().c_str(), 0, kWindow, 0), 31);
   EXPECT_EQ(HandleI00File_SVODB((folder_ / "missing.i00").string().c_str(), 0, kWindow, 0), 31);
   EXPECT_EQ(HandleISCFile_SVODB(nullptr, 0, kWindow, 0), 8);
