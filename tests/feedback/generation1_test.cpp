@@ -1,6 +1,6 @@
 // The link through the drive's FPGA (diagnostics mode, the repeat of every
-// port access, the speed steps, a word in bit mode) and the writes to the
-// generation-1 device's EEPROM behind it.
+// port access, a word in bit mode) and the writes to the generation-1
+// device's EEPROM behind it.
 #include <cmath>
 #include <functional>
 #include <limits>
@@ -11,7 +11,7 @@ namespace svodb::testing {
 namespace {
 
 using Lines = std::vector<std::string>;
-using sim::Operation;
+using enum sim::Operation;
 using sim::Persistence;
 using LinkTest = FeedbackTest;
 
@@ -39,17 +39,17 @@ TEST_F(LinkTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheckedAf
 // read that fails twice counts as the fast link.
 TEST_F(LinkTest, EachPortAccessIsMadeOnceMore) {
   struct Case {
-    Operation operation;
+    sim::Operation operation;
     int32_t address;
     std::vector<int> failingCalls;
     Result enable;
     bool fast;
   };
   const Case cases[] = {
-      {Operation::kGetVarFromFPGA, 58, {1}, 1, false},    {Operation::kGetVarFromFPGA, 58, {1, 2}, 6, false},
-      {Operation::kPutVarToFPGA, 58, {1}, 1, false},      {Operation::kPutVarToFPGA, 58, {1, 2}, 6, false},
-      {Operation::kGetVarFromFPGA, 58, {2, 3}, 6, false},  // the read after the settle time
-      {Operation::kGetVarFromFPGA, 25, {1}, 1, false},    {Operation::kGetVarFromFPGA, 25, {1, 2}, 1, true},
+      {kGetVarFromFPGA, 58, {1}, 1, false},    {kGetVarFromFPGA, 58, {1, 2}, 6, false},
+      {kPutVarToFPGA, 58, {1}, 1, false},      {kPutVarToFPGA, 58, {1, 2}, 6, false},
+      {kGetVarFromFPGA, 58, {2, 3}, 6, false},  // the read after the settle time
+      {kGetVarFromFPGA, 25, {1}, 1, false},    {kGetVarFromFPGA, 25, {1, 2}, 1, true},
   };
   for (const Case& c : cases) {
     drive.Faults().Clear();
@@ -61,18 +61,6 @@ TEST_F(LinkTest, EachPortAccessIsMadeOnceMore) {
   }
   drive.SetFpgaByte(25, 0xF7);
   EXPECT_TRUE(ReadFastLinkFlag(ctx));
-}
-
-TEST_F(LinkTest, SpeedStepsChangeTheRateOnlyWhenFastAndAlwaysFlush) {
-  SpeedStepUp(ctx, true);
-  EXPECT_EQ(drive.BaudRate(), 115200);
-  SpeedStepBack(ctx, true);
-  SpeedStepUp(ctx, false);
-  SpeedStepBack(ctx, false);
-  EXPECT_EQ(drive.Log().Lines(),
-            (Lines{"ChangeBaudRate(115200) -> 1", "FlushPort() -> 1", "ChangeBaudRate(19200) -> 1",
-                   "FlushPort() -> 1", "FlushPort() -> 1", "FlushPort() -> 1"}));
-  EXPECT_EQ(platform.SleptMs(), 800u);
 }
 
 // A word read as the port carries it: select, the header bit by bit with a
@@ -148,8 +136,8 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
   // The read-back's port read fails twice and leaves chip select set; the
   // rewrite's select drops it first, so the rewritten frame arrives whole.
   const auto readBackFails = [](sim::VirtualDrive& d) {
-    d.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 0, 24);
-    d.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 0, 24);
+    d.Faults().FailCall(kGetVarFromFPGA, 1, 0, 24);
+    d.Faults().FailCall(kGetVarFromFPGA, 2, 0, 24);
   };
   const auto never = [](sim::VirtualDrive& d) { d.Faults().TrxWordDoesNotStick(123, Persistence::kAlways); };
   const auto staysZero = [](sim::VirtualDrive& d) {
@@ -202,7 +190,7 @@ TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
   // Writes to register 22 before word 67's first data bit: open 1, write
   // enable 35, select and header 34. The repeat first drops the chip select
   // the failed frame left set, so its first data bit comes 37 later.
-  for (int n : {71, 72, 108, 109}) drive.Faults().FailCall(Operation::kPutVarToFPGA, n, 6, 22);
+  for (int n : {71, 72, 108, 109}) drive.Faults().FailCall(kPutVarToFPGA, n, 6, 22);
   MdbMismatch mismatch;
   EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), (6 * 1000 + static_cast<int>(block[6])) * 1000 + 3);
   EXPECT_EQ(mismatch.index, 3u);
@@ -213,7 +201,7 @@ TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
   // its read-back (69).
   Recover();
   drive.Faults().TrxWordDoesNotStick(67);
-  for (int n : {225, 226}) drive.Faults().FailCall(Operation::kPutVarToFPGA, n, 6, 22);
+  for (int n : {225, 226}) drive.Faults().FailCall(kPutVarToFPGA, n, 6, 22);
   EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), (7 * 1000 + static_cast<int>(block[6])) * 1000 + 3);
   EXPECT_EQ(mismatch.retries, 1u);
 
@@ -227,7 +215,7 @@ TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePrese
   EXPECT_EQ(WriteTrxMdb(fc, block), 1);
   EXPECT_EQ(DeviceBlock(), block);
   EXPECT_TRUE(BaudChanges().empty());
-  EXPECT_EQ(drive.Log().Count(Operation::kFlushPort), 0u);
+  EXPECT_EQ(drive.Log().Count(kFlushPort), 0u);
   EXPECT_EQ(Elapsed(), 2 * 1001u + 192 * kWriteCycleMs);
   ExpectEnded();
 
@@ -287,11 +275,11 @@ TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWordsAndReadBack) {
   EXPECT_EQ(ReadTrx(fc, "Nope", value), 8);
   EXPECT_EQ(drive.Log().TotalCount(), 0u);
   // A word that cannot be read ends the reading; the value stays.
-  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 5, 0, 24);
-  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 6, 0, 24);
+  drive.Faults().FailCall(kGetVarFromFPGA, 5, 0, 24);
+  drive.Faults().FailCall(kGetVarFromFPGA, 6, 0, 24);
   EXPECT_EQ(ReadTrx(fc, "SINGain", value), 10);
   EXPECT_EQ(value, 1023.0);
-  EXPECT_EQ(drive.Log().Count(Operation::kGetVarFromFPGA), 2 + 6 + 2u);  // no second word read
+  EXPECT_EQ(drive.Log().Count(kGetVarFromFPGA), 2 + 6 + 2u);  // no second word read
   ExpectEnded();
 }
 

@@ -104,21 +104,18 @@ TEST(IscReader, RowsComeFromTheEndOfEachLineIntoTheBuffer) {
   }
 }
 
+// The version is in a name of 13 characters, the last backslash or slash
+// ending the folder: "ABC-DEFnnn-GH.i00".
 TEST(I00FileName, GivesTheLogicVersion) {
+  // clang-format off
   const std::pair<const char*, int32_t> cases[] = {
-      {"ABC-DEF004-GH.i00", 4},
-      {"C:\\drive\\files\\ABC-DEF004-GH.I00", 4},
-      {"/srv/files/ABC-DEF123-GH.i00", 123},
+      {"ABC-DEF004-GH.i00", 4},   {"C:\\drive\\ABC-DEF004-GH.I00", 4}, {"/srv/files/ABC-DEF123-GH.i00", 123},
       {"a/b\\ABC-DEF007-GH.i00", 7},  // the last backslash wins over a later slash
-      {"anything.isc", 3},
-      {"ABC-DEF004-GHI.i00", -1},  // 14 characters
-      {"ABC-DEF04-GH.i00", -1},    // 12
-      {"ABC_DEF004-GH.i00", -1},
-      {"ABC-DEFx04-GH.i00", -1},
-      {"ABC-DEF004_GH.i00", -1},
-      {"ABC-DEF004-GH.i01", -1},
-      {"dir.i00/ABC-DEF004-GH", -1},  // the extension is the name's, the stem its base name's
-      {"", -1}};
+      {"anything.isc", 3},        {"ABC-DEF004-GHI.i00", -1},  {"ABC-DEF04-GH.i00", -1},
+      {"ABC_DEF004-GH.i00", -1},  {"ABC-DEFx04-GH.i00", -1},   {"ABC-DEF004_GH.i00", -1},
+      {"ABC-DEF004-GH.i01", -1},  {"", -1},
+      {"dir.i00/ABC-DEF004-GH", -1}};  // the extension is the name's, the stem its base name's
+  // clang-format on
   for (const auto& [name, version] : cases) EXPECT_EQ(VersionFromFileName(name), version) << name;
 }
 
