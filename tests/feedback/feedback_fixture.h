@@ -13,9 +13,7 @@
 
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
-#include "feedback/device_memory.h"
 #include "feedback/gen1_writes.h"
-#include "feedback/motor_data_block.h"
 #include "feedback/trx2_engine.h"
 #include "feedback/trx_link.h"
 #include "virtual_drive.h"
@@ -66,6 +64,20 @@ class FeedbackTest : public ::testing::Test {
   }
   bool DiagnosticsOn() const { return (drive.FpgaByte(58) & 0x40) != 0; }
   Block DeviceBlock() const { return BlockOfDrive(drive.Trx().Block()); }
+  // The device's block with bytes i and j changed so the sum stays right.
+  Block Changed(std::size_t i, std::size_t j) const {
+    Block block = DeviceBlock();
+    block[i] = (block[i] + 1) & 0xFF;
+    block[j] = (block[j] + 255) & 0xFF;
+    return block;
+  }
+  uint16_t Word(std::size_t address) const { return drive.Trx().Eeprom().Word(address); }
+  // Back out of the diagnostics mode a failed write leaves the device in.
+  void Recover() {
+    drive.Faults().Clear();
+    ASSERT_EQ(DisableTrxDiag(ctx), 1);
+    drive.ChangeBaudRate(19200);
+  }
   std::vector<int> BaudChanges() const {
     std::vector<int> rates;
     for (const sim::CallRecord& call : drive.Log().Records())

@@ -1,10 +1,5 @@
-// Configuration files and the flash exports. The readers: an ISC file's
-// digit rule, line rules, refusals and two checksums, against the
-// bit-by-bit references of the test files; an I00 file's version rule of
-// the file name, header and records. The exports end to end: erase and
-// configure, generated files that program the virtual drive's flash and
-// verify against it, with the exact traffic and progress, and every way a
-// run can end.
+// Reading ISC and I00 files, against the bit-by-bit references of the
+// test files, and the flash exports end to end with their exact traffic.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
@@ -153,7 +148,7 @@ Outcome Read(const std::string& text) {
   return out;
 }
 
-TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrder) {
+TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrderAndWhatCannotBeReadIsRefused) {
   const Outcome out = Read(
       "#IT:x\n\n#LogicVer: 12abc\n:02000004000100\n:04001000A1B2C3D4XX\n"
       ":04000000E5F61GG1\n:00000001FF\n:0100000099\n");
@@ -165,9 +160,7 @@ TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrder) {
   EXPECT_EQ(stored, (std::vector<uint8_t>{0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6, 0x01, 0x00}));
   EXPECT_EQ(out.image[0x10018], 0xFF);
   EXPECT_EQ(out.image[0], 0xFF);  // nothing after the end record
-}
 
-TEST(I00Reader, RefusesWhatItCannotRead) {
   const std::string h = "#IT:x\n\n#LogicVer:4\n";
   struct Case {
     std::string text;
@@ -189,21 +182,19 @@ TEST(I00Reader, RefusesWhatItCannotRead) {
   };
   // clang-format on
   for (const Case& c : cases) {
-    const Outcome out = Read(c.text);
-    EXPECT_EQ(out.result, c.expected) << c.text;
-    EXPECT_EQ(out.version, c.version) << c.text;
+    const Outcome refused = Read(c.text);
+    EXPECT_EQ(refused.result, c.expected) << c.text;
+    EXPECT_EQ(refused.version, c.version) << c.text;
   }
 }
 
 constexpr uintptr_t kWindow = 0x1234;
 const Lines kClosing = {"SendISPByte(0) -> 1 [1]", "ChangeBaudRate(19200) -> 1"};
 
-// An ISP run as one ordered list, the transport and the platform both:
-// the drive's calls, pauses ("sleep MS") and progress posts ("post
-// STEP/TOTAL"). Bytes the drive took one after another with one status
-// collapse into "SendISPByte xN -> 1 [status]", so a whole file's run stays
-// short enough to compare in full; what the bytes were, the flash shows.
-// The drive's own log is emptied after each call, so it never grows.
+// An ISP run as one list of the drive's calls, pauses ("sleep MS") and
+// posts ("post STEP/TOTAL"). Bytes taken in a row with one status collapse
+// into "SendISPByte xN -> 1 [status]" (the flash shows what they were), and
+// the drive's own log is emptied after each call, so a run stays small.
 class Timeline final : public ForwardingTransport, public Platform {
  public:
   explicit Timeline(sim::VirtualDrive& drive) : ForwardingTransport(drive) {}
@@ -404,10 +395,9 @@ TEST_F(Flash, AnI00FileProgramsTheWholeFlashOverTheNetwork) {
             10);
 }
 
-// Erase and configure on each link and logic version; and file runs, whose
-// ready and done waits count only replies other than busy, ten of them,
-// and give up on a drive busy for 160 s. A byte the drive refuses ends the
-// run with the closing byte's code.
+// Erase and configure on each link and logic version, and file runs: the
+// waits count ten replies other than busy and give up after 160 s busy; a
+// refused byte ends the run with the closing byte's code.
 TEST_F(Flash, EveryWayARunEnds) {
   const std::string isc = Write("config.isc", MakeIscFile(RandomBytes(kIscImageBytes, 14)));
   const std::string i00 = Write("config.i00", MakeI00File(RandomBytes(kI00ImageBytes, 15), 4));
