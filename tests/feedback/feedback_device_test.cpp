@@ -13,9 +13,8 @@ namespace {
 using Lines = std::vector<std::string>;
 using enum sim::Operation;
 using sim::Persistence;
-using LinkTest = FeedbackTest;
 
-TEST_F(LinkTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheckedAfter) {
+TEST_F(FeedbackTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheckedAfter) {
   drive.SetFpgaByte(58, 0x81);
   ASSERT_EQ(EnableTrxDiag(ctx), 1);
   EXPECT_EQ(Elapsed(), 1001u);  // 1000 ms from the write, plus the tick of the first clock read
@@ -37,7 +36,7 @@ TEST_F(LinkTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheckedAf
 
 // Every port access is made once more when it fails; the switch register
 // read that fails twice counts as the fast link.
-TEST_F(LinkTest, EachPortAccessIsMadeOnceMore) {
+TEST_F(FeedbackTest, EachPortAccessIsMadeOnceMore) {
   struct Case {
     sim::Operation operation;
     int32_t address;
@@ -65,7 +64,7 @@ TEST_F(LinkTest, EachPortAccessIsMadeOnceMore) {
 
 // A word read: select, the header bit by bit with a clock pulse each, 16
 // pulses each followed by a sample of data out, a pulse and the deselect.
-TEST_F(LinkTest, AWordReadIs85PortAccessesAndSamplesDataOutAfterEachPulse) {
+TEST_F(FeedbackTest, AWordReadIs85PortAccessesAndSamplesDataOutAfterEachPulse) {
   ASSERT_EQ(EnableTrxDiag(ctx), 1);
   ASSERT_EQ(SelectTrxBitMode(ctx), 1);
   OpenTrxLink(ctx, state.link);
@@ -90,8 +89,7 @@ TEST_F(LinkTest, AWordReadIs85PortAccessesAndSamplesDataOutAfterEachPulse) {
 }
 
 TEST(FieldTables, NamesAreFoundWhateverTheirCaseInATableInOrderOnly) {
-  MdbFieldList list;
-  for (const char* name : {"MTF", "", "MTF00"}) EXPECT_EQ(list.fields.Find(name), nullptr) << name;
+  for (const char* name : {"MTF", "", "MTF00"}) EXPECT_EQ(MdbFieldList().fields.Find(name), nullptr) << name;
   // A table out of order fails every look-up and stays unchecked.
   const MdbField unsorted[] = {{"Kt", 125, 101, "N-m/Arms"}, {"DCWeek", 238, 1, "Weeks"}, {"", 0, 0, ""}};
   MdbFieldList shuffled(unsorted);
@@ -132,11 +130,9 @@ TEST(MdbTypes, DecodeAsTheTypeTableSays) {
   }
 }
 
-using DriveCopyTest = FeedbackTest;
-
 // Before the load every byte is zero; afterwards one field of each type
 // shows the drive's copy.
-TEST_F(DriveCopyTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore) {
+TEST_F(FeedbackTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore) {
   const auto shown = [this](const char* name) {
     std::string text = "(unset)";
     const Result result = GetMotorData(mdbFields, name, text);
@@ -171,7 +167,7 @@ TEST_F(DriveCopyTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore)
 
 // Ten milliseconds a byte; a wrong sum is read once more after 4 s, and
 // the block is handed out only when a pass sums right.
-TEST_F(DriveCopyTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadOnceMore) {
+TEST_F(FeedbackTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadOnceMore) {
   Block out{};
   ASSERT_EQ(ReadTrxMdb(ctx, out), 1);
   EXPECT_EQ(out, DeviceBlock());
@@ -202,7 +198,7 @@ TEST_F(DriveCopyTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsRead
   EXPECT_EQ(bytes, (std::array<uint32_t, 3>{7, 7, 7}));
 }
 
-TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDiffersOnce) {
+TEST_F(FeedbackTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDiffersOnce) {
   const Block copy = DeviceBlock();
   Block other = copy;
   other[5] = (other[5] + 1) & 0xFF;
@@ -222,18 +218,16 @@ TEST_F(DriveCopyTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDif
   EXPECT_EQ(mismatch.index, kNotSet);
 }
 
-// Enable and disable settle 1001 ms each; the speed steps and the flush
-// step after write enable are 200 ms each.
+// On the drive's own generation-1 device enable and disable settle 1001 ms
+// each; the speed steps and the flush step after write enable 200 ms each.
 constexpr uint32_t kUnchangedBlockMs = 2 * 1001 + 3 * 200;
 constexpr uint32_t kWriteCycleMs = 101;
 constexpr uint32_t kRetryMs = 4000;
 
-using Generation1Test = FeedbackTest;  // the drive's own device is a generation-1 one
-
 // Only the words that differ from the drive's copy are written and read
 // back; one that does not hold is written once more after a pause, and one
 // that never holds stops with 10 (13 when it reads as zero) in diagnostics.
-TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
+TEST_F(FeedbackTest, WordsWrittenAndRetriedByTheirReadBack) {
   struct Case {
     const char* what;
     std::size_t i, j;
@@ -260,7 +254,6 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
     d.Trx().Eeprom().SetWord(67, 0);  // the drive's copy still holds the old bytes
   };
   constexpr uint32_t kAbandoned = kUnchangedBlockMs - 1001 - 200;  // no disable settle, no step back
-  // clang-format off
   const Case cases[] = {
       {"unchanged", 7, 7, none, 1, 0, kUnchangedBlockMs},
       {"diagnostics refused once", 7, 7, refusedOnce, 1, 0, kUnchangedBlockMs + 1001},
@@ -272,7 +265,6 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
       {"never sticks", 119, 118, never, 10, 1, kAbandoned + 2 * kWriteCycleMs + kRetryMs},
       {"stays zero", 7, 6, staysZero, 13, 2, kAbandoned + 2 * kWriteCycleMs + 2 * kRetryMs},
   };
-  // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(c.what);
     drive.Faults().Clear();
@@ -302,7 +294,7 @@ TEST_F(Generation1Test, WordsWrittenAndRetriedByTheirReadBack) {
 
 // A word whose frame cannot be sent gives ((step * 1000 + low byte) * 1000
 // + word index), the step one higher on the rewrite after a mismatch.
-TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
+TEST_F(FeedbackTest, AWordThatCannotBeSentGivesTheCompositeCode) {
   const Block block = Changed(7, 6);
   // Writes to register 22 before word 67's first data bit: open 1, write
   // enable 35, select and header 34. The repeat first drops the chip select
@@ -327,7 +319,7 @@ TEST_F(Generation1Test, AWordThatCannotBeSentGivesTheCompositeCode) {
   EXPECT_EQ(WordWriteFailure(-2148, 0, 0), 99000000);
 }
 
-TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePresentSpeed) {
+TEST_F(FeedbackTest, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePresentSpeed) {
   const Block block = TestBlock();
   EXPECT_EQ(WriteTrxMdb(fc, block), 1);
   EXPECT_EQ(DeviceBlock(), block);
@@ -346,7 +338,7 @@ TEST_F(Generation1Test, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePrese
 // A parameter is written as tagged words (tag * 512 + 256 + data) and read
 // back without a speed change. A value out of range (23) is found with the
 // port open; a word that does not hold (10) abandons the exchange.
-TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWordsAndReadBack) {
+TEST_F(FeedbackTest, ParametersAreWrittenAsTaggedWordsAndReadBack) {
   struct Case {
     const char* name;
     double value;
@@ -401,7 +393,7 @@ TEST_F(Generation1Test, ParametersAreWrittenAsTaggedWordsAndReadBack) {
 
 // Out of range (a byte above 255, 40) before the checksum (41), whichever
 // way the block goes.
-TEST_F(Generation1Test, BadBlocksAreRefusedBeforeAnyTraffic) {
+TEST_F(FeedbackTest, BadBlocksAreRefusedBeforeAnyTraffic) {
   Block outOfRange = DeviceBlock();
   outOfRange[7] = 256;
   outOfRange[6] = (outOfRange[6] + 255) & 0xFF;  // the sum's low byte stays right

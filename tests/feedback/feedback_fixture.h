@@ -39,10 +39,7 @@ inline Block BlockOfDrive(const sim::MotorDataBlock& bytes) {
 }
 
 inline sim::DriveConfig Generation(int32_t generation, std::string version = "4.0A") {
-  sim::DriveConfig config;
-  config.feedbackGeneration = generation;
-  config.versionText = std::move(version);
-  return config;
+  return sim::DriveConfig{.versionText = std::move(version), .feedbackGeneration = generation};
 }
 
 // The drive on the serial port, an empty call log and a clock that moves a
