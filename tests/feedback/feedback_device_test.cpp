@@ -88,7 +88,7 @@ TEST_F(FeedbackTest, AWordReadIs85PortAccessesAndSamplesDataOutAfterEachPulse) {
   EXPECT_EQ(state.link.input, 0u);  // cleared by the deselect
 }
 
-TEST(FieldTables, NamesAreFoundWhateverTheirCaseInATableInOrderOnly) {
+TEST(FieldTables, ANameNotInTheTableOrATableOutOfOrderFindsNothing) {
   for (const char* name : {"MTF", "", "MTF00"}) EXPECT_EQ(MdbFieldList().fields.Find(name), nullptr) << name;
   // A table out of order fails every look-up and stays unchecked.
   const MdbField unsorted[] = {{"Kt", 125, 101, "N-m/Arms"}, {"DCWeek", 238, 1, "Weeks"}, {"", 0, 0, ""}};
@@ -238,9 +238,7 @@ TEST_F(FeedbackTest, WordsWrittenAndRetriedByTheirReadBack) {
   };
   const auto none = [](sim::VirtualDrive&) {};
   const auto once = [](sim::VirtualDrive& d) { d.Faults().TrxWordDoesNotStick(67); };
-  const auto slow = [](sim::VirtualDrive& d) {
-    d.SetFpgaByte(25, 0x08);
-  };  // the speed stays, the flushes not
+  const auto slow = [](sim::VirtualDrive& d) { d.SetFpgaByte(25, 0x08); };  // no speed change, same flushes
   const auto refusedOnce = [](sim::VirtualDrive& d) { d.Faults().RefuseTrxDiagnostics(Persistence::kOnce); };
   // The read-back's port read fails twice and leaves chip select set; the
   // rewrite's select drops it first, so the rewritten frame arrives whole.
@@ -353,7 +351,7 @@ TEST_F(FeedbackTest, ParametersAreWrittenAsTaggedWordsAndReadBack) {
       {"RDSINOffset", -0.5, 1, {{0, 0x500}}},         {"RDSINOffset", -1.0, 23, {}},
       {"RDSINOffset", 256.0, 23, {}},                 {"SINGain", 1024.0, 23, {}},
       {"SINGain", 1e12, 23, {}},                      {"SINGain", nan, 23, {}},
-      {"SINGain", 5, 10, {{2, 0x901}}},               {"SINGainX", 1, 8, {}}};  // word 1 does not hold
+      {"SINGain", 5, 10, {{2, 0x901}}},               {"SINGainX", 1, 8, {}}};  // 10: word 1 does not hold
   // clang-format on
   for (const Case& c : cases) {
     SCOPED_TRACE(std::string(c.name) + " " + std::to_string(c.value));
