@@ -13,22 +13,22 @@
 
 #include "catalog/parameter_database.h"
 #include "drive/register_map.h"
-#include "feedback/feedback_context.h"
 #include "feedback/gen1_writes.h"
-#include "feedback/motor_data_block.h"
+#include "feedback/trx2_engine.h"
+#include "feedback/trx_link.h"
 #include "virtual_drive.h"
 #include "virtual_platform.h"
 
 namespace svodb::testing {
 
 using Block = std::array<uint32_t, kMdbSize>;
+inline constexpr uint32_t kRegion = sim::FeedbackDevice::kRegionStart;  // of a generation-2 device's flash
 
 // A valid block whose bytes differ from the drive's factory block.
 inline Block TestBlock(uint32_t seed = 1) {
   Block block{};
   for (std::size_t i = 0; i + 1 < block.size(); ++i) block[i] = (i * 13 + seed * 7) & 0xFF;
-  const uint32_t sum = std::accumulate(block.begin(), block.end() - 1, 0u);
-  block[383] = ~sum & 0xFF;
+  block[383] = ~std::accumulate(block.begin(), block.end() - 1, 0u) & 0xFF;
   return block;
 }
 
@@ -38,18 +38,8 @@ inline Block BlockOfDrive(const sim::MotorDataBlock& bytes) {
   return block;
 }
 
-inline std::vector<int> BaudChanges(const sim::CallLog& log) {
-  std::vector<int> rates;
-  for (const sim::CallRecord& call : log.Records())
-    if (call.operation == sim::Operation::kChangeBaudRate) rates.push_back(call.arguments[0]);
-  return rates;
-}
-
 inline sim::DriveConfig Generation(int32_t generation, std::string version = "4.0A") {
-  sim::DriveConfig config;
-  config.feedbackGeneration = generation;
-  config.versionText = std::move(version);
-  return config;
+  return sim::DriveConfig{.versionText = std::move(version), .feedbackGeneration = generation};
 }
 
 // The drive on the serial port, an empty call log and a clock that moves a
@@ -70,6 +60,27 @@ class FeedbackTest : public ::testing::Test {
     start_ms = platform.Now();
   }
   bool DiagnosticsOn() const { return (drive.FpgaByte(58) & 0x40) != 0; }
+  Block DeviceBlock() const { return BlockOfDrive(drive.Trx().Block()); }
+  // The device's block with bytes i and j changed so the sum stays right.
+  Block Changed(std::size_t i, std::size_t j) const {
+    Block block = DeviceBlock();
+    block[i] = (block[i] + 1) & 0xFF;
+    block[j] = (block[j] + 255) & 0xFF;
+    return block;
+  }
+  uint16_t Word(std::size_t address) const { return drive.Trx().Eeprom().Word(address); }
+  // Back out of the diagnostics mode a failed write leaves the device in.
+  void Recover() {
+    drive.Faults().Clear();
+    ASSERT_EQ(DisableTrxDiag(ctx), 1);
+    drive.ChangeBaudRate(19200);
+  }
+  std::vector<int> BaudChanges() const {
+    std::vector<int> rates;
+    for (const sim::CallRecord& call : drive.Log().Records())
+      if (call.operation == sim::Operation::kChangeBaudRate) rates.push_back(call.arguments[0]);
+    return rates;
+  }
   // How an exchange with the device ends: write disabled and every line
   // dropped; diagnostics mode off and the normal speed, unless a failed
   // word loop abandoned it and left both as they were.
