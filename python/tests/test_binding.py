@@ -26,20 +26,13 @@ _C_TYPES = {
 _DECLARATION = re.compile(r"SVODB_API\s+([\w ]+?\**)\s*(?:SVODB_CALL\s+)?(\w+)\s*\(([^)]*)\)\s*;", re.S)
 
 
-def _argument_type(argument: str) -> str:
-    words = argument.replace("*", " * ").split()
-    if words == ["void"]:
-        return ""
-    words = words[:-1]  # the parameter's name
-    return _C_TYPES[" ".join(words).replace(" *", "*")]
-
-
 def declarations(header: str):
     with open(header, encoding="utf-8") as file:
         text = re.sub(r"/\*.*?\*/", "", file.read(), flags=re.S)
     for result, name, arguments in _DECLARATION.findall(text):
-        types = tuple(t for t in (_argument_type(a) for a in arguments.split(",")) if t)
-        yield name, _C_TYPES[result.strip().replace(" *", "*")], types
+        # An argument's type is its words but the last, the parameter's name ("void" has none).
+        types = [" ".join(a.replace("*", " * ").split()[:-1]).replace(" *", "*") for a in arguments.split(",")]
+        yield name, _C_TYPES[result.strip().replace(" *", "*")], tuple(_C_TYPES[t] for t in types if t)
 
 
 @pytest.mark.parametrize(
