@@ -21,34 +21,28 @@ namespace {
 
 constexpr int kRounds = 40;
 
-class ExportsFromThreads : public ExportTest {
- protected:
-  void SetUp() override {
-    ExportTest::SetUp();
-    Use(drive_);
-    ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), SVODB_OK);
-  }
-  std::vector<std::string> TrafficAlone(int32_t (*transfer)()) {
-    drive_.Log().Clear();
-    EXPECT_EQ(transfer(), SVODB_OK);
-    return drive_.Log().Lines();
-  }
-
-  sim::VirtualDrive drive_;
-};
+using Lines = std::vector<std::string>;
+using ExportsFromThreads = ExportTest;
 
 // Whole-set reads of the drive on two threads while a third composes
 // messages: without serialisation one transfer's traffic would run into
 // the other's. With it the log is made of whole transfers, each exactly
 // the traffic that transfer makes alone, and every call answers as alone.
 TEST_F(ExportsFromThreads, TransfersKeepTheirTrafficTogether) {
+  sim::VirtualDrive drive;
+  Use(drive);
+  ASSERT_EQ(UsePort(1, 19200, 1, 0, 0, 0), SVODB_OK);
   ASSERT_EQ(SetNode_SVODB(1), SVODB_OK);
-  const std::vector<std::string> user = TrafficAlone(RDFromDriveUser_SVODB);
-  const std::vector<std::string> mfg = TrafficAlone(RDFromDriveMfg_SVODB);
+  const auto alone = [&](int32_t (*transfer)()) {
+    drive.Log().Clear();
+    EXPECT_EQ(transfer(), SVODB_OK);
+    return drive.Log().Lines();
+  };
+  const Lines user = alone(RDFromDriveUser_SVODB), mfg = alone(RDFromDriveMfg_SVODB);
   ASSERT_FALSE(user.empty());
   ASSERT_NE(user, mfg);
 
-  drive_.Log().Clear();
+  drive.Log().Clear();
   const std::function<bool()> jobs[] = {
       [] { return RDFromDriveUser_SVODB() == SVODB_OK; }, [] { return RDFromDriveMfg_SVODB() == SVODB_OK; },
       [] {
@@ -69,17 +63,17 @@ TEST_F(ExportsFromThreads, TransfersKeepTheirTrafficTogether) {
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(wrong, (std::array<int, 3>{}));
 
-  const std::vector<std::string> lines = drive_.Log().Lines();
+  const Lines lines = drive.Log().Lines();
   int transfers = 0;
   for (auto at = lines.begin(); at != lines.end(); ++transfers) {
-    const auto starts = [&](const std::vector<std::string>& block) {
-      return lines.end() - at >= std::ssize(block) && std::equal(block.begin(), block.end(), at);
-    };
-    if (!starts(user) && !starts(mfg)) {
-      ADD_FAILURE() << "traffic of two transfers mixed at line " << at - lines.begin() << ": " << *at;
-      return;
+    const Lines* whole = nullptr;
+    for (const Lines* block : {&user, &mfg}) {
+      if (lines.end() - at >= std::ssize(*block) && std::equal(block->begin(), block->end(), at))
+        whole = block;
     }
-    at += std::ssize(starts(user) ? user : mfg);
+    ASSERT_NE(whole, nullptr) << "traffic of two transfers mixed at line " << at - lines.begin() << ": "
+                              << *at;
+    at += std::ssize(*whole);
   }
   EXPECT_EQ(transfers, 2 * kRounds);
 }
