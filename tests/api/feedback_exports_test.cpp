@@ -3,7 +3,7 @@
 // through these exports are the tool's mdb tests.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <array>
 #include <vector>
 
 #include "api/export_fixture.h"
@@ -36,14 +36,13 @@ class FeedbackExports : public ExportTest, public ::testing::WithParamInterface<
 };
 
 TEST_P(FeedbackExports, FieldsShowTheLoadedBlock) {
-  char text[SVODB_TRX_FIELD_TEXT_SIZE];
-  char unit[SVODB_UNIT_SIZE];
-  std::memset(text, 'x', sizeof text);
+  char text[SVODB_TRX_FIELD_TEXT_SIZE] = "untouched";
   EXPECT_EQ(GetMotorData_TRXMDB("RLim", text), 99);  // nothing loaded yet
-  EXPECT_EQ(text[0], 'x');
+  EXPECT_STREQ(text, "untouched");
   ASSERT_EQ(LoadShowData_TRXMDB(), 1);
   EXPECT_EQ(GetMotorData_TRXMDB("mnum", text), 1);
   EXPECT_STREQ(text, "VM2201-A04N0000 ");
+  char unit[SVODB_UNIT_SIZE];
   EXPECT_EQ(GetDataUnit_TRXMDB("DPOLES", unit), 1);
   EXPECT_STREQ(unit, "Pole Pairs");
   EXPECT_EQ(GetDataUnit_TRXMDB("Poles", unit), 8);
@@ -53,9 +52,9 @@ TEST_P(FeedbackExports, FieldsShowTheLoadedBlock) {
 }
 
 TEST_P(FeedbackExports, TheChecksumExportsWorkOnTheLastRegionRead) {
-  EXPECT_EQ(check_check_sum_all(), 0);  // a zeroed image
-  EXPECT_EQ(compute_check_sum_all(), 1);
-  EXPECT_EQ(check_check_sum_all(), 1);
+  // A zeroed image fails its check until its sum is computed.
+  EXPECT_EQ((std::array{check_check_sum_all(), compute_check_sum_all(), check_check_sum_all()}),
+            (std::array{0, 1, 1}));
   if (GetParam() != 2) return;
   std::vector<uint32_t> memory(SVODB_TRX_MEMORY_SIZE);
   ASSERT_EQ(Read_TRX_2_Memory(memory.data()), 1);

@@ -70,13 +70,10 @@ async function webdriver(port, method, route, body) {
 
 async function startBrowser(downloads) {
   const [, port] = await start(chromedriver, ['--port=0'], {}, /started successfully on port (\d+)/);
-  const session = await webdriver(port, 'POST', '/session', {
-    capabilities: { alwaysMatch: { 'goog:chromeOptions': {
-      binary: chromium,
-      args: ['--headless=new', '--no-sandbox', '--disable-gpu', '--window-size=1400,1000'],
-      prefs: { 'download.default_directory': downloads, 'download.prompt_for_download': false },
-    } } },
-  });
+  const args = ['--headless=new', '--no-sandbox', '--disable-gpu', '--window-size=1400,1000'];
+  const prefs = { 'download.default_directory': downloads, 'download.prompt_for_download': false };
+  const session = await webdriver(port, 'POST', '/session',
+    { capabilities: { alwaysMatch: { 'goog:chromeOptions': { binary: chromium, args, prefs } } } });
   const base = `/session/${session.sessionId}`;
   const call = (method, route, body) => webdriver(port, method, base + route, body);
   return {
