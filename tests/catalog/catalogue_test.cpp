@@ -115,12 +115,10 @@ TEST(ErrorMessage, NeverNeedsMoreThan120Bytes) {
 // always terminated, the length returned; bytes past the room untouched.
 TEST(ErrorMessage, ComposesIntoTheCallersBufferAndCutsAtItsEnd) {
   const Catalogue catalogue;
-  const Result afbMitEn = SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER;
   const std::tuple<Result, std::size_t, std::string> cases[] = {
-      {afbMitEn, 120, "Invalid parameter when loading from FPGA at variable--AFBMitEn"},
-      {afbMitEn, 21, "Invalid parameter wh"},
-      {SVODB_CONTEXT_READ_FILE + 7 * 100 + SVODB_CANT_OPEN_FILE, 40,
-       "Can't open file when reading file at No"},
+      {SVODB_CONTEXT_LOAD_FROM_FPGA + 4 * 100 + SVODB_INVALID_PARAMETER, 21, "Invalid parameter wh"},
+      {SVODB_CONTEXT_READ_FILE + 7 * 100 + SVODB_CANT_OPEN_FILE, 60,
+       "Can't open file when reading file at No.7 variable"},
       {SVODB_OUT_OF_RANGE, 1, ""},
   };
   for (const auto& [code, room, message] : cases) {

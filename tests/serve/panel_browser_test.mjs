@@ -11,12 +11,10 @@ import { existsSync, mkdirSync, readFileSync, rmSync, writeFileSync } from 'node
 import path from 'node:path';
 
 const [svodb, flashSamples, outputDir] = process.argv.slice(2);
-const chromium = '/usr/bin/chromium';
-const chromedriver = '/usr/bin/chromedriver';
-const kSkip = 77;  // ctest's SKIP_RETURN_CODE
+const [chromium, chromedriver] = ['/usr/bin/chromium', '/usr/bin/chromedriver'];
 if (!existsSync(chromium) || !existsSync(chromedriver)) {
   console.log(`skipped: ${chromium} or ${chromedriver} is not installed (CI installs chromium and chromium-driver)`);
-  process.exit(kSkip);
+  process.exit(77);  // ctest's SKIP_RETURN_CODE
 }
 
 const children = [];

@@ -32,16 +32,9 @@ NvEntry ReadNv(VirtualDrive& drive, int32_t entry) {
   return NvEntry{static_cast<uint8_t>(reg), static_cast<uint8_t>(data)};
 }
 
-class OpenDrive : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-    drive.Log().Clear();
-  }
+TEST(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
   VirtualDrive drive;
-};
-
-TEST_F(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   drive.SetNvEntry(23, {16, 0x37});
   drive.SetNvEntry(74, {108, 0x11});  // BQ0B2's low byte in its indirect sequence
   drive.SetNvEntry(3, {4, 0x00});     // cannot change the model
@@ -58,7 +51,9 @@ TEST_F(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
 
 // The fault-injection tests elsewhere show each plan fires; these are the
 // rules for when a plan is spent.
-TEST_F(OpenDrive, FaultPlansAreSpentAsArmed) {
+TEST(OpenDrive, FaultPlansAreSpentAsArmed) {
+  VirtualDrive drive;
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   drive.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 16);  // the 2nd read of register 16
   EXPECT_EQ(
       (std::array{drive.GetVarFromFPGA(17, nullptr, nullptr), drive.GetVarFromFPGA(16, nullptr, nullptr),
