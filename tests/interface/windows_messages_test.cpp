@@ -86,10 +86,9 @@ TEST_F(WindowMessages, FlashProgressArrivesAtTheWindowOrTheThread) {
 
 TEST_F(WindowMessages, SamplingHandlesOneWaitingMessagePerSample) {
   std::vector<Received> posted;
-  for (WPARAM i = 0; i < 5; ++i) {
-    ASSERT_TRUE(PostMessageA(window_, kClientMessage, i, 0));
-    posted.emplace_back(kClientMessage, i, 0);
-  }
+  for (WPARAM i = 0; i < 5; ++i) posted.emplace_back(kClientMessage, i, 0);
+  for (const auto& [message, wParam, lParam] : posted)
+    ASSERT_TRUE(PostMessageA(window_, message, wParam, lParam));
   double mean = 0.0, spread = 0.0;
   char unit[SVODB_UNIT_SIZE] = "";
   g_sampling = true;
