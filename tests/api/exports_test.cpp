@@ -1,11 +1,9 @@
-// The exported C interface as a caller sees it: the catalogue, message and
-// identity exports without a drive; the connection, node and raw exports
-// and the catalogue queries that consult the drive against the virtual one;
-// exports called from several threads at once, which the library's lock
-// serialises (run under ThreadSanitizer in CI, which also reports any
-// unserialised access); the feedback-device exports against drives with
-// either generation of device (the block's round trips through them are
-// the tool's mdb tests).
+// The exported C interface as a caller sees it, against the virtual drive
+// where an export consults one: catalogue, message and identity exports;
+// connection, node, raw and feedback-device exports (the block's round
+// trips are the tool's mdb tests); calls from several threads at once,
+// which the library's lock serialises (CI also runs them under
+// ThreadSanitizer, which reports any unserialised access).
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -21,47 +21,43 @@ using nlohmann::json;
 // by itself after two minutes) and stopped through its API while the
 // program still runs: a static's destructor would run the client after
 // library statics it uses may already be gone.
-class Server : public testing::Environment {
- public:
+struct Server : testing::Environment {
   void SetUp() override {
-    pipe_ = popen(SVODB_TOOL " serve --port 0 --for 120", "r");
+    output = popen(SVODB_TOOL " serve --port 0 --for 120", "r");
     char line[256] = "";
-    ASSERT_TRUE(pipe_ != nullptr && std::fgets(line, sizeof line, pipe_) != nullptr);
+    ASSERT_TRUE(output != nullptr && std::fgets(line, sizeof line, output) != nullptr);
     const std::string text = line;
     std::smatch match;
     ASSERT_TRUE(
         std::regex_search(text, match, std::regex(R"(http://127\.0\.0\.1:(\d+)/\?token=([0-9a-f]{32}))")))
         << "svodb serve printed no address: " << text;
-    port_ = std::stoi(match[1]);
-    own_ = {{"X-Svodb-Token", match[2]}};
+    port = std::stoi(match[1]);
+    own = {{"X-Svodb-Token", match[2]}};
   }
   void TearDown() override {
-    if (port_ != 0) Send("POST", "/api/shutdown", own_);
-    const int status = pipe_ != nullptr ? pclose(pipe_) : -1;
+    if (port != 0) Send("POST", "/api/shutdown", own);
+    const int status = output != nullptr ? pclose(output) : -1;
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "svodb serve ended with status " << status;
   }
 
   httplib::Result Send(const std::string& method, const std::string& path, const httplib::Headers& headers,
                        const std::string& body = "") const {
-    httplib::Client client("127.0.0.1", port_);
+    httplib::Client client("127.0.0.1", port);
     if (method == "GET") return client.Get(path, headers);
     return method == "PUT" ? client.Put(path, headers, body, "application/json")
                            : client.Post(path, headers, body, "application/json");
   }
   // The body of a request with the token that must succeed.
   std::string Body(const std::string& method, const std::string& path, const std::string& body = "") const {
-    const auto result = Send(method, path, own_, body);
+    const auto result = Send(method, path, own, body);
     EXPECT_TRUE(result && result->status == 200) << method << " " << path;
     return result ? result->body : "";
   }
   json Variable(const std::string& name) const { return json::parse(Body("GET", "/api/variables/" + name)); }
 
-  const httplib::Headers& Own() const { return own_; }
-
- private:
-  httplib::Headers own_;
-  std::FILE* pipe_ = nullptr;
-  int port_ = 0;
+  httplib::Headers own;  // the token's header
+  std::FILE* output = nullptr;
+  int port = 0;
 };
 
 Server* const kServer = static_cast<Server*>(testing::AddGlobalTestEnvironment(new Server));
@@ -73,19 +69,19 @@ TEST(ServeApi, RefusedRequestsChangeNothing) {
   ASSERT_NE(nv.find("KVP"), std::string::npos);
   const std::string kvp = "/api/variables/KVP", value = R"({"value": 0.05})";
   const std::string big(3 * 1024 * 1024, '#');
-  httplib::Headers foreign = kServer->Own();
+  httplib::Headers foreign = kServer->own;
   foreign.emplace("Origin", "http://evil.example");
   const std::tuple<std::string, std::string, httplib::Headers, std::string, int> cases[] = {
       {"PUT", kvp, {}, value, 401},
       {"POST", "/api/save", {}, "", 401},
       {"PUT", kvp, foreign, value, 403},
       {"POST", "/api/save", foreign, "", 403},
-      {"PUT", kvp, kServer->Own(), R"({"value": 0.0)", 400},
-      {"PUT", kvp, kServer->Own(), R"({"valu": 0.05})", 400},
-      {"PUT", "/api/variables/FilterType", kServer->Own(), R"({"label": "X"})", 400},
-      {"PUT", "/api/variables/KIP", kServer->Own(), R"({"value": 1e9})", 422},
-      {"POST", "/api/restore", kServer->Own(), "UserParams\n" + big, 413},
-      {"POST", "/api/flash?name=big.i00", kServer->Own(), big, 413},
+      {"PUT", kvp, kServer->own, R"({"value": 0.0)", 400},
+      {"PUT", kvp, kServer->own, R"({"valu": 0.05})", 400},
+      {"PUT", "/api/variables/FilterType", kServer->own, R"({"label": "X"})", 400},
+      {"PUT", "/api/variables/KIP", kServer->own, R"({"value": 1e9})", 422},
+      {"POST", "/api/restore", kServer->own, "UserParams\n" + big, 413},
+      {"POST", "/api/flash?name=big.i00", kServer->own, big, 413},
   };
   for (const auto& [method, path, headers, body, status] : cases) {
     const auto result = kServer->Send(method, path, headers, body);
