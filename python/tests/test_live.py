@@ -69,10 +69,9 @@ def test_monitor_reads_on_schedule_and_plots_a_real_picture(drive, tmp_path):
 
 def test_command_line(tmp_path, capsys):
     pytest.importorskip("matplotlib")
-    assert command_line.main(["get", "KVP", "OpMode"]) == 0
-    assert command_line.main(["info"]) == 0
-    assert command_line.main(["get", "NoSuchName"]) == 1
-    assert command_line.main(["plot", "KVP", "--seconds", "0", "--out", str(tmp_path / "one.png")]) == 0
+    commands = [["get", "KVP", "OpMode"], ["info"], ["get", "NoSuchName"],
+                ["plot", "KVP", "--seconds", "0", "--out", str(tmp_path / "one.png")]]
+    assert [command_line.main(command) for command in commands] == [0, 0, 1, 0]
     out, err = capsys.readouterr()
     lines = out.splitlines()
     assert lines[0:4] == ["KVP                0.032 Arms/rad/sec", "OpMode             2 (SetupS2-1)",

@@ -142,10 +142,7 @@ TEST_F(CatalogueExports, MessagesComposeBaseContextAndDetail) {
 class VerboseTransport : public NoTransport {
   void CommSVODBVersion(char* text) override { Fill(text); }
   void CommNCLVersion(char* text) override { Fill(text); }
-  static void Fill(char* text) {
-    std::memset(text, 'v', kTransportVersionCapacity - 1);
-    text[kTransportVersionCapacity - 1] = '\0';
-  }
+  static void Fill(char* text) { std::strcpy(text, std::string(kTransportVersionCapacity - 1, 'v').c_str()); }
 };
 
 // Without a transport the versions are the library's own; a transport's

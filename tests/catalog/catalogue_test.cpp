@@ -35,9 +35,8 @@ TEST(CatalogueTable, NamesFlagsAndUnitsAreWellFormed) {
   std::set<std::string> keys;
   for (const VariableRecord& record : kCatalogueTable) {
     const std::string name = record.name ? record.name : "terminator";
-    EXPECT_TRUE(
-        std::all_of(record.flags.begin(), record.flags.end(), [](uint8_t flag) { return flag <= 1; }));
-    EXPECT_EQ(record.flags[14] + record.flags[15], 0) << name;
+    const auto bit = [](uint8_t flag) { return flag <= 1; };
+    EXPECT_TRUE(std::ranges::all_of(record.flags, bit) && record.flags[14] + record.flags[15] == 0) << name;
     if (record.name == nullptr) continue;
     EXPECT_TRUE(keys.insert(FoldCase(name)).second) << name;
     EXPECT_TRUE(name.size() <= 18 && record.minLogicVersion >= 2 && record.minLogicVersion <= 4) << name;

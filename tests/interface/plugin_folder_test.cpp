@@ -26,15 +26,13 @@ namespace {
 namespace fs = std::filesystem;
 
 using StatusFunction = int32_t(SVODB_CALL*)(char*, int32_t);
-using VersionFunction = void(SVODB_CALL*)(char*);
 
 const fs::path kLibrary = SVODB_LIBRARY_FILE;
 const fs::path kTransport = SVODB_TRANSPORT_FILE;
 
 // The library copied into a fresh folder under the build tree, with the
-// transport or without, and loaded from there by path as a client that
-// ships it in a folder of its own loads it. Never unloaded: each test is a
-// process of its own.
+// transport or without, and loaded from there by path as a client would,
+// never unloaded: each test is a process of its own.
 fs::path PluginFolder(const char* name, bool withTransport) {
   const fs::path folder = fs::path(SVODB_TEST_WORK_DIR) / name;
   fs::remove_all(folder);
@@ -64,7 +62,7 @@ std::string Literal(const fs::path& path) {
 TEST(PluginFolder, TheTransportBesideTheLibraryIsFound) {
   const fs::path folder = PluginFolder("plugins_with_transport", true);
   const auto status = Find<StatusFunction>(folder, "svodb_transport_status");
-  const auto version = Find<VersionFunction>(folder, "DLLVersion_SVODB");
+  const auto version = Find<void(SVODB_CALL*)(char*)>(folder, "DLLVersion_SVODB");
   ASSERT_TRUE(status && version);
 
   char text[SVODB_TRANSPORT_TEXT_SIZE] = "";

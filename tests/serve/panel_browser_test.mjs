@@ -91,16 +91,13 @@ const apiValue = async (serve, name) => (await (await fetch(`${serve.base}/api/v
   { headers: { 'X-Svodb-Token': serve.token } })).json()).value;
 
 // Sets an editor's value as a user's typing does and leaves the field.
-async function edit(browser, name, value) {
-  await browser.run(`const e = document.querySelector('.value-edit[data-name="' + arguments[0] + '"]');
-    e.value = arguments[1]; e.dispatchEvent(new Event('change'));`, name, value);
-}
+const edit = (browser, name, value) => browser.run(`const e = document.querySelector('.value-edit[data-name="' + arguments[0] + '"]');
+  e.value = arguments[1]; e.dispatchEvent(new Event('change'));`, name, value);
 
 async function main() {
-  mkdirSync(outputDir, { recursive: true });
   const [downloads, samples] = ['downloads', 'flash'].map((name) => path.join(outputDir, name));
   [downloads, samples].forEach((folder) => rmSync(folder, { recursive: true, force: true }));
-  mkdirSync(downloads);
+  mkdirSync(downloads, { recursive: true });  // and the output folder
   check(spawnSync(flashSamples, [samples]).status === 0, 'the flash sample files were not generated');
 
   const serve = await startServe();
