@@ -323,8 +323,7 @@ TEST_F(ExportsFromThreads, TransfersKeepTheirTrafficTogether) {
     return drive.Log().Lines();
   };
   const Lines user = alone(RDFromDriveUser_SVODB), mfg = alone(RDFromDriveMfg_SVODB);
-  ASSERT_FALSE(user.empty());
-  ASSERT_NE(user, mfg);
+  ASSERT_TRUE(!user.empty() && user != mfg) << "two transfers with traffic of their own";
 
   drive.Log().Clear();
   const std::function<bool()> jobs[] = {

@@ -83,14 +83,14 @@ TEST(PluginFolder, WithoutATransportTheStatusNamesEveryPlaceLookedAt) {
   char text[SVODB_TRANSPORT_TEXT_SIZE] = "";
   ASSERT_EQ(status(text, sizeof text), SVODB_TRANSPORT_NOT_FOUND) << text;
   const std::string report = text, name = Literal(kTransport);
-  std::string places = name + " not found: (.*)" + name + " \\(beside " + Literal(kLibrary) +
+  std::string places = name + " not found: (.*" + name + ") \\(beside " + Literal(kLibrary) +
                        "\\): [^;]*; [^;]*" + name + " \\(the application's folder\\): .*";
 #ifdef _WIN32
   places += "; [^;]*" + name + " \\(the system folder\\): .*";
 #endif
   std::smatch beside;
   ASSERT_TRUE(std::regex_match(report, beside, std::regex(places))) << report;
-  EXPECT_TRUE(fs::equivalent(beside[1].str(), folder)) << beside[1];
+  EXPECT_TRUE(fs::equivalent(fs::path(beside[1].str()).parent_path(), folder)) << beside[1];
 
   // A short buffer gets the start of the text and its terminator, no more.
   char shortText[8];

@@ -47,9 +47,10 @@ std::vector<Received> EveryStep() {
 class WindowMessages : public ::testing::Test {
  protected:
   void SetUp() override {
-    const WNDCLASSA windowClass{.lpfnWndProc = RecordingWindow,
-                                .hInstance = GetModuleHandleA(nullptr),
-                                .lpszClassName = "svodb_test_window"};
+    WNDCLASSA windowClass{};
+    windowClass.lpfnWndProc = RecordingWindow;
+    windowClass.hInstance = GetModuleHandleA(nullptr);
+    windowClass.lpszClassName = "svodb_test_window";
     RegisterClassA(&windowClass);
     window_ = CreateWindowExA(0, "svodb_test_window", "", 0, 0, 0, 0, 0, HWND_MESSAGE, nullptr,
                               GetModuleHandleA(nullptr), nullptr);
