@@ -78,9 +78,10 @@ TEST_F(CatalogueExports, NamesByPositionAndInTheirStandardSpelling) {
       {"setups2-1", "SetupS2-1"},
       {"SetupS2-3", "refused"},
       {"an unknown name longer than any in the catalogue", "refused"}};
-  for (const auto& [asked, standard] : spellings)
-    EXPECT_EQ(Filled<SVODB_NAME_SIZE>([&](char* text) { return GetStdVarName_SVODB(asked, text); }),
-              standard);
+  for (const auto& [asked, standard] : spellings) {
+    const auto spell = [asked = asked](char* text) { return GetStdVarName_SVODB(asked, text); };
+    EXPECT_EQ(Filled<SVODB_NAME_SIZE>(spell), standard);
+  }
 }
 
 // Without a connection the drive's answers are those of no connection

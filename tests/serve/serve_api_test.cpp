@@ -67,8 +67,7 @@ Server* const kServer = static_cast<Server*>(testing::AddGlobalTestEnvironment(n
 TEST(ServeApi, RefusedRequestsChangeNothing) {
   const std::string nv = kServer->Body("GET", "/api/backup");
   ASSERT_NE(nv.find("KVP"), std::string::npos);
-  const std::string kvp = "/api/variables/KVP", value = R"({"value": 0.05})";
-  const std::string big(3 * 1024 * 1024, '#');
+  const std::string kvp = "/api/variables/KVP", value = R"({"value": 0.05})", big(3 * 1024 * 1024, '#');
   httplib::Headers foreign = kServer->own;
   foreign.emplace("Origin", "http://evil.example");
   const std::tuple<std::string, std::string, httplib::Headers, std::string, int> cases[] = {
