@@ -26,27 +26,17 @@ _C_TYPES = {
 _DECLARATION = re.compile(r"SVODB_API\s+([\w ]+?\**)\s*(?:SVODB_CALL\s+)?(\w+)\s*\(([^)]*)\)\s*;", re.S)
 
 
-def _argument_type(argument: str) -> str:
-    words = argument.replace("*", " * ").split()
-    if words == ["void"]:
-        return ""
-    words = words[:-1]  # the parameter's name
-    return _C_TYPES[" ".join(words).replace(" *", "*")]
-
-
 def declarations(header: str):
     with open(header, encoding="utf-8") as file:
         text = re.sub(r"/\*.*?\*/", "", file.read(), flags=re.S)
     for result, name, arguments in _DECLARATION.findall(text):
-        types = tuple(t for t in (_argument_type(a) for a in arguments.split(",")) if t)
-        yield name, _C_TYPES[result.strip().replace(" *", "*")], types
+        # An argument's type is its words but the last, the parameter's name ("void" has none).
+        types = [" ".join(a.replace("*", " * ").split()[:-1]).replace(" *", "*") for a in arguments.split(",")]
+        yield name, _C_TYPES[result.strip().replace(" *", "*")], tuple(_C_TYPES[t] for t in types if t)
 
 
-@pytest.mark.parametrize(
-    "header, table",
-    [("svodb.h", _library.EXPORTS), ("svodb_linux.h", _library.LINUX_EXPORTS),
-     ("svodb_ext.h", _library.EXTENSION_EXPORTS)],
-)
+@pytest.mark.parametrize("header, table", [("svodb.h", _library.EXPORTS), ("svodb_linux.h", _library.LINUX_EXPORTS),
+                                           ("svodb_ext.h", _library.EXTENSION_EXPORTS)])
 def test_table_matches_header(header, table):
     declared = list(declarations(os.path.join(source_file("SVODB_HEADER_DIR"), header)))
     assert [(e.name, e.result, e.arguments) for e in table] == declared
@@ -72,26 +62,21 @@ def test_catalogue_texts_are_the_tools_and_the_transport_is_the_virtual_drive():
     assert state == 1 and os.path.samefile(text, source_file("SVODB_TRANSPORT"))
 
 
-@pytest.mark.parametrize(
-    "code, family, kind, message",
-    [
+@pytest.mark.parametrize("code, family, kind, message", [
         (80000, svodb.DriveConnectionError, ConnectionError, "No Response from drive when geting drive mode or model"),
         (10008, svodb.UnknownParameterError, KeyError, "Invalid parameter when loading from FPGA"),
         (100923, svodb.OutOfRangeError, ValueError, "Data is out of range when loading default value"),
         (50731, svodb.ParameterFileError, OSError, "Can't open file when reading file at No.7 variable"),
         (41, svodb.DriveError, svodb.DriveError, "Wrong Checksum of TRX data"),
-        (-1, svodb.SvodbError, svodb.SvodbError, "System Error"),
-    ],
-)
+        (-1, svodb.SvodbError, svodb.SvodbError, "System Error")])
 def test_code_gives_family_and_message(code, family, kind, message):
     error = _core.error(code)
     assert type(error) is family and isinstance(error, kind)  # the families are also the Python kinds
     assert (error.code, error.message, str(error)) == (code, message, f"{message} (code {code})")
 
 
-@pytest.mark.parametrize(
-    "code, parts", [(10408, (1, 4, 8)), (50032, (5, 0, 32)), (110008, (11, 0, 8)), (-1, (0, 0, -1)), (-10408, (-1, -4, -8))]
-)
+@pytest.mark.parametrize("code, parts", [(10408, (1, 4, 8)), (50032, (5, 0, 32)), (110008, (11, 0, 8)),
+                                         (-1, (0, 0, -1)), (-10408, (-1, -4, -8))])
 def test_split_truncates_like_the_library(code, parts):
     assert errors.split(code) == parts
     assert (svodb.SvodbError(code, "").context, svodb.SvodbError(code, "").detail) == parts[:2]

@@ -20,15 +20,11 @@ def test_values_in_engineering_units_and_enumerations_by_label_member_or_number(
     assert drive.labels("KVP") is None
 
 
-@pytest.mark.parametrize(
-    "name, value, family, text",
-    [
+@pytest.mark.parametrize("name, value, family, text", [
         ("KVP", 1e9, svodb.OutOfRangeError, "Data is out of range (code 23)"),
         ("OpMode", "Sideways", svodb.OutOfRangeError, "Data is out of range: OpMode has no label 'Sideways' (code 23)"),
         ("NoSuchName", 1, svodb.UnknownParameterError, "Invalid parameter: 'NoSuchName' (code 8)"),
-        ("SerialNum", "X" * 25, svodb.OutOfRangeError, "System Error (code 12)"),  # one too long
-    ],
-)
+        ("SerialNum", "X" * 25, svodb.OutOfRangeError, "System Error (code 12)")])  # one too long
 def test_refused_writes_raise_the_drives_answer(drive, name, value, family, text):
     with pytest.raises(family) as raised:
         drive[name] = value

@@ -9,15 +9,6 @@
 
 #include "isp/flash_files.h"
 
-namespace {
-
-bool Write(const std::filesystem::path& path, const std::string& text) {
-  std::ofstream out(path, std::ios::binary);
-  return static_cast<bool>(out << text) && static_cast<bool>(out.flush());
-}
-
-}  // namespace
-
 int main(int argc, char** argv) {
   const bool help = argc == 2 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0);
   if (help || argc != 2 || argv[1][0] == '-') {
@@ -33,8 +24,11 @@ int main(int argc, char** argv) {
     return 2;
   }
   std::filesystem::create_directories(folder, error);
-  const bool written = Write(folder / "sample.isc", MakeIscFile(RandomBytes(kIscImageBytes, 21))) &&
-                       Write(folder / "ABC-DEF004-GH.i00", MakeI00File(RandomBytes(kI00ImageBytes, 22), -1));
+  const auto write = [&](const char* name, const std::string& text) {
+    return static_cast<bool>(std::ofstream(folder / name, std::ios::binary) << text << std::flush);
+  };
+  const bool written = write("sample.isc", MakeIscFile(RandomBytes(kIscImageBytes, 21))) &&
+                       write("ABC-DEF004-GH.i00", MakeI00File(RandomBytes(kI00ImageBytes, 22), -1));
   if (!written) std::fprintf(stderr, "svodb_flash_samples: cannot write into %s\n", argv[1]);
   return written ? 0 : 1;
 }

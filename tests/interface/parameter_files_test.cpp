@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <string>
 
 #include "svodb/svodb.h"
@@ -29,47 +30,34 @@ void WriteBytes(const fs::path& path, const std::string& bytes) {
   std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-std::string WithLineEnds(const std::string& text, const std::string& lineEnd) {
-  std::string out;
-  for (char c : text) {
-    if (c != '\r') out += c == '\n' ? lineEnd : std::string(1, c);
-  }
-  return out;
+// A fresh folder of the test's own under the build tree.
+fs::path Folder() {
+  const fs::path folder =
+      fs::path(SVODB_TEST_WORK_DIR) /
+      ("files_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
+  fs::remove_all(folder);
+  fs::create_directories(folder);
+  return folder;
 }
 
-class ParameterFiles : public ::testing::Test {
- protected:
-  void SetUp() override {
-    folder_ = fs::path(SVODB_TEST_WORK_DIR) /
-              ("files_" + std::string(::testing::UnitTest::GetInstance()->current_test_info()->name()));
-    fs::remove_all(folder_);
-    fs::create_directories(folder_);
-  }
+TEST(ParameterFiles, WrittenWithTheSystemsLineEndsAndReadTheSameWithEither) {
+  const fs::path folder = Folder(), in = folder / "in.par", out = folder / "out.par";
   // The factory defaults of an offline node, written as a user file.
-  std::string WriteDefaults(int32_t node, const fs::path& file) {
-    EXPECT_EQ(SetupOfflineNode_SVODB(node), 1);
-    EXPECT_EQ(SetNode_SVODB(node), 1);
-    EXPECT_EQ(SetParamsArray_SVODB(), 1);
-    EXPECT_EQ(WRToFileUser_SVODB(file.string().c_str()), 1);
-    return ReadBytes(file);
-  }
-
-  fs::path folder_;
-};
-
-TEST_F(ParameterFiles, WrittenWithTheSystemsLineEndsAndReadTheSameWithEither) {
-  const std::string written = WriteDefaults(1, folder_ / "defaults.par");
-  ASSERT_GT(std::count(written.begin(), written.end(), '\n'), 40);
+  ASSERT_EQ(SetupOfflineNode_SVODB(1), 1);
+  ASSERT_EQ(SetNode_SVODB(1), 1);
+  ASSERT_EQ(SetParamsArray_SVODB(), 1);
+  ASSERT_EQ(WRToFileUser_SVODB((folder / "defaults.par").string().c_str()), 1);
+  const std::string written = ReadBytes(folder / "defaults.par");
+  const std::string lf = std::regex_replace(written, std::regex("\r\n"), "\n");
+  ASSERT_GT(std::count(lf.begin(), lf.end(), '\n'), 40);
 #ifdef _WIN32
-  EXPECT_EQ(written, WithLineEnds(written, "\r\n"));
+  EXPECT_EQ(written, std::regex_replace(lf, std::regex("\n"), "\r\n"));
 #else
   EXPECT_EQ(written.find('\r'), std::string::npos);
 #endif
   for (const char* lineEnd : {"\n", "\r\n"}) {
     SCOPED_TRACE(lineEnd[0] == '\r' ? "CR LF" : "LF");
-    const fs::path in = folder_ / "in.par";
-    const fs::path out = folder_ / "out.par";
-    WriteBytes(in, WithLineEnds(written, lineEnd));
+    WriteBytes(in, std::regex_replace(lf, std::regex("\n"), lineEnd));
     ASSERT_EQ(SetNode_SVODB(2), 1);
     ASSERT_EQ(RDFromFileUser_SVODB(in.string().c_str()), 1);
     ASSERT_EQ(WRToFileUser_SVODB(out.string().c_str()), 1);
@@ -81,8 +69,8 @@ TEST_F(ParameterFiles, WrittenWithTheSystemsLineEndsAndReadTheSameWithEither) {
 // delete sharing; the write then fails whole and the old file stays as it
 // was. Elsewhere the new file replaces the name and the open handle keeps
 // reading the old one.
-TEST_F(ParameterFiles, AFileHeldOpenElsewhere) {
-  const fs::path file = folder_ / "held.par";
+TEST(ParameterFiles, AFileHeldOpenElsewhere) {
+  const fs::path file = Folder() / "held.par";
   WriteBytes(file, "old contents\n");
   ASSERT_EQ(SetNode_SVODB(1), 1);
   ASSERT_EQ(SetParamsArray_SVODB(), 1);

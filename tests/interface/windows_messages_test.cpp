@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "isp/flash_files.h"
@@ -19,23 +20,26 @@ namespace fs = std::filesystem;
 
 constexpr UINT kClientMessage = WM_USER + 1;
 
-struct Received {
-  UINT message;
-  WPARAM wParam;
-  LPARAM lParam;
-};
+using Received = std::tuple<UINT, WPARAM, LPARAM>;
 
 std::vector<Received> g_received;
 bool g_sampling = false;
 int g_handledWhileSampling = 0;
 
 LRESULT CALLBACK RecordingWindow(HWND window, UINT message, WPARAM wParam, LPARAM lParam) {
-  if (message == SVODB_PROGRESS_MESSAGE || message == kClientMessage) {
-    g_received.push_back({message, wParam, lParam});
-    if (g_sampling) ++g_handledWhileSampling;
-    return 0;
-  }
-  return DefWindowProcA(window, message, wParam, lParam);
+  if (message != SVODB_PROGRESS_MESSAGE && message != kClientMessage)
+    return DefWindowProcA(window, message, wParam, lParam);
+  g_received.emplace_back(message, wParam, lParam);
+  g_handledWhileSampling += g_sampling ? 1 : 0;
+  return 0;
+}
+
+// What a flash of an I00 file posts: each step of the whole.
+std::vector<Received> EveryStep() {
+  std::vector<Received> steps;
+  for (WPARAM step = 0; step < SVODB_I00_PROGRESS_STEPS; ++step)
+    steps.emplace_back(SVODB_PROGRESS_MESSAGE, step, SVODB_I00_PROGRESS_STEPS);
+  return steps;
 }
 
 // A message-only window of the test's own, and the virtual drive on a
@@ -59,66 +63,42 @@ class WindowMessages : public ::testing::Test {
     DestroyWindow(window_);
   }
 
-  // Dispatches what waits for the window; returns how many.
-  int DispatchWaiting() {
-    MSG message;
-    int count = 0;
-    while (PeekMessageA(&message, window_, 0, 0, PM_REMOVE)) {
-      DispatchMessageA(&message);
-      ++count;
-    }
-    return count;
-  }
-
-  static fs::path I00File() {
-    const fs::path file = fs::path(SVODB_TEST_WORK_DIR) / "progress.i00";
-    std::ofstream(file, std::ios::binary) << MakeI00File(RandomBytes(4096, 7), 4);
-    return file;
-  }
-
-  static void ExpectEveryStep(const std::vector<Received>& received) {
-    ASSERT_EQ(received.size(), std::size_t{SVODB_I00_PROGRESS_STEPS});
-    for (std::size_t step = 0; step < received.size(); ++step) {
-      ASSERT_EQ(received[step].message, UINT{SVODB_PROGRESS_MESSAGE});
-      ASSERT_EQ(received[step].wParam, step);
-      ASSERT_EQ(received[step].lParam, LPARAM{SVODB_I00_PROGRESS_STEPS});
-    }
-  }
-
   HWND window_ = nullptr;
 };
 
 // Posted, never sent: nothing reached the window during the call. A null
 // window posts to the calling thread's own queue.
 TEST_F(WindowMessages, FlashProgressArrivesAtTheWindowOrTheThread) {
-  const std::string file = I00File().string();
+  const std::string file = (fs::path(SVODB_TEST_WORK_DIR) / "progress.i00").string();
+  std::ofstream(file, std::ios::binary) << MakeI00File(RandomBytes(4096, 7), 4);
   ASSERT_EQ(HandleI00File_SVODB(file.c_str(), 0, reinterpret_cast<uintptr_t>(window_), 0), 1);
   EXPECT_TRUE(g_received.empty());
-  EXPECT_EQ(DispatchWaiting(), SVODB_I00_PROGRESS_STEPS);
-  ExpectEveryStep(g_received);
+  MSG message;
+  while (PeekMessageA(&message, window_, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
+  EXPECT_EQ(g_received, EveryStep());
 
   ASSERT_EQ(HandleI00File_SVODB(file.c_str(), 1, 0, 0), 1);
   std::vector<Received> received;
-  MSG message;
-  while (PeekMessageA(&message, reinterpret_cast<HWND>(-1), 0, 0, PM_REMOVE)) {
-    received.push_back({message.message, message.wParam, message.lParam});
-  }
-  ExpectEveryStep(received);
+  while (PeekMessageA(&message, reinterpret_cast<HWND>(-1), 0, 0, PM_REMOVE))
+    received.emplace_back(message.message, message.wParam, message.lParam);
+  EXPECT_EQ(received, EveryStep());
 }
 
 TEST_F(WindowMessages, SamplingHandlesOneWaitingMessagePerSample) {
-  for (int i = 0; i < 5; ++i) ASSERT_TRUE(PostMessageA(window_, kClientMessage, i, 0));
+  std::vector<Received> posted;
+  for (WPARAM i = 0; i < 5; ++i) posted.emplace_back(kClientMessage, i, 0);
+  for (const auto& [message, wParam, lParam] : posted)
+    ASSERT_TRUE(PostMessageA(window_, message, wParam, lParam));
   double mean = 0.0, spread = 0.0;
   char unit[SVODB_UNIT_SIZE] = "";
   g_sampling = true;
-  const int32_t result = GetParmMeanRMS_SVODB("VBus", 3, &mean, &spread, unit);
+  ASSERT_EQ(GetParmMeanRMS_SVODB("VBus", 3, &mean, &spread, unit), 1);
   g_sampling = false;
-  ASSERT_EQ(result, 1);
   EXPECT_EQ(g_handledWhileSampling, 3);
   EXPECT_STREQ(unit, " Volts");  // unit texts start with a blank
-  EXPECT_EQ(DispatchWaiting(), 2);
-  ASSERT_EQ(g_received.size(), 5u);
-  for (std::size_t i = 0; i < g_received.size(); ++i) EXPECT_EQ(g_received[i].wParam, i);
+  MSG message;
+  while (PeekMessageA(&message, window_, 0, 0, PM_REMOVE)) DispatchMessageA(&message);
+  EXPECT_EQ(g_received, posted);
 }
 
 }  // namespace

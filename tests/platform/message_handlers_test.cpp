@@ -2,6 +2,7 @@
 // registers with svodb_set_message_handlers.
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdint>
 #include <tuple>
 #include <vector>
@@ -22,21 +23,18 @@ using Post = std::tuple<uintptr_t, uint32_t, uintptr_t, intptr_t>;
 struct Client {
   int pumps = 0, waiting = 0, accepts = 1;
   std::vector<Post> posts;
+
+  static int Pump(void* context) {
+    Client& client = *static_cast<Client*>(context);
+    ++client.pumps;
+    return client.waiting > 0 ? (--client.waiting, 1) : 0;
+  }
+  static int PostTo(void* context, uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
+    Client& client = *static_cast<Client*>(context);
+    client.posts.emplace_back(window, message, wParam, lParam);
+    return client.accepts;
+  }
 };
-
-int Pump(void* context) {
-  auto* client = static_cast<Client*>(context);
-  ++client->pumps;
-  if (client->waiting == 0) return 0;
-  --client->waiting;
-  return 1;
-}
-
-int PostTo(void* context, uintptr_t window, uint32_t message, uintptr_t wParam, intptr_t lParam) {
-  auto* client = static_cast<Client*>(context);
-  client->posts.emplace_back(window, message, wParam, lParam);
-  return client->accepts;
-}
 
 class MessageHandlers : public ExportTest {
  protected:
@@ -49,12 +47,10 @@ class MessageHandlers : public ExportTest {
 
 TEST_F(MessageHandlers, PumpAndPostReachTheClientWithItsContextEachHandlerOptional) {
   Platform& platform = SystemPlatform();
-  EXPECT_FALSE(platform.PumpOneMessage());  // no handlers yet
-  EXPECT_FALSE(platform.PostWindowMessage(1, 2, 3, 4));
-  svodb_set_message_handlers(Pump, PostTo, &client);
+  EXPECT_FALSE(platform.PumpOneMessage() || platform.PostWindowMessage(1, 2, 3, 4));  // no handlers yet
+  svodb_set_message_handlers(Client::Pump, Client::PostTo, &client);
   client.waiting = 1;
-  EXPECT_TRUE(platform.PumpOneMessage());
-  EXPECT_FALSE(platform.PumpOneMessage());
+  EXPECT_EQ((std::array{platform.PumpOneMessage(), platform.PumpOneMessage()}), (std::array{true, false}));
   EXPECT_EQ(client.pumps, 2);
   EXPECT_TRUE(platform.PostWindowMessage(0x1234, 0x8001, 7, -9));
   client.accepts = 0;
@@ -64,10 +60,10 @@ TEST_F(MessageHandlers, PumpAndPostReachTheClientWithItsContextEachHandlerOption
 
   // A later call replaces both handlers and the context.
   Client other;
-  svodb_set_message_handlers(nullptr, PostTo, &other);
+  svodb_set_message_handlers(nullptr, Client::PostTo, &other);
   EXPECT_FALSE(platform.PumpOneMessage());
   EXPECT_TRUE(platform.PostWindowMessage(1, 2, 3, 4));
-  svodb_set_message_handlers(Pump, nullptr, &other);
+  svodb_set_message_handlers(Client::Pump, nullptr, &other);
   EXPECT_FALSE(platform.PostWindowMessage(1, 2, 3, 4));
   EXPECT_EQ(client.pumps, 2);
   EXPECT_EQ(other.posts, (std::vector<Post>{{1, 2, 3, 4}}));
@@ -77,7 +73,7 @@ TEST_F(MessageHandlers, SamplingPumpsTheClientOncePerSample) {
   sim::VirtualDrive drive;
   ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   Use(drive);
-  svodb_set_message_handlers(Pump, PostTo, &client);
+  svodb_set_message_handlers(Client::Pump, Client::PostTo, &client);
   client.waiting = 10;
   double mean = 0, spread = 0;
   EXPECT_EQ(GetParmMeanRMS_SVODBT("LogicVer", 4, &mean, &spread), 1);

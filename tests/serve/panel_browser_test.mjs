@@ -8,22 +8,20 @@
 // usage: node panel_browser_test.mjs SVODB FLASH_SAMPLES OUTPUT_DIR
 import { spawn, spawnSync } from 'node:child_process';
 import { existsSync, mkdirSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
-import { createServer } from 'node:net';
 import path from 'node:path';
 
 const [svodb, flashSamples, outputDir] = process.argv.slice(2);
-const chromium = '/usr/bin/chromium';
-const chromedriver = '/usr/bin/chromedriver';
-const kSkip = 77;  // ctest's SKIP_RETURN_CODE
+const [chromium, chromedriver] = ['/usr/bin/chromium', '/usr/bin/chromedriver'];
 if (!existsSync(chromium) || !existsSync(chromedriver)) {
   console.log(`skipped: ${chromium} or ${chromedriver} is not installed (CI installs chromium and chromium-driver)`);
-  process.exit(kSkip);
+  process.exit(77);  // ctest's SKIP_RETURN_CODE
 }
 
 const children = [];
 process.on('exit', () => children.forEach((child) => child.kill()));
 let step = 'start';
 const fail = (message) => { console.error(`FAILED at ${step}: ${message}`); process.exit(1); };
+const check = (ok, message) => ok || fail(message);
 // The whole run is bounded: a hung browser or server ends the test.
 setTimeout(() => fail('took longer than 150 s'), 150_000).unref();
 
@@ -39,31 +37,24 @@ async function until(what, probe, timeoutMs = 20_000) {
   }
 }
 
-function freePort() {
-  return new Promise((resolve) => {
-    const server = createServer().listen(0, '127.0.0.1', () => {
-      const { port } = server.address();
-      server.close(() => resolve(port));
-    });
-  });
+// Starts a program and waits for the line that says where it listens.
+function start(program, args, env, pattern) {
+  const child = spawn(program, args, { env: { ...process.env, ...env }, stdio: ['ignore', 'pipe', 'inherit'] });
+  children.push(child);
+  let output = '';
+  return new Promise((resolve) => child.stdout.on('data', (data) => {
+    const match = pattern.exec(output += data);
+    if (match) resolve(match);
+  }));
 }
 
-function startServe() {
+async function startServe() {
   const state = path.join(outputDir, 'drive.state');
   rmSync(state, { force: true });
-  const child = spawn(svodb, ['serve', '--port', '0', '--for', '160'], {
-    env: { ...process.env, SVODB_SIM_STATE: state, XDG_STATE_HOME: path.join(outputDir, 'state') },
-    stdio: ['ignore', 'pipe', 'inherit'],
-  });
-  children.push(child);
-  return new Promise((resolve) => {
-    let text = '';
-    child.stdout.on('data', (data) => {
-      text += data;
-      const match = /(http:\/\/127\.0\.0\.1:\d+)\/\?token=([0-9a-f]{32})/.exec(text);
-      if (match) resolve({ url: match[0], base: match[1], token: match[2] });
-    });
-  });
+  const [url, base, token] = await start(svodb, ['serve', '--port', '0', '--for', '160'],
+    { SVODB_SIM_STATE: state, XDG_STATE_HOME: path.join(outputDir, 'state') },
+    /(http:\/\/127\.0\.0\.1:\d+)\/\?token=([0-9a-f]{32})/);
+  return { url, base, token };
 }
 
 async function webdriver(port, method, route, body) {
@@ -76,16 +67,11 @@ async function webdriver(port, method, route, body) {
 }
 
 async function startBrowser(downloads) {
-  const port = await freePort();
-  children.push(spawn(chromedriver, [`--port=${port}`], { stdio: 'ignore' }));
-  await until('chromedriver', () => fetch(`http://127.0.0.1:${port}/status`).then((r) => r.ok, () => false));
-  const session = await webdriver(port, 'POST', '/session', {
-    capabilities: { alwaysMatch: { 'goog:chromeOptions': {
-      binary: chromium,
-      args: ['--headless=new', '--no-sandbox', '--disable-gpu', '--window-size=1400,1000'],
-      prefs: { 'download.default_directory': downloads, 'download.prompt_for_download': false },
-    } } },
-  });
+  const [, port] = await start(chromedriver, ['--port=0'], {}, /started successfully on port (\d+)/);
+  const args = ['--headless=new', '--no-sandbox', '--disable-gpu', '--window-size=1400,1000'];
+  const prefs = { 'download.default_directory': downloads, 'download.prompt_for_download': false };
+  const session = await webdriver(port, 'POST', '/session',
+    { capabilities: { alwaysMatch: { 'goog:chromeOptions': { binary: chromium, args, prefs } } } });
   const base = `/session/${session.sessionId}`;
   const call = (method, route, body) => webdriver(port, method, base + route, body);
   return {
@@ -105,19 +91,14 @@ const apiValue = async (serve, name) => (await (await fetch(`${serve.base}/api/v
   { headers: { 'X-Svodb-Token': serve.token } })).json()).value;
 
 // Sets an editor's value as a user's typing does and leaves the field.
-async function edit(browser, name, value) {
-  await browser.run(`const e = document.querySelector('.value-edit[data-name="' + arguments[0] + '"]');
-    e.value = arguments[1]; e.dispatchEvent(new Event('change'));`, name, value);
-}
+const edit = (browser, name, value) => browser.run(`const e = document.querySelector('.value-edit[data-name="' + arguments[0] + '"]');
+  e.value = arguments[1]; e.dispatchEvent(new Event('change'));`, name, value);
 
 async function main() {
-  mkdirSync(outputDir, { recursive: true });
-  const downloads = path.join(outputDir, 'downloads');
-  rmSync(downloads, { recursive: true, force: true });
-  mkdirSync(downloads);
-  const samples = path.join(outputDir, 'flash');
-  rmSync(samples, { recursive: true, force: true });
-  if (spawnSync(flashSamples, [samples]).status !== 0) fail('the flash sample files were not generated');
+  const [downloads, samples] = ['downloads', 'flash'].map((name) => path.join(outputDir, name));
+  [downloads, samples].forEach((folder) => rmSync(folder, { recursive: true, force: true }));
+  mkdirSync(downloads, { recursive: true });  // and the output folder
+  check(spawnSync(flashSamples, [samples]).status === 0, 'the flash sample files were not generated');
 
   const serve = await startServe();
   const browser = await startBrowser(downloads);
@@ -127,42 +108,41 @@ async function main() {
   await until('the variable table', () => browser.run("return document.querySelectorAll('#variables tr[data-name]').length === 159"));
   await until('the drive identity', async () => (await text(browser, '#identity')).includes('X7102'));
   const groups = await browser.run("return [...document.querySelectorAll('#variables tr.group')].map(r => r.textContent)");
-  if (groups.join() !== 'User parameters,Manufacturing settings,Status and monitoring') fail(`groups: ${groups}`);
+  check(groups.join() === 'User parameters,Manufacturing settings,Status and monitoring', `groups: ${groups}`);
   const cells = (css) => browser.run("return [...document.querySelectorAll(arguments[0])].map(r => [...r.cells].map(c => c.textContent))", css);
   // Units, range, default and availability (KVP follows the motor's feedback device here).
   const table = Object.fromEntries((await cells('#variables tr[data-name]')).map((r) => [r[0], r.slice(2, 6).join('|')]));
-  if (table.KVP !== 'Arms/rad/sec|0.002 … 126.278|0.032|disabled' || table.AFBSrc !== '|0 … 1|0|not available on this model') {
-    fail(`rows: ${table.KVP}; ${table.AFBSrc}`);
-  }
+  check(table.KVP === 'Arms/rad/sec|0.002 … 126.278|0.032|disabled' && table.AFBSrc === '|0 … 1|0|not available on this model',
+    `rows: ${table.KVP}; ${table.AFBSrc}`);
   writeFileSync(path.join(outputDir, 'panel.png'), Buffer.from(await browser.screenshot(), 'base64'));
 
   step = 'search';
   await browser.type('#search', 'kv');
   const shown = await browser.run("return [...document.querySelectorAll('#variables tr[data-name]')].map(r => r.dataset.name)");
-  if (!shown.includes('KVP') || shown.length > 10 || !shown.every((n) => /kv/i.test(n))) fail(`rows: ${shown}`);
+  check(shown.includes('KVP') && shown.length <= 10 && shown.every((n) => /kv/i.test(n)), `rows: ${shown}`);
 
   step = 'edit and read back';
   await edit(browser, 'KVP', '0.05');
   await until('the stored value', async () => (await text(browser, '#message')) === 'KVP stored 0.05');
-  if (await apiValue(serve, 'KVP') !== 0.05) fail('the drive does not hold 0.05');
-  if (await browser.run(`return document.querySelector('.value-edit[data-name="KVP"]').value`) !== '0.05') fail('field');
+  check(await apiValue(serve, 'KVP') === 0.05, 'the drive does not hold 0.05');
+  check(await browser.run(`return document.querySelector('.value-edit[data-name="KVP"]').value`) === '0.05', 'field');
 
   step = 'out of range';
   await browser.run("const s = document.querySelector('#search'); s.value = 'KIP'; s.dispatchEvent(new Event('input'));");
   const before = await apiValue(serve, 'KIP');
   await edit(browser, 'KIP', '1e9');
-  if (!/^KIP: 1e9 is outside .* … .*$/.test(await text(browser, '#message'))) fail(await text(browser, '#message'));
-  if (!(await browser.run(`return document.querySelector('.value-edit[data-name="KIP"]').classList.contains('invalid')`))) {
-    fail('the field is not marked invalid');
-  }
-  if (await apiValue(serve, 'KIP') !== before) fail('KIP changed');
+  const refusal = await text(browser, '#message');
+  check(/^KIP: 1e9 is outside .* … .*$/.test(refusal), refusal);
+  check(await browser.run(`return document.querySelector('.value-edit[data-name="KIP"]').classList.contains('invalid')`),
+    'the field is not marked invalid');
+  check(await apiValue(serve, 'KIP') === before, 'KIP changed');
 
   step = 'diff against defaults';
   await browser.click('#diff-defaults');
   await until('the diff', () => browser.run("return !document.querySelector('#diff').hidden"));
   const kvp = (await cells('#diff tbody tr')).find((r) => r[0] === 'KVP');
-  if (!kvp || kvp[1] !== '0.05 Arms/rad/sec' || kvp[2] !== '0.032 Arms/rad/sec') fail(`KVP row: ${kvp}`);
-  if (!/differ$/.test(await text(browser, '#diff-title'))) fail('no diff title');
+  check(kvp && kvp[1] === '0.05 Arms/rad/sec' && kvp[2] === '0.032 Arms/rad/sec', `KVP row: ${kvp}`);
+  check(/differ$/.test(await text(browser, '#diff-title')), 'no diff title');
 
   step = 'backup download';
   await browser.click('#backup');
@@ -175,19 +155,18 @@ async function main() {
   const inked = await browser.run(`const c = document.querySelector('#plot');
     const d = c.getContext('2d').getImageData(0, 0, c.width, c.height).data;
     let n = 0; for (let i = 3; i < d.length; i += 4) n += d[i] > 0; return n;`);
-  if (inked < 100) fail(`the plot drew ${inked} pixels`);
+  check(inked >= 100, `the plot drew ${inked} pixels`);
 
   step = 'flash';
   await browser.run("document.querySelector('#flash-file').hidden = false");
   await browser.type('#flash-file', path.join(samples, 'ABC-DEF004-GH.i00'));
   await until('the confirmation', () => browser.run("return document.querySelector('#confirm').open"));
   await browser.click('#confirm-yes');
-  const progress = () => browser.run("const p = document.querySelector('#flash-progress'); return [p.value, p.max]");
   await until('the programmed flash', async () => /^(the flash is|programming the flash)/.test(await text(browser, '#message')), 60_000);
-  const [value, max] = await progress();
-  if (value !== max || max !== 2058) fail(`progress ${value} of ${max}`);
-  if ((await text(browser, '#message')) !== 'the flash is programmed') fail(await text(browser, '#flash-result'));
-  if (!/put it back with: svodb restore .*-user\.par/.test(await text(browser, '#flash-result'))) fail('no backup before the flash');
+  const [value, max] = await browser.run("const p = document.querySelector('#flash-progress'); return [p.value, p.max]");
+  check(value === max && max === 2058, `progress ${value} of ${max}`);
+  check((await text(browser, '#message')) === 'the flash is programmed', await text(browser, '#flash-result'));
+  check(/put it back with: svodb restore .*-user\.par/.test(await text(browser, '#flash-result')), 'no backup before the flash');
 
   await browser.quit();
   await fetch(`${serve.base}/api/shutdown`, { method: 'POST', headers: { 'X-Svodb-Token': serve.token } });

@@ -6,8 +6,10 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <filesystem>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "config_flash.h"
@@ -30,16 +32,9 @@ NvEntry ReadNv(VirtualDrive& drive, int32_t entry) {
   return NvEntry{static_cast<uint8_t>(reg), static_cast<uint8_t>(data)};
 }
 
-class OpenDrive : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_EQ(drive.InitComPort(1, 19200), 1);
-    drive.Log().Clear();
-  }
+TEST(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
   VirtualDrive drive;
-};
-
-TEST_F(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   drive.SetNvEntry(23, {16, 0x37});
   drive.SetNvEntry(74, {108, 0x11});  // BQ0B2's low byte in its indirect sequence
   drive.SetNvEntry(3, {4, 0x00});     // cannot change the model
@@ -47,31 +42,31 @@ TEST_F(OpenDrive, PowerCycleReplaysNvOverTheHardwareState) {
   EXPECT_EQ(drive.PutVarToFPGA(111, 0x80), 1);  // SPI_EN has no NV copy: lost
   drive.SetMoving(true);
   drive.PowerCycle();
-  EXPECT_EQ(Read(drive, 16), 0x37);
+  EXPECT_EQ((std::array{Read(drive, 16), Read(drive, 4), Read(drive, 1), Read(drive, 111)}),
+            (std::array{0x37, 0xF8, 0x00, 0x00}));
   EXPECT_EQ(drive.BiquadByte(0), 0x11);
-  EXPECT_EQ(Read(drive, 4), 0xF8);
-  EXPECT_EQ(Read(drive, 1), 0x00);
-  EXPECT_EQ(Read(drive, 111), 0x00);
   EXPECT_FALSE(drive.IsMoving());
   EXPECT_EQ(drive.Log().Count(Operation::kPutVarToFPGA), 1u);  // the replay is not bus traffic
 }
 
 // The fault-injection tests elsewhere show each plan fires; these are the
 // rules for when a plan is spent.
-TEST_F(OpenDrive, FaultPlansAreSpentAsArmed) {
+TEST(OpenDrive, FaultPlansAreSpentAsArmed) {
+  VirtualDrive drive;
+  ASSERT_EQ(drive.InitComPort(1, 19200), 1);
   drive.Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 16);  // the 2nd read of register 16
-  EXPECT_EQ(drive.GetVarFromFPGA(17, nullptr, nullptr), 1);
-  EXPECT_EQ(drive.GetVarFromFPGA(16, nullptr, nullptr), 1);
-  EXPECT_EQ(drive.GetVarFromFPGA(16, nullptr, nullptr), 6);
+  EXPECT_EQ(
+      (std::array{drive.GetVarFromFPGA(17, nullptr, nullptr), drive.GetVarFromFPGA(16, nullptr, nullptr),
+                  drive.GetVarFromFPGA(16, nullptr, nullptr)}),
+      (std::array{1, 1, 6}));
   EXPECT_TRUE(drive.Faults().IsEmpty());
   drive.Faults().ReportWrongNvRegister(23, 99);  // until the entry is written
-  EXPECT_EQ(ReadNv(drive, 23), (NvEntry{99, 0x04}));
-  EXPECT_EQ(ReadNv(drive, 23), (NvEntry{99, 0x04}));
+  EXPECT_EQ((std::array{ReadNv(drive, 23), ReadNv(drive, 23)}),
+            (std::array{NvEntry{99, 0x04}, NvEntry{99, 0x04}}));
   EXPECT_EQ(drive.PutVarToEEPROM(23, 16, 0x05), 1);
   EXPECT_EQ(ReadNv(drive, 23), (NvEntry{16, 0x05}));
   drive.Faults().EraseAnswersBusy(24);
-  EXPECT_EQ(drive.NVEraseUnit(24), 2);
-  EXPECT_EQ(drive.NVEraseUnit(24), 1);
+  EXPECT_EQ((std::array{drive.NVEraseUnit(24), drive.NVEraseUnit(24)}), (std::array{2, 1}));
 }
 
 TEST(VirtualDriveState, TextRoundTripAndDamagedFilesRejectedWhole) {
@@ -108,31 +103,23 @@ TEST(VirtualDriveState, TextRoundTripAndDamagedFilesRejectedWhole) {
   EXPECT_FALSE(ReadStateFile(std::filesystem::temp_directory_path() / "svodb_no_such.state"));
 }
 
+// Logic 4 reaches its flash only with SPI_EN (register 111) on.
 TEST(ConfigFlashUnlock, OnlyTheWholeKeyThenAFunctionStartsTheEngine) {
-  struct Case {
-    std::vector<int32_t> writes;
-    IspFunction started;
+  const std::tuple<int32_t, std::vector<int32_t>, IspFunction> cases[] = {
+      {3, {0x55, 0xAA, 3}, IspFunction::kProgram}, {3, {0x55, 0xAA, 5}, IspFunction::kVerify},
+      {3, {0x55, 0xAA, 9}, IspFunction::kErase},   {3, {0x55, 0x55, 0xAA, 3}, IspFunction::kProgram},
+      {3, {0xAA, 0x55, 3}, IspFunction::kNone},    {3, {0x55, 0x00, 0xAA, 3}, IspFunction::kNone},
+      {3, {0x55, 0xAA, 7}, IspFunction::kNone},    {3, {0x55, 0xAA, 3, 3}, IspFunction::kProgram},
+      {4, {0x55, 0xAA, 3}, IspFunction::kNone},    {4, {-1, 0x55, 0xAA, 3}, IspFunction::kProgram},
   };
-  const Case cases[] = {
-      {{0x55, 0xAA, 3}, IspFunction::kProgram}, {{0x55, 0xAA, 5}, IspFunction::kVerify},
-      {{0x55, 0xAA, 9}, IspFunction::kErase},   {{0x55, 0x55, 0xAA, 3}, IspFunction::kProgram},
-      {{0xAA, 0x55, 3}, IspFunction::kNone},    {{0x55, 0x00, 0xAA, 3}, IspFunction::kNone},
-      {{0x55, 0xAA, 7}, IspFunction::kNone},    {{0x55, 0xAA, 3, 3}, IspFunction::kProgram},
-  };
-  for (const Case& c : cases) {
-    VirtualDrive drive(DriveConfig{.logicVersion = 3, .versionText = "3.0A"});
+  for (const auto& [logic, writes, started] : cases) {
+    VirtualDrive drive(DriveConfig{.logicVersion = logic, .versionText = logic == 3 ? "3.0A" : "4.0A"});
     ASSERT_EQ(drive.InitMotoBus({}), 1);
-    for (const int32_t value : c.writes) ASSERT_EQ(drive.PutVarToFPGA(77, value), 1);
-    EXPECT_EQ(drive.Flash().ActiveFunction(), c.started) << ::testing::PrintToString(c.writes);
+    // -1 stands for SPI_EN switched on.
+    for (const int32_t value : writes)
+      ASSERT_EQ(value < 0 ? drive.PutVarToFPGA(111, 0x80) : drive.PutVarToFPGA(77, value), 1);
+    EXPECT_EQ(drive.Flash().ActiveFunction(), started) << logic << " " << ::testing::PrintToString(writes);
   }
-  // Logic 4 reaches its flash only with SPI_EN on.
-  VirtualDrive drive;
-  ASSERT_EQ(drive.InitMotoBus({}), 1);
-  for (const int32_t value : {0x55, 0xAA, 3}) drive.PutVarToFPGA(77, value);
-  EXPECT_EQ(drive.Flash().ActiveFunction(), IspFunction::kNone);
-  drive.PutVarToFPGA(111, 0x80);
-  for (const int32_t value : {0x55, 0xAA, 3}) drive.PutVarToFPGA(77, value);
-  EXPECT_EQ(drive.Flash().ActiveFunction(), IspFunction::kProgram);
 }
 
 }  // namespace
