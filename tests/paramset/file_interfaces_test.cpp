@@ -40,6 +40,8 @@ class FileExports : public DriveExports {
   Scratch dir_;
 };
 
+// Only a user file must carry a version a drive has, and it is loaded all
+// the same; into NV it is refused before the drive is touched.
 TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   Open();
   OfflineImage(2);
@@ -50,22 +52,16 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   const std::string userText = Slurp(user), mfgText = Slurp(mfg);
   for (const auto& [version, expected] :
        {std::pair{"1", 33}, {"2", 1}, {"3", 1}, {"4", 1}, {"5", 33}, {"40", 33}}) {
-    const auto withVersion = [number = version](const std::string& text) {
+    for (auto [read, path, text, result] : {std::tuple{&RDFromFileUser_SVODB, user, userText, expected},
+                                            {&RDFromFileMfg_SVODB, mfg, mfgText, 1}}) {
       const std::size_t start = text.find("FileVersion ") + 12;
-      return text.substr(0, start) + number + text.substr(text.find(' ', start));
-    };
-    Spit(user, withVersion(userText));
-    Spit(mfg, withVersion(mfgText));
-    for (auto [read, path, result] :
-         {std::tuple{&RDFromFileUser_SVODB, user, expected}, {&RDFromFileMfg_SVODB, mfg, 1}}) {
+      Spit(path, text.substr(0, start) + version + text.substr(text.find(' ', start)));
       OfflineImage(3);
       ASSERT_EQ(PutVariable_SVODB("DPoles", 8), 1);
       EXPECT_EQ(read(path.c_str()), result) << version;
-      EXPECT_EQ(Value("DPoles"), 4) << version;  // loaded whatever the version
+      EXPECT_EQ(Value("DPoles"), 4) << version;
     }
   }
-  // Into NV: the user file is refused before the drive is touched, the
-  // manufacturing file goes on.
   const sim::PersistentState before = drive_.SaveState();
   Select(0);
   EXPECT_EQ(SetUserParamsNV_SVODBT(user.c_str()), 33);

@@ -14,13 +14,6 @@ namespace {
 using sim::DriveConfig;
 using sim::Operation;
 using sim::Persistence;
-using Names = std::vector<std::string>;
-
-Names NamesOf(const ParameterList& list) {
-  Names names;
-  for (const VariableRecord* record : list) names.emplace_back(record->name);
-  return names;
-}
 
 // The first arguments (FPGA address, NV entry) of the calls of one kind.
 std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
@@ -31,10 +24,10 @@ std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
 }
 
 // The user file set as the drive's version text and logic see it, in
-// catalogue order: the biquads need a TRX logic family (62 of 65 on
-// "105.1A"), FBDivisor the 102 family, FbType and FilterType logic 4, and a
-// version text never read supports nothing. The drive's own reads take the
-// user and manufacturing sets.
+// catalogue order: the biquads need a TRX logic family, FBDivisor the 102
+// family, FbType and FilterType logic 4, and a version text never read
+// supports nothing. The drive's own reads take the user and manufacturing
+// sets.
 TEST(SetSelection, MembersFollowTheDrivesVersion) {
   const Catalogue catalogue;
   ParameterList userAndManufacturing;
@@ -44,176 +37,159 @@ TEST(SetSelection, MembersFollowTheDrivesVersion) {
   EXPECT_EQ(DriveReadSet(catalogue), userAndManufacturing);
   const ParameterList all = UserFileSet(catalogue);
   EXPECT_EQ(all.size(), 65u);
-  const std::pair<DriveVersion, std::size_t> cases[] = {{{"4.0A", 4}, 48},     {{"105.1A", 4}, 62},
-                                                        {{"102.1A", 3}, 47},   {{"S1.0x", 3}, 39},
-                                                        {{"anything", 2}, 33}, {{"", 3}, 0}};
-  for (const auto& [version, count] : cases) {
+  const struct {
+    DriveVersion version;
+    std::size_t count;
+    const char *members, *others;
+  } cases[] = {
+      // clang-format off
+      {{"4.0A", 4}, 48, "GearIn FbType", "BQ0K1 FBDivisor"}, {{"105.1A", 4}, 62, "BQ3K2", "FbType FBDivisor"},
+      {{"102.1A", 3}, 47, "FBDivisor GearIn", "BQ0K1 FbType"}, {{"S1.0x", 3}, 39, "", ""},
+      {{"anything", 2}, 33, "", ""}, {{"", 3}, 0, "", ""},
+      // clang-format on
+  };
+  for (const auto& c : cases) {
     ParameterList inOrder;
-    const ParameterList members = UserFileSet(catalogue, version);
+    const ParameterList members = UserFileSet(catalogue, c.version);
     std::ranges::copy_if(all, std::back_inserter(inOrder),
                          [&](auto* r) { return std::ranges::count(members, r); });
-    EXPECT_EQ(members, inOrder) << version.text;
-    EXPECT_EQ(members.size(), count) << version.text;
+    EXPECT_EQ(members, inOrder) << c.version.text;
+    EXPECT_EQ(members.size(), c.count) << c.version.text;
+    for (const VariableRecord* record : Named(catalogue, c.members))
+      EXPECT_EQ(std::ranges::count(members, record), 1) << c.version.text << " " << record->name;
+    for (const VariableRecord* record : Named(catalogue, c.others))
+      EXPECT_EQ(std::ranges::count(members, record), 0) << c.version.text << " " << record->name;
   }
-  const Names trx = NamesOf(UserFileSet(catalogue, DriveVersion{"105.1A", 4}));
-  const Names fb = NamesOf(UserFileSet(catalogue, DriveVersion{"102.1A", 3}));
-  for (const auto& [names, name, count] : {std::tuple{&trx, "BQ3K2", 1},
-                                           {&trx, "FbType", 0},
-                                           {&trx, "FBDivisor", 0},
-                                           {&fb, "FBDivisor", 1},
-                                           {&fb, "BQ0K1", 0},
-                                           {&fb, "GearIn", 1}})
-    EXPECT_EQ(std::ranges::count(*names, name), count) << name;
 }
 
-class Transfers : public ::testing::Test, public World {
- protected:
-  explicit Transfers(const DriveConfig& config = {}) : World(config) {}
-  static DriveConfig Logic(int32_t logic, const char* versionText) {
-    return DriveConfig{.logicVersion = logic, .versionText = versionText};
+// Entries above the drive's logic are passed over silently (a logic-2
+// drive has no biquads, FbType or auxiliary feedback); the working
+// registers take only what the version text supports, NV every entry the
+// logic has. A failed conversion of the image is reported back of the last
+// entry. ARF0 is FPGA 53 and NV entry 29, FBDivisor FPGA 99-102, the
+// biquads 42 and 108, GearIn 80-81.
+TEST(SetTransfers, EntriesFollowTheDrivesLogicAndVersion) {
+  using Transfer = Result (*)(LibraryContext&, const ParameterList&, uint32_t);
+  const char *older = "BQ0K1 ARF0 FbType AFBSrc FBSrc", *newer = "ARF0 FBDivisor BQ0K1 GearIn";
+  const struct {
+    int32_t logic;
+    const char *versionText, *names;
+    uint32_t node;
+    Transfer transfer;
+    Result expected;
+    Operation access;
+    std::set<int32_t> targets;
+  } cases[] = {
+      // clang-format off
+      {2, "2.0A", older, 1, ReadSetFromDrive, 10005, Operation::kGetVarFromFPGA, {1, 4, 25, 30, 53}},
+      {2, "2.0A", older, 1, ReadSetFromNV, 10005, Operation::kGetVarFromEEPROM, {29}},
+      {2, "2.0A", older, 1, WriteSetToDrive, 10001, Operation::kPutVarToFPGA, {53}},
+      {2, "2.0A", older, 1, WriteSetToNV, 10005, Operation::kPutVarToEEPROM, {29}},
+      {2, "2.0A", "BQ0K1 FbType", 1, WriteSetToDrive, 10000, Operation::kPutVarToFPGA, {}},
+      {4, "4.0A", newer, 0, WriteSetToDrive, 10002, Operation::kPutVarToFPGA, {53, 80, 81}},
+      {4, "105.1A", newer, 0, WriteSetToDrive, 10003, Operation::kPutVarToFPGA, {42, 53, 80, 81, 108}},
+      {4, "102.1A", newer, 0, WriteSetToDrive, 10003, Operation::kPutVarToFPGA, {53, 80, 81, 99, 100, 101, 102}},
+      {4, "", newer, 0, WriteSetToDrive, 10000, Operation::kPutVarToFPGA, {}},
+      {4, "", "FBDivisor BQ0K1", 0, WriteSetToNV, 10002, Operation::kPutVarToEEPROM, {63, 64, 65, 66, 77, 78, 79, 80}},
+      {4, "4.0A", "ARF0", 3, WriteSetToNV, 80023, Operation::kPutVarToEEPROM, {29}},  // node 3's mode is unknown
+      // clang-format on
+  };
+  for (const auto& c : cases) {
+    World world(DriveConfig{.logicVersion = c.logic, .versionText = c.logic == 2 ? "2.0A" : "4.0A"});
+    world.db.driveVersion = c.versionText;
+    world.db.nodes[3].setupS21 = 7;
+    EXPECT_EQ(c.transfer(world.ctx, Named(world.db.catalogue, c.names), c.node), c.expected) << c.names;
+    EXPECT_EQ(Targets(world.drive.Log(), c.access), c.targets) << c.names << " " << c.versionText;
   }
-  ParameterList List(std::initializer_list<const char*> names) {
-    ParameterList list;
-    for (const char* name : names) list.push_back(db.catalogue.Find(name));
-    return list;
-  }
-  int32_t Fpga(const char* name) { return registers.FindRegister(name)->descriptor.fpgaAddress; }
-  int32_t OnDrive(const char* name) {
-    int32_t raw = -1;
-    EXPECT_EQ(ReadFpgaField(ctx, name, raw), 1) << name;
-    return raw;
-  }
-  std::string Read(int32_t address) { return FpgaRead(drive, address); }
-};
+}
 
-struct TorqueDrive : Transfers {
-  TorqueDrive() : Transfers(DriveConfig{.modelCode = 28, .setupSwitches = 0x01}) {}
-};
-
-TEST_F(TorqueDrive, ReadsTakeTheDrivesIdentityFirst) {
-  const ParameterList list = List({"ARF0", "KVP"});
-  EXPECT_EQ(ReadSetFromDrive(ctx, list, 2), 10002);
-  // LogicVer first: the whole read follows the one answer.
-  const std::vector<std::string> header = {Read(30), Read(30), Read(4), Read(4), Read(1), Read(1), Read(25)};
+// A read takes LogicVer first and follows that one answer; the NV read
+// reads no switch of its own.
+TEST(SetTransfers, ReadsTakeTheDrivesIdentityFirst) {
+  World world(DriveConfig{.modelCode = 28, .setupSwitches = 0x01});
+  const ParameterList list = Named(world.db.catalogue, "ARF0 KVP");
+  const auto read = [&](int address) { return FpgaRead(world.drive, address); };
+  EXPECT_EQ(ReadSetFromDrive(world.ctx, list, 2), 10002);
+  const std::vector<std::string> header = {read(30), read(30), read(4), read(4), read(1), read(1), read(25)};
   std::vector<std::string> expected = header;
-  for (int address : {25, 53, 53, 16, 16}) expected.push_back(Read(address));
-  EXPECT_EQ(drive.Log().Lines(), expected);
-  const NodeState& image = db.nodes[2];
-  EXPECT_EQ(std::tie(image.modelCode, db.connectedModelCode), std::tuple(28u, 28u));
+  for (int address : {25, 53, 53, 16, 16}) expected.push_back(read(address));
+  EXPECT_EQ(world.drive.Log().Lines(), expected);
+  const NodeState& image = world.db.nodes[2];
+  EXPECT_EQ(std::tie(image.modelCode, world.db.connectedModelCode), std::tuple(28u, 28u));
   EXPECT_EQ(image.mode, 0u);  // OpMode 2 follows S2-1, which is on
   EXPECT_EQ(std::tie(image.setupS21, image.logicVersion), std::tuple(1u, 4));
-  EXPECT_EQ(Store("ARF0", 2), OnDrive("ARF0"));
+  int32_t arf0 = -1;
+  EXPECT_EQ(ReadFpgaField(world.ctx, "ARF0", arf0), 1);
+  EXPECT_EQ(world.Store("ARF0", 2), arf0);
 
-  drive.Log().Clear();
-  db.nodes[3].setupS21 = 0;
-  EXPECT_EQ(ReadSetFromNV(ctx, list, 3), 10002);  // no switch read of its own
+  world.drive.Log().Clear();
+  world.db.nodes[3].setupS21 = 0;
+  EXPECT_EQ(ReadSetFromNV(world.ctx, list, 3), 10002);
   expected = header;
   for (int entry : {29, 29, 23, 23}) {
-    const sim::NvEntry nv = drive.NvEntryAt(static_cast<uint8_t>(entry));
+    const sim::NvEntry nv = world.drive.NvEntryAt(static_cast<uint8_t>(entry));
     expected.push_back("GetVarFromEEPROM(" + std::to_string(entry) + ") -> 1 [" +
                        std::to_string(nv.fpgaRegister) + ", " + std::to_string(nv.data) + "]");
   }
-  EXPECT_EQ(drive.Log().Lines(), expected);
-  EXPECT_EQ(db.nodes[3].setupS21, 0u);
-  EXPECT_EQ(Store("KVP", 3), Store("KVP", 2));
+  EXPECT_EQ(world.drive.Log().Lines(), expected);
+  EXPECT_EQ(world.db.nodes[3].setupS21, 0u);
+  EXPECT_EQ(world.Store("KVP", 3), world.Store("KVP", 2));
 }
 
-struct OldLogicDrive : Transfers {
-  OldLogicDrive() : Transfers(Logic(2, "2.0A")) {}
-};
-
-TEST_F(OldLogicDrive, EntriesAboveTheDrivesLogicArePassedOverSilently) {
-  const ParameterList list = List({"BQ0K1", "ARF0", "FbType", "AFBSrc", "FBSrc"});
-  const struct {
-    Result (*transfer)(LibraryContext&, const ParameterList&, uint32_t);
-    Result expected;
-    Operation access;
-    std::set<int32_t> targets;  // ARF0's FPGA address or NV entry only
-  } cases[] = {{ReadSetFromDrive, 10005, Operation::kGetVarFromFPGA, {1, 4, 25, 30, 53}},
-               {ReadSetFromNV, 10005, Operation::kGetVarFromEEPROM, {29}},
-               {WriteSetToDrive, 10001, Operation::kPutVarToFPGA, {53}},
-               {WriteSetToNV, 10005, Operation::kPutVarToEEPROM, {29}}};
-  for (const auto& c : cases) {
-    drive.Log().Clear();
-    EXPECT_EQ(c.transfer(ctx, list, 1), c.expected);
-    EXPECT_EQ(Targets(drive.Log(), c.access), c.targets);
-  }
-  EXPECT_EQ(WriteSetToDrive(ctx, List({"BQ0K1", "FbType"}), 1), 10000);
-}
-
-TEST_F(Transfers, WritesToTheWorkingRegistersOnlyWhatTheVersionTextSupports) {
-  const struct {
-    const char* versionText;
-    Result expected;
-    std::set<int32_t> written;  // ARF0 53, FBDivisor 99-102, biquads 42 and 108, GearIn 80-81
-  } cases[] = {{"4.0A", 10002, {53, 80, 81}},
-               {"105.1A", 10003, {42, 53, 80, 81, 108}},
-               {"102.1A", 10003, {53, 80, 81, 99, 100, 101, 102}},
-               {"", 10000, {}}};
-  for (const auto& c : cases) {
-    db.driveVersion = c.versionText;
-    drive.Log().Clear();
-    EXPECT_EQ(WriteSetToDrive(ctx, List({"ARF0", "FBDivisor", "BQ0K1", "GearIn"}), 0), c.expected)
-        << c.versionText;
-    EXPECT_EQ(Targets(drive.Log(), Operation::kPutVarToFPGA), c.written) << c.versionText;
-  }
-  drive.Log().Clear();  // NV takes every entry the logic has, whatever the text
-  EXPECT_EQ(WriteSetToNV(ctx, List({"FBDivisor", "BQ0K1"}), 0), 10002);
-  EXPECT_EQ(Targets(drive.Log(), Operation::kPutVarToEEPROM),
-            (std::set<int32_t>{63, 64, 65, 66, 77, 78, 79, 80}));
-
-  // A failed conversion of the image is reported back of the last entry.
-  drive.Log().Clear();
-  db.nodes[3].setupS21 = 7;  // the image's mode cannot be derived: 80000 + 23
-  EXPECT_EQ(WriteSetToNV(ctx, List({"ARF0"}), 3), 80023);
-  EXPECT_EQ(drive.Log().Count(Operation::kPutVarToEEPROM), 1u);
-}
-
-TEST_F(Transfers, MotorParametersThatDoNotStickArePassedOverOthersStopTheWrite) {
+// Motor parameters whose write does not stick are passed over; any other
+// register stops the write.
+TEST(SetTransfers, MotorParametersThatDoNotStickArePassedOver) {
+  World world;
+  const auto onDrive = [&](const char* name) {
+    int32_t raw = -1;
+    EXPECT_EQ(ReadFpgaField(world.ctx, name, raw), 1) << name;
+    return raw;
+  };
+  const auto fpga = [&](const char* name) {
+    return world.registers.FindRegister(name)->descriptor.fpgaAddress;
+  };
   const struct {
     const char* name;
     int32_t raw;  // differs from the drive's
     Result expected;
   } cases[] = {{"ILmtPlus", 120, 10002}, {"KVP", 100, 10002}, {"SelTRXParam", 0, 10002}, {"ARF0", 100, 10}};
-  db.nodes[2].logicVersion = 4;
+  world.db.nodes[2].logicVersion = 4;
   for (const auto& c : cases) {
-    Store(c.name, 2) = c.raw;
-    Store("ARF1", 2) = OnDrive("ARF1") + 1;
-    drive.Faults().Clear();
-    drive.Faults().DropFpgaWrite(Fpga(c.name), Persistence::kAlways);
-    EXPECT_EQ(WriteSetToDrive(ctx, List({c.name, "ARF1"}), 2), c.expected) << c.name;
-    EXPECT_NE(OnDrive(c.name), c.raw) << c.name;
-    EXPECT_EQ(OnDrive("ARF1") == Store("ARF1", 2), c.expected != 10) << c.name;
+    world.Store(c.name, 2) = c.raw;
+    world.Store("ARF1", 2) = onDrive("ARF1") + 1;
+    world.drive.Faults().Clear();
+    world.drive.Faults().DropFpgaWrite(fpga(c.name), Persistence::kAlways);
+    EXPECT_EQ(WriteSetToDrive(world.ctx, Named(world.db.catalogue, std::string(c.name) + " ARF1"), 2),
+              c.expected);
+    EXPECT_NE(onDrive(c.name), c.raw) << c.name;
+    EXPECT_EQ(onDrive("ARF1") == world.Store("ARF1", 2), c.expected != 10) << c.name;
   }
-  drive.Faults().Clear();
-  drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, Fpga("ILmtPlus"));
-  EXPECT_EQ(WriteSetToDrive(ctx, List({"ILmtPlus", "ARF1"}), 2), 6);
+  world.drive.Faults().Clear();
+  world.drive.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, fpga("ILmtPlus"));
+  EXPECT_EQ(WriteSetToDrive(world.ctx, Named(world.db.catalogue, "ILmtPlus ARF1"), 2), 6);
 }
-
-struct LogicThreeDrive : Transfers {
-  LogicThreeDrive() : Transfers(Logic(3, "3.2A")) {}
-};
 
 // Logic 3 replaced the current limits' steps by percentages and changed the
 // gains' format: an older image is written in the new formats and keeps its
 // own.
-TEST_F(LogicThreeDrive, AnOlderImageTravelsInTheDrivesFormats) {
-  db.nodes[2].logicVersion = 2;
-  registers.SetCurrentLimitLayout(2);
-  Store("ILmtPlus", 2) = 2;
-  Store("KVP", 2) = 100;
+TEST(SetTransfers, AnOlderImageTravelsInTheDrivesFormats) {
+  World world(DriveConfig{.logicVersion = 3, .versionText = "3.2A"});
+  world.db.nodes[2].logicVersion = 2;
+  world.registers.SetCurrentLimitLayout(2);
+  world.Store("ILmtPlus", 2) = 2;
+  world.Store("KVP", 2) = 100;
   double image = 0.0, online = 0.0;
-  ASSERT_EQ(GetOfflineValue(ctx, "KVP", 2, image), 1);
-  EXPECT_EQ(WriteSetToDrive(ctx, List({"ILmtPlus", "KVP"}), 2), 10002);
-  EXPECT_EQ(WriteSetToNV(ctx, List({"ILmtPlus"}), 2), 10001);
-  const auto calls = drive.Log().Lines();
+  ASSERT_EQ(GetOfflineValue(world.ctx, "KVP", 2, image), 1);
+  EXPECT_EQ(WriteSetToDrive(world.ctx, Named(world.db.catalogue, "ILmtPlus KVP"), 2), 10002);
+  EXPECT_EQ(WriteSetToNV(world.ctx, Named(world.db.catalogue, "ILmtPlus"), 2), 10001);
+  const auto calls = world.drive.Log().Lines();
   EXPECT_EQ(std::ranges::count(calls, "PutVarToFPGA(85, 101) -> 1"), 1);
   EXPECT_EQ(std::ranges::count(calls, "PutVarToEEPROM(45, 85, 101) -> 1"), 1);
-  ASSERT_EQ(ReadVariableOnline(ctx, "KVP", online), 1);
-  EXPECT_NE(OnDrive("KVP"), 100);
+  ASSERT_EQ(ReadVariableOnline(world.ctx, "KVP", online), 1);
   EXPECT_NEAR(online, image, image * 0.02);
-  EXPECT_EQ(std::tie(Store("ILmtPlus", 2), Store("KVP", 2), db.nodes[2].logicVersion), std::tuple(2, 100, 2));
-  EXPECT_EQ(registers.FindRegister("ILmtPlus")->descriptor.bitWidth, 2u);
+  EXPECT_EQ(std::tie(world.Store("ILmtPlus", 2), world.Store("KVP", 2), world.db.nodes[2].logicVersion),
+            std::tuple(2, 100, 2));
+  EXPECT_EQ(world.registers.FindRegister("ILmtPlus")->descriptor.bitWidth, 2u);
 }
 
 using SetExports = DriveExports;

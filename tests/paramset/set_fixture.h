@@ -42,6 +42,14 @@ inline void PutValues(LibraryContext ctx, uint32_t node, const std::string& pair
   for (double value = 0; in >> name >> value;) ASSERT_EQ(PutOfflineValue(ctx, name, node, value), 1) << name;
 }
 
+// The catalogue's records of the names, given as "name name ...".
+inline ParameterList Named(const Catalogue& catalogue, const std::string& names) {
+  ParameterList list;
+  std::istringstream in(names);
+  for (std::string name; in >> name;) list.push_back(catalogue.Find(name));
+  return list;
+}
+
 // A successful read of the FPGA register as it stands.
 inline std::string FpgaRead(const sim::VirtualDrive& drive, int address) {
   return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
@@ -111,11 +119,7 @@ class DriveExports : public ExportTest {
     return api::Context().registers.FindRegister(name)->raw[node];
   }
   static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
-  static ParameterList List(std::initializer_list<const char*> names) {
-    ParameterList list;
-    for (const char* name : names) list.push_back(api::Context().db.catalogue.Find(name));
-    return list;
-  }
+  static ParameterList List(const std::string& names) { return Named(api::Context().db.catalogue, names); }
   static double Value(const char* name, uint32_t node) {
     double value = -999;
     LibraryContext ctx = api::Context();
