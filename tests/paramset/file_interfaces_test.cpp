@@ -2,12 +2,7 @@
 // files and loaded from them, files copied into the drive's NV memory and
 // NV memory saved to files, the factory defaults loaded into an image, and
 // the composed code of each failure.
-#include <gtest/gtest.h>
-
-#include <algorithm>
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "paramset/set_fixture.h"
 
@@ -73,67 +68,6 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   EXPECT_GT(drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
 }
 
-// A file reaches NV only for the drive's model; a user file is loaded into
-// node 1, which stays current unless all of it succeeded.
-TEST_F(FileExports, FilesReachNvOnlyForTheDrivesModel) {
-  Open();
-  const sim::PersistentState factory = drive_.SaveState();
-  const struct {
-    const char* what;
-    bool mfg;
-    int32_t fileModel;
-    std::function<void(Plan)> fault;
-    const char* file;
-    int32_t expected;
-    bool beforeNv;  // fails before anything is written to NV
-  } cases[] = {
-      // clang-format off
-      {"another model", false, 28, [](Plan) {}, "user.par", 80009, true},
-      {"model unreadable", false, 31, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, "user.par", 80006, true},
-      {"no such file", false, 31, [](Plan) {}, "missing.par", 50031, true},
-      {"NV write fails", false, 31, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "user.par", 40006, false},
-      {"NV write does not stick", false, 31, [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, "user.par", 40010, false},
-      {"another model", true, 28, [](Plan) {}, "mfg.par", 80009, true},
-      {"model unreadable", true, 31, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 5, 4); }, "mfg.par", 80005, true},
-      {"no such file", true, 31, [](Plan) {}, "missing.par", 50031, true},
-      {"NV write fails", true, 31, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "mfg.par", 40006, false},
-      {"erase busy twice", true, 31, [](Plan f) { f.EraseAnswersBusy(200, Persistence::kAlways); }, "mfg.par", 70002, false},
-      {"erase fails", true, 31, [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 3, 4); }, "mfg.par", 70004, false},
-      {"user file", true, 31, [](Plan) {}, "user.par", 50032, true},
-      // clang-format on
-  };
-  for (const auto& c : cases) {
-    OfflineImage(2, c.fileModel);
-    ASSERT_EQ(PutVariable_SVODB("DPoles", 4), 1);
-    Store("ARF0", 2) = 100;  // unlike the drive's, so a dropped write shows
-    ASSERT_EQ((c.mfg ? WRToFileMfg_SVODB : WRToFileUser_SVODB)(Path(c.mfg ? "mfg.par" : "user.par").c_str()),
-              1);
-    ASSERT_EQ(WRToFileUser_SVODB(Path("user.par").c_str()), 1);
-    Select(c.mfg ? 3 : 0);
-    drive_.Faults().Clear();
-    c.fault(drive_.Faults());
-    drive_.Log().Clear();
-    EXPECT_EQ((c.mfg ? SetMfgParamsNV_SVODBT : SetUserParamsNV_SVODBT)(Path(c.file).c_str()), c.expected)
-        << c.what;
-    EXPECT_EQ(api::CurrentNode(), c.mfg ? 3u : 1u) << c.what;
-    if (c.beforeNv) {
-      EXPECT_EQ(NvChanges(), 0u) << c.what;
-      EXPECT_EQ(drive_.SaveState(), factory) << c.what;
-    }
-    drive_.RestoreState(factory);
-  }
-  drive_.Faults().Clear();
-  const int32_t factoryPoles = OnDrive("DPoles", true);
-  Select(0);
-  drive_.Log().Clear();
-  EXPECT_EQ(SetUserParamsNV_SVODBT(Path("user.par").c_str()), 1);
-  EXPECT_EQ(api::CurrentNode(), 0u);
-  EXPECT_EQ(Node(1).modelCode, 31u);
-  EXPECT_EQ(OnDrive("DPoles", true), Store("DPoles", 1));
-  EXPECT_NE(OnDrive("DPoles", true), factoryPoles);
-  EXPECT_TRUE(Erased().empty());
-}
-
 TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpNv) {
   Open();
   Select(2);
@@ -186,14 +120,28 @@ TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
   EXPECT_EQ(api::Context().db.parameterFileNames[0].size(), 48u);
 }
 
+// The composed code of each failure. A file reaches NV only for the
+// drive's model, and a failure before NV leaves it untouched; a user file
+// is loaded into node 1, which stays current unless all of it succeeded. A
+// failed write keeps the old file.
 TEST_F(FileExports, FailuresComposeWithTheirContext) {
   Open();
-  const std::string user = Path("user.par"), missing = Path("no/such/folder/file.par");
-  OfflineImage(2);
-  ASSERT_EQ(WRToFileUser_SVODB(user.c_str()), 1);
+  const sim::PersistentState factory = drive_.SaveState();
+  const std::string user = Path("user.par"), mfg = Path("mfg.par"), missing = Path("no/such/folder/file.par");
+  // Both files of an image of the model, ARF0 unlike the drive's so that a
+  // dropped write shows.
+  const auto files = [&](int32_t model) {
+    return [=, this] {
+      OfflineImage(2, model);
+      ASSERT_EQ(PutVariable_SVODB("DPoles", 4), 1);
+      Store("ARF0", 2) = 100;
+      ASSERT_EQ(WRToFileUser_SVODB(user.c_str()), 1);
+      ASSERT_EQ(WRToFileMfg_SVODB(mfg.c_str()), 1);
+    };
+  };
+  files(31)();
   // ARF0, ARF1, BatFDis, BQ0B2, BQ0K1, then the bad line.
   std::string bad = Slurp(user);
-  ASSERT_NE(bad.find("\nBQ0B1 "), std::string::npos);
   Spit(Path("bad.par"),
        bad.insert(bad.find("\nBQ0B1 "), "\n# a comment is not counted\nBatFDis = Sometimes"));
   const auto on = [](
@@ -203,38 +151,75 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
       edit();
     };
   };
-  const auto nothing = [] {};
+  const auto toNv = [](bool manufacturing, const std::string& path) {
+    return [=] {
+      Select(manufacturing ? 3 : 0);
+      return (manufacturing ? SetMfgParamsNV_SVODBT : SetUserParamsNV_SVODBT)(path.c_str());
+    };
+  };
+  const auto none = [](Plan) {};
   const struct {
     const char* what;
     std::function<void()> prepare;
+    std::function<void(Plan)> fault;
     std::function<int32_t()> call;
     int32_t expected;
+    int32_t node;  // current afterwards, -1 for any
+    bool nvKept = true;
   } cases[] = {
       // clang-format off
-      {"image mode", on(2, [] { Node(2).setupS21 = 7; }), [&] { return WRToFileUser_SVODB(user.c_str()); }, 80023},
-      {"image command source", on(2, [] { Store("CmdSrc", 2) = 3; }), [&] { return WRToFileMfg_SVODB(user.c_str()); }, 80023},
-      {"model without a label", on(2, [] { ASSERT_EQ(SetModel_SVODB(99), 1); }), [&] { return WRToFileUser_SVODB(user.c_str()); }, 60009},
-      {"no such folder", on(2), [&] { return WRToFileUser_SVODB(missing.c_str()); }, 60031},
-      {"no such folder", on(2), [&] { return WRToFileMfg_SVODB(missing.c_str()); }, 60031},
-      {"no such file", on(3), [&] { return RDFromFileUser_SVODB(missing.c_str()); }, 50031},
-      {"user file to the manufacturing reader", on(3), [&] { return RDFromFileMfg_SVODB(user.c_str()); }, 50032},
-      {"label on the 6th parameter line", on(3), [&] { return RDFromFileUser_SVODB(Path("bad.par").c_str()); }, 50623},
-      {"NV read", [&] { drive_.Faults().FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 30005},
-      {"NV entry of another register", [&] { drive_.Faults().ReportWrongNvRegister(29, 99); }, [&] { return GetMfgParamsNV_SVODBT(user.c_str()); }, 30007},
-      {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023},
-      {"no such folder", on(4), [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031},
-      {"null name", nothing, [] { return RDFromFileUser_SVODB(nullptr); }, 31},
+      {"another model", files(28), none, toNv(false, user), 80009, 1},
+      {"model unreadable", files(31), [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, toNv(false, user), 80006, 1},
+      {"no such file", files(31), none, toNv(false, Path("missing.par")), 50031, 1},
+      {"NV write fails", files(31), [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, toNv(false, user), 40006, 1, false},
+      {"NV write does not stick", files(31), [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, toNv(false, user), 40010, 1, false},
+      {"another model", files(28), none, toNv(true, mfg), 80009, 3},
+      {"model unreadable", files(31), [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 5, 4); }, toNv(true, mfg), 80005, 3},
+      {"no such file", files(31), none, toNv(true, Path("missing.par")), 50031, 3},
+      {"NV write fails", files(31), [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, toNv(true, mfg), 40006, 3, false},
+      {"erase busy twice", files(31), [](Plan f) { f.EraseAnswersBusy(200, Persistence::kAlways); }, toNv(true, mfg), 70002, 3, false},
+      {"erase fails", files(31), [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 3, 4); }, toNv(true, mfg), 70004, 3, false},
+      {"user file", files(31), none, toNv(true, user), 50032, 3},
+      {"image mode", on(2, [] { Node(2).setupS21 = 7; }), none, [&] { return WRToFileUser_SVODB(user.c_str()); }, 80023, 2},
+      {"image command source", on(2, [] { Store("CmdSrc", 2) = 3; }), none, [&] { return WRToFileMfg_SVODB(user.c_str()); }, 80023, 2},
+      {"model without a label", on(2, [] { ASSERT_EQ(SetModel_SVODB(99), 1); }), none, [&] { return WRToFileUser_SVODB(user.c_str()); }, 60009, 2},
+      {"no such folder", on(2), none, [&] { return WRToFileUser_SVODB(missing.c_str()); }, 60031, 2},
+      {"no such folder", on(2), none, [&] { return WRToFileMfg_SVODB(missing.c_str()); }, 60031, 2},
+      {"no such file", on(3), none, [&] { return RDFromFileUser_SVODB(missing.c_str()); }, 50031, 3},
+      {"user file to the manufacturing reader", on(3), none, [&] { return RDFromFileMfg_SVODB(user.c_str()); }, 50032, 3},
+      {"label on the 6th parameter line", on(3), none, [&] { return RDFromFileUser_SVODB(Path("bad.par").c_str()); }, 50623, 3},
+      {"NV read", [] {}, [](Plan f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 30005, -1},
+      {"NV entry of another register", [] {}, [](Plan f) { f.ReportWrongNvRegister(29, 99); }, [&] { return GetMfgParamsNV_SVODBT(user.c_str()); }, 30007, -1},
+      {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), none, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023, 4, false},
+      {"no such folder", on(4), none, [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031, 4, false},
+      {"null name", [] {}, none, [] { return RDFromFileUser_SVODB(nullptr); }, 31, -1},
       // clang-format on
   };
   for (const auto& c : cases) {
     api::ResetForTesting();
     drive_.Faults().Clear();
+    drive_.RestoreState(factory);
     Open();
     c.prepare();
     const std::string kept = Slurp(user);
+    c.fault(drive_.Faults());
+    drive_.Log().Clear();
     EXPECT_EQ(c.call(), c.expected) << c.what;
+    EXPECT_TRUE(c.node < 0 || api::CurrentNode() == static_cast<uint32_t>(c.node)) << c.what;
     EXPECT_EQ(Slurp(user), kept) << c.what << ": a failed write keeps the old file";
+    EXPECT_TRUE(!c.nvKept || (NvChanges() == 0 && drive_.SaveState() == factory)) << c.what << ": NV touched";
   }
+  drive_.Faults().Clear();
+  drive_.RestoreState(factory);
+  const int32_t factoryPoles = OnDrive("DPoles", true);
+  files(31)();
+  drive_.Log().Clear();
+  EXPECT_EQ(toNv(false, user)(), 1);
+  EXPECT_EQ(api::CurrentNode(), 0u);
+  EXPECT_EQ(Node(1).modelCode, 31u);
+  EXPECT_EQ(OnDrive("DPoles", true), Store("DPoles", 1));
+  EXPECT_NE(OnDrive("DPoles", true), factoryPoles);
+  EXPECT_TRUE(Erased().empty());
 }
 
 // A backup of edited NV memory, restored onto a fresh drive of the same
