@@ -120,13 +120,14 @@ TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
   EXPECT_EQ(api::Context().db.parameterFileNames[0].size(), 48u);
 }
 
-// The composed code of each failure. A file reaches NV only for the
+// The composed code of each failure of the file and whole-set exports. A file reaches NV only for the
 // drive's model, and a failure before NV leaves it untouched; a user file
 // is loaded into node 1, which stays current unless all of it succeeded. A
 // failed write keeps the old file.
 TEST_F(FileExports, FailuresComposeWithTheirContext) {
   Open();
   const sim::PersistentState factory = drive_.SaveState();
+  const sim::WorkingRegisters working = drive_.SaveWorkingRegisters();
   const std::string user = Path("user.par"), mfg = Path("mfg.par"), missing = Path("no/such/folder/file.par");
   // Both files of an image of the model, ARF0 unlike the drive's so that a
   // dropped write shows.
@@ -158,6 +159,7 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
     };
   };
   const auto none = [](Plan) {};
+  const auto arf0 = [] { Store("ARF0", 0) = 100; };
   const struct {
     const char* what;
     std::function<void()> prepare;
@@ -193,12 +195,38 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
       {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), none, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023, 4, false},
       {"no such folder", on(4), none, [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031, 4, false},
       {"null name", [] {}, none, [] { return RDFromFileUser_SVODB(nullptr); }, 31, -1},
+      // The whole-set exports; the model (FPGA 4) is read before the set and
+      // again by the set.
+      // Model (FPGA 4) is read before the set and again by the set.
+      {"model", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006, -1, false},
+      {"model", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006, -1, false},
+      {"model again", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB, 10006, -1, false},
+      {"model of the write", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, WRToDriveUser_SVODB, 20006, -1, false},
+      {"ARF0 unsteady", arf0, [](Plan f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010, -1, false},
+      {"ARF0 in NV", arf0, [](Plan f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007, -1, false},
+      {"NV read", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005, -1, false},
+      {"ARF0 dropped", arf0, [](Plan f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB, 20010, -1, false},
+      // LogicVer is read once, first; its failure is a failed logic check.
+      {"LogicVer", arf0, [](Plan f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB, 90006, -1, false},
+      {"NV write", arf0, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006, -1, false},
+      {"ARF0 NV dropped", arf0, [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010, -1, false},
+      {"LogicVer raw", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB, 90000, -1, false},
+      // The power board's byte (511) decides DeadBand's width: its address
+      // goes out to FPGA 42 as 255.
+      {"power board", arf0, [](Plan f) { f.FailEveryCall(Operation::kPutVarToFPGA, 6, 42); }, WRToNVMfg_SVODB, 44306, -1, false},
+      {"current offset", arf0, [](Plan f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 41); }, SetDefaultMfg_SVODB, 10006, -1, false},
+      {"defaults NV", arf0, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB, 40006, -1, false},
+      {"erase busy", arf0, [](Plan f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB, 70002, -1, false},
+      {"erase busy", arf0, [](Plan f) { f.EraseAnswersBusy(230, Persistence::kAlways); }, SetDefaultMfg_SVODB, 70002, -1, false},
+      {"erase", arf0, [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 2, 4); }, SetDefaultMfg_SVODB, 70004, -1, false},
+      {"defaults model", arf0, [](Plan f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 4); }, SetDefaultUser_SVODB, 100006, -1, false},
       // clang-format on
   };
   for (const auto& c : cases) {
     api::ResetForTesting();
     drive_.Faults().Clear();
     drive_.RestoreState(factory);
+    drive_.ResumeWorkingRegisters(working);
     Open();
     c.prepare();
     const std::string kept = Slurp(user);

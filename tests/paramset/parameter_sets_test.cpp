@@ -194,74 +194,25 @@ TEST(SetTransfers, AnOlderImageTravelsInTheDrivesFormats) {
 
 using SetExports = DriveExports;
 
-TEST_F(SetExports, FailuresComposeWithTheirContext) {
-  using F = sim::FaultPlan&;
-  const struct {
-    const char* what;
-    std::function<void(F)> fault;
-    int32_t (*operation)();
-    int32_t expected;
-  } cases[] = {
-      // clang-format off
-      // Model (FPGA 4) is read before the set and again by the set.
-      {"model", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006},
-      {"model", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006},
-      {"model again", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB, 10006},
-      {"model of the write", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, WRToDriveUser_SVODB, 20006},
-      {"ARF0 unsteady", [](F f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010},
-      {"ARF0 in NV", [](F f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007},
-      {"NV read", [](F f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005},
-      {"ARF0 dropped", [](F f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB, 20010},
-      // LogicVer is read once, first; its failure is a failed logic check.
-      {"LogicVer", [](F f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB, 90006},
-      {"NV write", [](F f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006},
-      {"ARF0 NV dropped", [](F f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010},
-      {"LogicVer raw", [](F f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB, 90000},
-      // The power board's byte (511) decides DeadBand's width: its address
-      // goes out to FPGA 42 as 255.
-      {"power board", [](F f) { f.FailEveryCall(Operation::kPutVarToFPGA, 6, 42); }, WRToNVMfg_SVODB, 44306},
-      {"current offset", [](F f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 41); }, SetDefaultMfg_SVODB, 10006},
-      {"defaults NV", [](F f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB, 40006},
-      {"erase busy", [](F f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB, 70002},
-      {"erase busy", [](F f) { f.EraseAnswersBusy(230, Persistence::kAlways); }, SetDefaultMfg_SVODB, 70002},
-      {"erase", [](F f) { f.FailCall(Operation::kNVEraseUnit, 2, 4); }, SetDefaultMfg_SVODB, 70004},
-      {"defaults model", [](F f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 4); }, SetDefaultUser_SVODB, 100006},
-      // clang-format on
-  };
-  for (const auto& c : cases) {
-    api::ResetForTesting();
-    sim::VirtualDrive drive;
-    Open(drive);
-    Store("ARF0", 0) = 100;  // unlike the drive's, so a dropped write shows
-    c.fault(drive.Faults());
-    EXPECT_EQ(c.operation(), c.expected) << c.what;
-  }
-}
-
+// Defaults that cannot load name their row. On node 0 with nothing
+// connected the drive's logic decides the table, and its read fails first;
+// an image needs none, and its DeadBand then takes the narrow form.
 TEST_F(SetExports, DefaultsThatCannotLoadNameTheirRow) {
-  // Node 0 with nothing connected: the drive's logic decides the table, and
-  // its read fails first.
   EXPECT_EQ(SetDefaultUser_SVODB(), 90000);
-  // An image needs no drive: with none connected DeadBand takes the narrow
-  // form, as a failed read of the power board gave it before.
   ASSERT_EQ(SetNode_SVODB(2), 1);
   EXPECT_EQ(SetDefaultMfg_SVODB(), 1);
   EXPECT_EQ(Store("DeadBand", 2), 9);  // 31 - 2.2 us * 10
-  NodeState& image = api::Context().db.nodes[2];
-  const struct {
-    uint32_t model, driveType;
-    int32_t user, mfg;
-  } cases[] = {{99, 2, 100209, 100009}, {31, 7, 100007, 100007}};
-  for (const auto& c : cases) {
-    std::tie(image.modelCode, image.driveType) = std::tie(c.model, c.driveType);
-    EXPECT_EQ(std::pair(SetDefaultUser_SVODB(), SetDefaultMfg_SVODB()), std::pair(c.user, c.mfg));
+  NodeState& image = Node(2);
+  for (const auto& [model, driveType, user, mfg] :
+       {std::tuple{99u, 2u, 100209, 100009}, {31u, 7u, 100007, 100007}}) {
+    std::tie(image.modelCode, image.driveType) = std::tie(model, driveType);
+    EXPECT_EQ(std::pair(SetDefaultUser_SVODB(), SetDefaultMfg_SVODB()), std::pair(user, mfg));
   }
   image.driveType = 2;
-  // Variables the setter takes for labels without a label table (8).
+  // Labels for variables without a label table (8): row 42 of the network table.
   api::Context().db.catalogue.Find("Kvp")->conversionCode = 0;
   api::Context().db.catalogue.Find("HstSet")->conversionCode = 0;
-  EXPECT_EQ(SetDefaultUser_SVODB(), 104208);  // row 42 of the network table
-  EXPECT_EQ(SetDefaultMfg_SVODB(), 100008);
+  EXPECT_EQ(std::pair(SetDefaultUser_SVODB(), SetDefaultMfg_SVODB()), std::pair(104208, 100008));
 }
 
 // Defaults loaded into node 0 follow the connection, keep the drive's
@@ -298,38 +249,33 @@ TEST_F(SetExports, DefaultsOnNodeZero) {
 }
 
 // The user sets leave the inhibits and the gearing out on the network; the
-// user reads take the manufacturing set too, the user writes leave it alone.
+// user reads take the manufacturing set too, the user writes leave it alone,
+// and the manufacturing reads take that alone.
 TEST_F(SetExports, WhatTheUserSetsTakeAndLeave) {
   const char* kSerialOnly[] = {"EnInhibitCCW", "EnInhibitCW", "GearIn", "GearOut"};
   const char* kManufacturing[] = {"DeadBand", "HstSet", "IUOffset", "VBusUV"};
   for (bool network : {true, false}) {
     Open(network);
     ASSERT_EQ(RDFromDriveUser_SVODB(), 1);
-    for (const char* name : kManufacturing) {
-      EXPECT_EQ(Store(name, 0), OnDrive(name)) << name;
-      Store(name, 0) += 1;
-    }
     std::vector<int32_t> before;
-    for (const char* name : kSerialOnly) {
-      before.push_back(OnDrive(name));
-      Store(name, 0) = Store(name, 0) == 0 ? 1 : 0;
-    }
-    EXPECT_EQ(WRToDriveUser_SVODB(), 1);
-    EXPECT_EQ(WRToNVUser_SVODB(), 1);
     for (std::size_t i = 0; i < 4; ++i) {
-      EXPECT_EQ(OnDrive(kSerialOnly[i]) == before[i], network) << kSerialOnly[i];
-      EXPECT_EQ(OnDrive(kSerialOnly[i], true) == before[i], network) << kSerialOnly[i];
-      EXPECT_EQ(OnDrive(kManufacturing[i]) + 1, Store(kManufacturing[i], 0)) << kManufacturing[i];
-      EXPECT_EQ(OnDrive(kManufacturing[i], true) + 1, Store(kManufacturing[i], 0)) << kManufacturing[i];
+      EXPECT_EQ(Store(kManufacturing[i], 0)++, OnDrive(kManufacturing[i])) << kManufacturing[i];
+      before.push_back(OnDrive(kSerialOnly[i]));
+      Store(kSerialOnly[i], 0) = Store(kSerialOnly[i], 0) == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(std::pair(WRToDriveUser_SVODB(), WRToNVUser_SVODB()), std::pair(1, 1));
+    for (std::size_t i = 0; i < 4; ++i) {
+      for (bool nv : {false, true}) {
+        EXPECT_EQ(OnDrive(kSerialOnly[i], nv) == before[i], network) << kSerialOnly[i];
+        EXPECT_EQ(OnDrive(kManufacturing[i], nv) + 1, Store(kManufacturing[i], 0)) << kManufacturing[i];
+      }
     }
   }
-  uint32_t node = 2;  // the manufacturing reads take those alone
-  for (int32_t (*read)() : {RDFromDriveMfg_SVODB, RDFromNVMfg_SVODB}) {
-    ASSERT_EQ(SetNode_SVODB(static_cast<int32_t>(node)), 1);
+  for (auto [node, read] : {std::pair{2, &RDFromDriveMfg_SVODB}, {3, &RDFromNVMfg_SVODB}}) {
+    ASSERT_EQ(SetNode_SVODB(node), 1);
     Store("ARF0", node) = Store("DeadBand", node) = -1;
     EXPECT_EQ(read(), 1);
     EXPECT_EQ(std::pair(Store("ARF0", node), Store("DeadBand", node)), std::pair(-1, OnDrive("DeadBand")));
-    ++node;
   }
 }
 
