@@ -1,11 +1,9 @@
 // Every single bus fault in a whole-set or file operation fails loudly or
-// heals. For each operation the clean run's transport calls are counted;
-// then, on a fresh virtual drive each time, call k of the operation fails
-// (codes 0 and 6) or, where call k is the second read of a double read,
-// answers a different byte. A run either returns an error code or succeeds
-// having produced exactly what the clean run produced; it takes no more
-// virtual time than a bound; and the same operation, run again at once
-// without faults, succeeds and produces the clean result.
+// heals: on a fresh virtual drive each time, call k of the clean run fails
+// (codes 0 and 6) or, as the second read of a double read, answers another
+// byte. The run returns a code with its context or produces exactly what
+// the clean run produced, within a bound of virtual time; run again without
+// faults, it succeeds with the clean result.
 #include <functional>
 #include <set>
 
@@ -117,17 +115,14 @@ struct Fault {
   Operation operation;
   int callNumber;  // among the calls of that operation
   std::string Describe() const {
-    return std::string(kind == 2   ? "second read differs"
-                       : kind == 0 ? "code 0"
-                                   : "code 6") +
-           " at " + std::string(sim::OperationName(operation)) + " #" + std::to_string(callNumber);
+    static const char* const kKinds[] = {"code 0", "code 6", "second read differs"};
+    return kKinds[kind] + (" at " + std::string(sim::OperationName(operation))) + " #" +
+           std::to_string(callNumber);
   }
 };
 
-// The FPGA addresses of settings, which are read twice and compared; the
-// other registers are read once, and the command's second read stands
-// uncompared (it moves with the motor), so a read that differs there is a
-// value that changed, not a fault.
+// The FPGA addresses of settings, read twice and compared; a second read of
+// the command stands uncompared (it moves with the motor).
 std::set<int32_t> SettingAddresses() {
   std::set<int32_t> addresses;
   for (const RegisterDescriptor& d : kRegisterTable) {
@@ -138,10 +133,9 @@ std::set<int32_t> SettingAddresses() {
   return addresses;
 }
 
-// Call k repeats a read of the same address a few calls back with only
-// reads of the same kind between: the second read of a double read. A read
-// followed by a write to its address is the single read of a byte that
-// registers share, before one of them is changed in it, not a double read.
+// Call k repeats a read of the same address a few calls back, with only
+// reads of its kind between. A read followed by a write to its address is
+// the single read of a byte that registers share, not a double read.
 bool IsSecondRead(const std::vector<sim::CallRecord>& calls, std::size_t k) {
   static const std::set<int32_t> settings = SettingAddresses();
   const sim::CallRecord& call = calls[k];
@@ -158,8 +152,6 @@ bool IsSecondRead(const std::vector<sim::CallRecord>& calls, std::size_t k) {
   return false;
 }
 
-// The faults to inject, one per run: every call with codes 0 and 6, and
-// every second read with a differing byte.
 std::vector<Fault> FaultsOf(const std::vector<sim::CallRecord>& calls) {
   std::vector<Fault> faults;
   std::array<int, sim::kOperationCount> seen{};
@@ -171,7 +163,6 @@ std::vector<Fault> FaultsOf(const std::vector<sim::CallRecord>& calls) {
   return faults;
 }
 
-// One faulted run and the clean run after it; failures name the fault.
 void RunFaulted(const SweptOperation& op, const Fault& fault, const Products& clean,
                 const std::string& file) {
   SCOPED_TRACE(std::string(op.name) + ", " + fault.Describe());

@@ -1,6 +1,5 @@
-// Parameter files: what the writer puts on disk, byte for byte; what the
-// reader makes of good and bad files; the per-line setter; and that a
-// failed write never damages the file it was to replace.
+// Parameter files: what the writer puts on disk, byte for byte, what the
+// reader makes of good and bad files, and that a failed write keeps the file.
 #include "paramset/param_file.h"
 
 #include <cmath>
@@ -9,7 +8,6 @@
 
 #include "paramset/set_fixture.h"
 #include "platform/files.h"
-#include "svodb/svodb_linux.h"
 #include "values/drive_identity.h"
 #include "values/offline_values.h"
 
@@ -134,11 +132,9 @@ class ParamFile : public DriveExports {
   Scratch dir_;
 };
 
-// Every model, both drive types and the three logic versions: the names
-// each drive type leaves out, and the same offline values and identity
-// after reading the file into another image. The values pass six decimals
-// on their way; the raw values they come back to are the same, so the
-// offline values compare exactly.
+// Every model, drive type and logic version: the names each drive type
+// leaves out, and the same identity and offline values (exactly: six
+// decimals bring back the same raw values) read into another image.
 TEST_F(ParamFile, UserFileForEveryModelDriveTypeAndLogicVersion) {
   int run = 0;
   for (uint32_t model : {30, 31, 28, 15, 14, 29, 27, 26}) {
@@ -237,13 +233,10 @@ TEST_F(ParamFile, WrittenText) {
   }
 }
 
-// What the reader makes of a text read into node 2 (or `node`), in order:
-// the result and then the parts of the image that `image` names. Each line
-// stores its value; gain, offset and source arrive on separate lines and
-// the command counts are set from all three at the end, from what the
-// library last held. The reader takes a value up to its first blank: only
-// AuxFBType's value 5 (EnDat 2.1 linear) has a second spelling, and every
-// other label must match exactly.
+// Texts read in order into node 2 (or `node`): the result, then the parts
+// of the image that `image` names. The command counts are set at the end
+// from the gain, offset and source the library last held. A value ends at
+// its first blank: only AuxFBType's 5 (EnDat 2.1 linear) has two spellings.
 TEST_F(ParamFile, ReaderResults) {
   const std::string h =
       "Drive--X700_Base_Unit\nFileVersion 3\nDriveModel X7102_240Vac_3/9Arms (-STD)\nActiveCMDUnits "
@@ -297,10 +290,9 @@ TEST_F(ParamFile, ReaderResults) {
       {lines(151), 12},
       {lines(97) + "NoSuchThing = 3\n", 9808},
       {lines(98) + "NoSuchThing = 3\n", 8},  // line 99 is the closing step's mark
-      // The header sets the image's identity: the model line's keyword is
-      // checked after its edition took effect, an edition word the reader
-      // does not know leaves the drive type alone, two words on the model
-      // line make a serial drive, no units line velocity.
+      // The header sets the identity: the model line's keyword is checked after
+      // its edition took effect, an unknown edition leaves the drive type, two
+      // words make a serial drive, no units line velocity.
       {v3 + "Model X7201_90Vdc_3/9Arms (-NET)\n", 32, "type=2"},
       {start + "FileVersion 4.9 x\nDriveModel X7106_240Vac_48/96Arms (-XYZ)\nActiveCMDUnits Torque/Current\n", 10099, "version=4 type=2 mode=0"},
       {v3 + "DriveModel X7201_90Vdc_3/9Arms\n", 10099, "type=1 mode=1"},
@@ -388,43 +380,6 @@ TEST_F(ParamFile, NodeZeroTakesTheVersionFromTheDrive) {
   EXPECT_EQ(WriteParameterFile(ctx, dir_.Path("other.par"), List("KVFF"), false, 31, 1, 1, 0, 9, false, 0),
             0);
   EXPECT_EQ(dir_.Entries(), Lines{"node0.par"});
-}
-
-// svodb_read_file_lines hands a tool the lines of a parameter file exactly
-// as the library's own reader takes them, and stops where the reader or the
-// caller stops.
-TEST_F(ParamFile, FileLinesAsTheReaderTakesThem) {
-  const auto seen = [&](const char* file, int stopAfter = 100) {
-    std::pair<std::string, int> log{"", stopAfter};
-    const int32_t result = svodb_read_file_lines(
-        dir_.Path(file).c_str(),
-        [](void* context, const svodb_file_line* line) {
-          auto& [text, left] = *static_cast<std::pair<std::string, int>*>(context);
-          text += std::to_string(line->number) + ":" + std::to_string(line->kind) + "[" + line->name + "|" +
-                  line->value + "|" + line->rest + "]" + line->text + "\n";
-          return --left > 0 ? 1 : 0;
-        },
-        &log);
-    return log.first + "=" + std::to_string(result);
-  };
-  Spit(dir_.Path("f"),
-       "Drive--X700_Base_Unit \r\n# note\nFileVersion 3\r\n\nDriveModel X7102 (-STD)\nActiveCMDUnits "
-       "Velocity\n"
-       "  # later\nKvp = 0.5  A/V\r\nKvp=5\nCmd\r = 1");
-  EXPECT_EQ(
-      seen("f"),
-      "1:1[Drive--X700_Base_Unit||]Drive--X700_Base_Unit \n2:0[||]# note\n3:1[FileVersion|3|]FileVersion 3\n"
-      "4:0[||]\n5:1[DriveModel|X7102| (-STD)]DriveModel X7102 (-STD)\n"
-      "6:1[ActiveCMDUnits|Velocity|]ActiveCMDUnits Velocity\n7:0[||]  # later\n"
-      "8:2[Kvp|0.5|  A/V]Kvp = 0.5  A/V\n9:3[||]Kvp=5\n10:2[Cmd|1|]Cmd\r = 1\n=1");
-  Spit(dir_.Path("f"), "a\n" + std::string(256, 'x') + "\nb\n");
-  EXPECT_EQ(seen("f"), "1:1[a||]a\n=32");
-  EXPECT_EQ(seen("f", 1), "1:1[a||]a\n=1");
-  EXPECT_EQ(seen("g"), "=31");
-  EXPECT_EQ(svodb_read_file_lines(
-                nullptr, [](void*, const svodb_file_line*) { return 1; }, nullptr),
-            8);
-  EXPECT_EQ(svodb_read_file_lines("f", nullptr, nullptr), 8);
 }
 
 }  // namespace

@@ -89,6 +89,11 @@ struct World {
     drive.Log().Clear();
   }
   int32_t& Store(const char* name, uint32_t node) { return registers.FindRegister(name)->raw[node]; }
+  int32_t OnDrive(const char* name) {
+    int32_t raw = -1;
+    EXPECT_EQ(ReadFpgaField(ctx, name, raw), 1) << name;
+    return raw;
+  }
 
   ParameterDatabase db;
   RegisterMap registers;
