@@ -1,6 +1,5 @@
-// Whether a parameter is enabled on a node and whether a variable is
-// dynamic, through the exports, against the virtual drive (node 0) and an
-// offline image.
+// Whether a parameter is enabled and a variable dynamic, through the exports,
+// on the virtual drive (node 0) and on an offline image.
 #include <sstream>
 
 #include "paramset/set_fixture.h"
@@ -240,12 +239,7 @@ TEST_F(Availability, FailuresAndRefusals) {
   EXPECT_EQ(out, kUntouched);
   EXPECT_TRUE(Traffic().empty());
 
-  ASSERT_EQ(ClosePort(), 1);  // a drive that does not answer at all
-  EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
-}
-
-// A LogicVer that cannot be read counts as older logic; FbType must read.
-TEST_F(Availability, SelTrxParamWhenLogicVerCannotBeRead) {
+  // A LogicVer that cannot be read counts as older logic; FbType must read.
   api::Context().db.driveVersion = "106.2A";
   OnDrive(kSerial, {.commMode = 1, .fbType = 14});
   drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 30);
@@ -253,11 +247,13 @@ TEST_F(Availability, SelTrxParamWhenLogicVerCannotBeRead) {
   EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 5u);  // OpMode 2, LogicVer 1, CommMode 2
   drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 109);
   EXPECT_EQ(Enabled("SelTRXParam", 0), Answer(6, 1));
+
+  ASSERT_EQ(ClosePort(), 1);  // a drive that does not answer at all
+  EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
 }
 
-// Command, OpMode and SWEnable are dynamic on the network only, where the
-// connection type is asked for them; a connection of no known type answers
-// 25.
+// Command, OpMode and SWEnable are dynamic on the network only, asking the
+// connection type; a connection of no known type answers 25.
 TEST_F(Availability, DynamicVariables) {
   const char* const always[] = {"HSOT",  "DInp1 (EnbHWInp)", "DInp4", "TRXPosMT", "SetupS2-2",
                                 "VelFB", "EnDatPPR"};

@@ -1,7 +1,5 @@
-// The file exports against the virtual drive: images saved to parameter
-// files and loaded from them, files copied into the drive's NV memory and
-// NV memory saved to files, the factory defaults loaded into an image, and
-// the composed code of each failure.
+// The file exports against the virtual drive: images saved to files and
+// loaded from them, files copied into NV memory and NV memory saved to files.
 #include <functional>
 
 #include "paramset/set_fixture.h"
@@ -88,42 +86,10 @@ TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpN
   EXPECT_EQ(Store("DPoles", 3), Store("DPoles", 2));
 }
 
-TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
-  Open();
-  Select(0);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  ASSERT_EQ(PutVariable_SVODB("DPoles", 2), 1);
-  RegisterMap& registers = api::Context().registers;
-  std::vector<std::array<int32_t, kNodeCount>> before;
-  for (const RegisterState& state : registers.Registers()) before.push_back(state.raw);
-  const sim::PersistentState nv = drive_.SaveState();
-  drive_.Log().Clear();
-
-  EXPECT_EQ(SetParamsArray_SVODB(), 1);
-  // The DeadBand scaling reads the power board through the motor-data
-  // window, whose address registers are all it writes.
-  EXPECT_EQ(Erased().size() + drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
-  for (const sim::CallRecord& call : drive_.Log().Records()) {
-    if (call.operation == Operation::kPutVarToFPGA) {
-      EXPECT_TRUE(call.arguments[0] == 42 || call.arguments[0] == 43) << call.ToString();
-    }
-  }
-  EXPECT_EQ(drive_.SaveState(), nv);
-  EXPECT_EQ(Value("DPoles"), 3);  // the default, labelled "6"
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    for (std::size_t node = 1; node < kNodeCount; ++node)
-      EXPECT_EQ(registers.Registers()[i].raw[node], before[i][node])
-          << registers.Registers()[i].descriptor.name;
-  }
-  // The image's name table: what a file of it would list, as the drive's
-  // version text supports (no biquads, no FBDivisor on "4.0A").
-  EXPECT_EQ(api::Context().db.parameterFileNames[0].size(), 48u);
-}
-
-// The composed code of each failure of the file and whole-set exports. A file reaches NV only for the
-// drive's model, and a failure before NV leaves it untouched; a user file
-// is loaded into node 1, which stays current unless all of it succeeded. A
-// failed write keeps the old file.
+// The composed code of each failure of the file and whole-set exports. A
+// file reaches NV only for the drive's model, and a failure before NV leaves
+// it untouched; a user file is loaded into node 1, which stays current
+// unless all of it succeeded. A failed write keeps the old file.
 TEST_F(FileExports, FailuresComposeWithTheirContext) {
   Open();
   const sim::PersistentState factory = drive_.SaveState();
@@ -195,8 +161,6 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
       {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), none, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023, 4, false},
       {"no such folder", on(4), none, [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031, 4, false},
       {"null name", [] {}, none, [] { return RDFromFileUser_SVODB(nullptr); }, 31, -1},
-      // The whole-set exports; the model (FPGA 4) is read before the set and
-      // again by the set.
       // Model (FPGA 4) is read before the set and again by the set.
       {"model", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006, -1, false},
       {"model", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006, -1, false},
