@@ -1,13 +1,10 @@
-// What the tests of whole sets and parameter files share: the library's
-// state in front of one virtual drive, the exports in front of one, the raw
-// values of the library's images and of the drive, and whole files as bytes
-// in a folder of the running test's own.
+// What the tests of whole sets and parameter files share: the library in
+// front of a virtual drive, directly or through the exports, and files.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -61,8 +58,7 @@ inline std::string FpgaRead(const sim::VirtualDrive& drive, int address) {
 class Scratch {
  public:
   Scratch() {
-    std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::ranges::replace(test, '/', '_');
+    const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
     dir_ =
         std::filesystem::temp_directory_path() / ("svodb_paramset_" + std::to_string(getpid()) + "_" + test);
     std::filesystem::remove_all(dir_);
