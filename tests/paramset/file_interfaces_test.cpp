@@ -61,29 +61,6 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   EXPECT_EQ(api::CurrentNode(), 1u);
   EXPECT_EQ(NvChanges(), 0u);
   EXPECT_EQ(drive_.SaveState(), before);
-  Select(0);
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 1);
-  EXPECT_GT(drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
-}
-
-TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpNv) {
-  Open();
-  Select(2);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  const int32_t dPoles = Store("DPoles", 2);
-  Store("DPoles", 2) = dPoles == 4 ? 5 : 4;
-  Store("DeadBand", 2) = Store("DeadBand", 2) == 5 ? 6 : 5;
-  Store("HstSet", 2) += 3;
-  ASSERT_EQ(WRToFileMfg_SVODB(Path("mfg.par").c_str()), 1);
-  Select(3);
-  drive_.Log().Clear();
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(Path("mfg.par").c_str()), 1);
-  EXPECT_EQ(Erased().size(), 230u - 137 + 1);
-  EXPECT_EQ(api::CurrentNode(), 3u);
-  EXPECT_EQ(OnDrive("DeadBand", true), Store("DeadBand", 2));
-  EXPECT_EQ(OnDrive("HstSet", true), Store("HstSet", 2));
-  EXPECT_EQ(OnDrive("DPoles", true), dPoles);  // the user part stays in the image
-  EXPECT_EQ(Store("DPoles", 3), Store("DPoles", 2));
 }
 
 // The composed code of each failure of the file and whole-set exports. A

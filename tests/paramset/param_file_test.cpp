@@ -96,12 +96,6 @@ class ParamFile : public DriveExports {
     return WriteParameterFile(ctx, path, UserFile(), false, image.modelCode, image.mode, image.driveType,
                               commandSource, 3, false, node);
   }
-  static Result ReadText(const std::string& text, uint32_t node, bool manufacturing, bool skipVersion) {
-    std::istringstream in(text);
-    uint32_t model = 0, mode = 0;
-    LibraryContext ctx = Ctx();
-    return ReadParameterStream(ctx, in, manufacturing, skipVersion, model, mode, version_, node);
-  }
 
   // The parts of a node's image that `expected` names, in its form
   // ("name=value ..."): the image's identity, raw values of registers and
@@ -325,7 +319,12 @@ TEST_F(ParamFile, ReaderResults) {
       // clang-format on
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(ReadText(c.text, c.node, c.manufacturing, c.skipVersion), c.expected) << c.text.substr(0, 300);
+    std::istringstream in(c.text);
+    uint32_t model = 0, mode = 0;
+    LibraryContext ctx = Ctx();
+    EXPECT_EQ(ReadParameterStream(ctx, in, c.manufacturing, c.skipVersion, model, mode, version_, c.node),
+              c.expected)
+        << c.text.substr(0, 300);
     EXPECT_EQ(Image(c.node, c.image), c.image) << c.text.substr(0, 300);
   }
 }
