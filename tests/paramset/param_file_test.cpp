@@ -256,13 +256,8 @@ TEST_F(ParamFile, ReaderResults) {
       {"Drive--X700_Base_Unit \r\nFileVersion 3 \r\nDriveModel X7102_240Vac_3/9Arms (-STD)\r\nActiveCMDUnits Velocity\r\nKVFF = 0\r\n", 10099},
       {h + "KVFF = 0", 10099},  // no final line end
       {h, 32, "", 2, true},  // a user file to the manufacturing reader
-      {"Drive--X700_Base_Unit--Mfg\nFileVersion 3\n", 32},
-      {"drive--x700_base_unit\n", 32},
-      {start, 32},
-      {v3, 32},
-      {start + "FileVersion\n" + model, 32},
-      {start + "FileVersion three\n" + model, 32},
-      {v3 + "DriveModel\n", 32},
+      {"Drive--X700_Base_Unit--Mfg\nFileVersion 3\n", 32}, {"drive--x700_base_unit\n", 32}, {start, 32}, {v3, 32},
+      {start + "FileVersion\n" + model, 32}, {start + "FileVersion three\n" + model, 32}, {v3 + "DriveModel\n", 32},
       {v3 + "DriveModel X9999\n", 9},
       {v3 + model, 10099},  // no units line
       {v3 + model + "CMDUnits Velocity\n", 32},
@@ -271,10 +266,7 @@ TEST_F(ParamFile, ReaderResults) {
       {v3 + "DriveModel X7102_240Vac_3/9Arms (-STANDARD)\n", 32},
       {h + "#" + std::string(255, 'c') + "\n", 32},
       {h + "KVFF = 0" + std::string(247, ' ') + "\n", 10099},
-      {h + "KVFF= 0\n", 32},
-      {h + "KVFF =0\n", 10099},
-      {h + "KVFF =\n", 32},
-      {h + "KVFF 0\n", 32},
+      {h + "KVFF= 0\n", 32}, {h + "KVFF =0\n", 10099}, {h + "KVFF =\n", 32}, {h + "KVFF 0\n", 32},
       {h + "ABCDEFGHIJKLMNOPQ = 0\n", 32},
       {h + "KVFF = " + std::string(49, '1') + "\n", 32},
       {h + "KVFF = 0\n# skipped\nPWMMinus = 3\n", 208},
@@ -293,8 +285,8 @@ TEST_F(ParamFile, ReaderResults) {
       {older + "ILmtPlus = 100.000000\nILmtMinus = 33\n", 10099, "logic=2 ILmtPlus=3 ILmtMinus=1"},
       // The manufacturing reader may leave the version alone.
       {"Drive--X700_Base_Unit--Mfg\nFileVersion 4\n" + model, 10099, "version=1 logic=2", 2, true, true},
-      {older + "ILmtPlus = 50\n", 123},  // below logic 3 the limits' labels are percentages of steps
-      {older + "ILmtPlus = full\n", 123},
+      // Below logic 3 the limits' labels are the percentages of their steps.
+      {older + "ILmtPlus = 50\n", 123}, {older + "ILmtPlus = full\n", 123},
       {older + "BatFDis = Disable\nILmtPlus = NoLabel_150\n", 223},
       {h + "ILmtPlus = 50\nILmtMinus = 50\n", 10099, "ILmtPlus=76 ILmtMinus=181"},
       // Set by the EncOutPPR line even when the line fails; the load stops.
@@ -307,11 +299,8 @@ TEST_F(ParamFile, ReaderResults) {
       {h + "AuxFBType = EnDat_2.1 Linear\n", 10099, "AuxFBType=5"},
       {h + "AuxFBType = Mitutoyo\nAuxFBType = EnDat_2.1 Linear   \n", 10099, "AuxFBType=5"},
       {h + "SWClrFlt = Clear\n", 10099, "SWClrFlt=1"},
-      {h + "SWClrFlt = Not_Clear\n", 123},
-      {h + "SWClrFlt = Not Clear\n", 123},
-      {h + "FaultCode = Option_Card_Fault\n", 123},
-      {h + "FaultCode = Option Card Fault\n", 123},
-      {h + "CmdSrc = PWM Input\n", 123},
+      {h + "SWClrFlt = Not_Clear\n", 123}, {h + "SWClrFlt = Not Clear\n", 123}, {h + "CmdSrc = PWM Input\n", 123},
+      {h + "FaultCode = Option_Card_Fault\n", 123}, {h + "FaultCode = Option Card Fault\n", 123},
       // A value the register's range refuses is left out and the load goes on.
       {h + "KVFF = 1e9\nDPoles = 8\n", 10099, "KVFF=0 DPoles=4"},
       {h + "CmdGain = 0.25\nCmdOffset = -0.5\nCmdSrc = PWM_Input\n", 10099, "CmdGain=0.25 CmdOffset=-0.5 CmdSrc=1 PWMPlus=11129 PWMMinus=-56"},
@@ -327,6 +316,8 @@ TEST_F(ParamFile, ReaderResults) {
         << c.text.substr(0, 300);
     EXPECT_EQ(Image(c.node, c.image), c.image) << c.text.substr(0, 300);
   }
+  LibraryContext ctx = Ctx();
+  EXPECT_EQ(SetFromFileText(ctx, "KVFF", 1, 31, "0", 7), 23);  // there is no node 7
 }
 
 TEST_F(ParamFile, AFailedWriteLeavesTheOldFile) {
