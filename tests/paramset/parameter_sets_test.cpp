@@ -188,8 +188,7 @@ TEST_F(SetExports, DefaultsOnNodeZero) {
   EXPECT_EQ(Store("IUOffset", 0), OnDrive("IUOffset"));
 
   drive_.Log().Clear();
-  EXPECT_EQ(WRToNVUser_SVODB(), 1);
-  EXPECT_EQ(WRToNVMfg_SVODB(), 1);
+  EXPECT_EQ(std::pair(WRToNVUser_SVODB(), WRToNVMfg_SVODB()), std::pair(1, 1));
   EXPECT_TRUE(Erased().empty());
   ASSERT_EQ(SetNode_SVODB(3), 1);
   drive_.Log().Clear();
