@@ -76,7 +76,6 @@ class Availability : public DriveExports {
     return {GetParamStaticOrDynamic_SVODB(name, &dynamic), dynamic};
   }
   Lines Traffic() const { return drive_.Log().Lines(); }
-  std::string Read(int address) const { return FpgaRead(drive_, address); }
 };
 
 constexpr int32_t kAsOnTheDrive = -9, kNotOnAnImage = -8;
@@ -214,7 +213,7 @@ TEST_F(Availability, TheDriveIsAskedOnlyWhatTheRuleNeedsInRuleOrder) {
     OnDrive(c.connection, c.settings);
     EXPECT_EQ(Enabled(c.name, 0).first, 1);
     Lines expected{"GetCommType() -> " + std::to_string(c.connection)};
-    for (int address : c.reads) expected.push_back(Read(address));
+    for (int address : c.reads) expected.push_back(FpgaRead(drive_, address));
     EXPECT_EQ(Traffic(), expected) << c.name;
   }
 }

@@ -6,7 +6,6 @@
 #include "paramset/set_fixture.h"
 #include "values/catalogue_queries.h"
 #include "values/enumerations.h"
-#include "values/online_values.h"
 
 namespace svodb::testing {
 namespace {
@@ -21,33 +20,6 @@ std::set<int32_t> Targets(const sim::CallLog& log, Operation operation) {
   for (const sim::CallRecord& record : log.Records())
     if (record.operation == operation) targets.insert(record.arguments[0]);
   return targets;
-}
-
-// The user file set as the drive's version text and logic see it, in
-// catalogue order; a version text never read supports nothing. The drive's
-// own reads take the user and manufacturing sets.
-TEST(SetSelection, MembersFollowTheDrivesVersion) {
-  const Catalogue catalogue;
-  ParameterList userAndManufacturing;
-  AppendParameterSet(catalogue, ParameterSet::kUserWrite, userAndManufacturing);
-  AppendParameterSet(catalogue, ParameterSet::kManufacturing, userAndManufacturing);
-  std::ranges::sort(userAndManufacturing);  // the records lie in catalogue order
-  EXPECT_EQ(DriveReadSet(catalogue), userAndManufacturing);
-  const ParameterList all = UserFileSet(catalogue);
-  EXPECT_EQ(all.size(), 65u);
-  for (const auto& [version, count] : {std::pair<DriveVersion, std::size_t>{{"4.0A", 4}, 48},
-                                       {{"105.1A", 4}, 62},
-                                       {{"102.1A", 3}, 47},
-                                       {{"S1.0x", 3}, 39},
-                                       {{"anything", 2}, 33},
-                                       {{"", 3}, 0}}) {
-    ParameterList inOrder;
-    const ParameterList members = UserFileSet(catalogue, version);
-    std::ranges::copy_if(all, std::back_inserter(inOrder),
-                         [&](auto* r) { return std::ranges::count(members, r); });
-    EXPECT_EQ(members, inOrder) << version.text;
-    EXPECT_EQ(members.size(), count) << version.text;
-  }
 }
 
 // Entries above the drive's logic are passed over silently; the working
