@@ -75,7 +75,7 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
   // Both files of an image of the model, ARF0 unlike the drive's so that a
   // dropped write shows.
   const auto files = [&](int32_t model) {
-    return [=, this] {
+    return [=] {
       OfflineImage(2, model);
       ASSERT_EQ(PutVariable_SVODB("DPoles", 4), 1);
       Store("ARF0", 2) = 100;
