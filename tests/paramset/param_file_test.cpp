@@ -8,6 +8,7 @@
 
 #include "paramset/set_fixture.h"
 #include "platform/files.h"
+#include "svodb/svodb_linux.h"
 #include "values/drive_identity.h"
 #include "values/offline_values.h"
 
@@ -370,6 +371,43 @@ TEST_F(ParamFile, NodeZeroTakesTheVersionFromTheDrive) {
   EXPECT_EQ(WriteParameterFile(ctx, dir_.Path("other.par"), List("KVFF"), false, 31, 1, 1, 0, 9, false, 0),
             0);
   EXPECT_EQ(dir_.Entries(), Lines{"node0.par"});
+}
+
+// svodb_read_file_lines hands a tool the lines of a parameter file exactly
+// as the library's own reader takes them, and stops where the reader or the
+// caller stops.
+TEST_F(ParamFile, FileLinesAsTheReaderTakesThem) {
+  const auto seen = [&](const char* file, int stopAfter = 100) {
+    std::pair<std::string, int> log{"", stopAfter};
+    const int32_t result = svodb_read_file_lines(
+        dir_.Path(file).c_str(),
+        [](void* context, const svodb_file_line* line) {
+          auto& [text, left] = *static_cast<std::pair<std::string, int>*>(context);
+          text += std::to_string(line->number) + ":" + std::to_string(line->kind) + "[" + line->name + "|" +
+                  line->value + "|" + line->rest + "]" + line->text + "\n";
+          return --left > 0 ? 1 : 0;
+        },
+        &log);
+    return log.first + "=" + std::to_string(result);
+  };
+  Spit(dir_.Path("f"),
+       "Drive--X700_Base_Unit \r\n# note\nFileVersion 3\r\n\nDriveModel X7102 (-STD)\nActiveCMDUnits "
+       "Velocity\n"
+       "  # later\nKvp = 0.5  A/V\r\nKvp=5\nCmd\r = 1");
+  EXPECT_EQ(
+      seen("f"),
+      "1:1[Drive--X700_Base_Unit||]Drive--X700_Base_Unit \n2:0[||]# note\n3:1[FileVersion|3|]FileVersion 3\n"
+      "4:0[||]\n5:1[DriveModel|X7102| (-STD)]DriveModel X7102 (-STD)\n"
+      "6:1[ActiveCMDUnits|Velocity|]ActiveCMDUnits Velocity\n7:0[||]  # later\n"
+      "8:2[Kvp|0.5|  A/V]Kvp = 0.5  A/V\n9:3[||]Kvp=5\n10:2[Cmd|1|]Cmd\r = 1\n=1");
+  Spit(dir_.Path("f"), "a\n" + std::string(256, 'x') + "\nb\n");
+  EXPECT_EQ(seen("f"), "1:1[a||]a\n=32");
+  EXPECT_EQ(seen("f", 1), "1:1[a||]a\n=1");
+  EXPECT_EQ(seen("g"), "=31");
+  EXPECT_EQ(svodb_read_file_lines(
+                nullptr, [](void*, const svodb_file_line*) { return 1; }, nullptr),
+            8);
+  EXPECT_EQ(svodb_read_file_lines("f", nullptr, nullptr), 8);
 }
 
 }  // namespace
