@@ -1,6 +1,5 @@
-// Whether a parameter is enabled on a node and whether a variable is
-// dynamic, through the exports, against the virtual drive (node 0) and an
-// offline image.
+// Whether a parameter is enabled and a variable dynamic, through the exports,
+// on the virtual drive (node 0) and on an offline image.
 #include <sstream>
 
 #include "paramset/set_fixture.h"
@@ -24,7 +23,7 @@ constexpr Answer Ok(int32_t out) { return {1, out}; }
 // A configuration, put on the drive or into an image.
 struct Settings {
   int32_t opMode = 1, s21 = 0, s22 = 0, cmdSrc = 0, commMode = 1, fbSrc = 0, selTrx = 0, posCmdSrc = 1,
-          fbType = 15;
+          fbType = 15, logic = 4, auxBits = 0;
 };
 
 // Where the drive keeps the fields the rules read: address, top bit, width.
@@ -40,13 +39,13 @@ constexpr Field kFields[] = {
     {"CommMode", &Settings::commMode, 1, 3, 2},      {"SetupS2-1", &Settings::s21, 25, 0, 1},
     {"SetupS2-2", &Settings::s22, 25, 1, 1},         {"PosCmdSrc", &Settings::posCmdSrc, 13, 7, 1},
     {"SelTRXParam", &Settings::selTrx, 59, 6, 1},    {"FBSrc", &Settings::fbSrc, 76, 0, 1},
-    {"FbType", &Settings::fbType, 109, 3, 4},
+    {"FbType", &Settings::fbType, 109, 3, 4},        {"LogicVer", &Settings::logic, 30, 7, 8},
+    {"AFBMitEn AFBHallsDis AFBEnDatEnb AFBDivisorSrc AFBSrc", &Settings::auxBits, 121, 7, 8},
 };
 // clang-format on
 
 class Availability : public DriveExports {
  protected:
-  explicit Availability(DriveConfig config = {}) : DriveExports(std::move(config)) {}
   void Open(int32_t connection) {
     ASSERT_EQ(UsePort(1, 19200, connection, 0, 0, 0), 1);
     drive_.Log().Clear();
@@ -60,14 +59,13 @@ class Availability : public DriveExports {
                                                          ((s.*f.value << shift) & mask)));
     }
   }
-  // An image of a drive of the virtual drive's logic version. S2-1 is kept
-  // in the node state, S2-2 not at all.
+  // An image of the same settings. S2-1 is kept in the node state, S2-2
+  // not at all; the auxiliary feedback bits only on the drive.
   void OnImage(int32_t connection, const Settings& s) {
     Node(kImage).driveType = static_cast<uint32_t>(connection);
     Node(kImage).setupS21 = static_cast<uint32_t>(s.s21);
     for (const Field& f : kFields)
-      if (f.address != 25) Store(f.name, kImage) = s.*f.value;
-    Store("LogicVer", kImage) = drive_.Config().logicVersion;
+      if (f.address != 25 && f.address != 121) Store(f.name, kImage) = s.*f.value;
   }
   static Answer Enabled(const char* name, int32_t node) {
     int32_t enabled = kUntouched;
@@ -78,8 +76,9 @@ class Availability : public DriveExports {
     return {GetParamStaticOrDynamic_SVODB(name, &dynamic), dynamic};
   }
   Lines Traffic() const { return drive_.Log().Lines(); }
-  std::string Read(int address) const { return FpgaRead(drive_, address); }
 };
+
+constexpr int32_t kAsOnTheDrive = -9, kNotOnAnImage = -8;
 
 struct RuleCase {
   const char* names;  // separated by blanks
@@ -87,9 +86,11 @@ struct RuleCase {
   Settings settings;
   int32_t enabled;
   int32_t code = 1;
+  int32_t onImage = kAsOnTheDrive;
+  const char* versionText = "";
 };
 
-// Each holds on the drive and on an image alike.
+// Each holds on the drive and on an image alike, unless the row says.
 // clang-format off
 const RuleCase kRuleCases[] = {
     {"ARF0 ARF1", kSerial, {.opMode = 0}, 0},  {"ARF0", kSerial, {.opMode = 1}, 1},  {"ARF1", kSerial, {.opMode = 3}, 1},
@@ -134,8 +135,30 @@ const RuleCase kRuleCases[] = {
     {"Command", kNeither, {.cmdSrc = 2}, 0},  {"CommMode", kNeither, {.fbSrc = 1}, 1},  {"KIP", kNeither, {.selTrx = 0}, 0},
     {"GearIn KPP", kNeither, {.opMode = 3}, 0},  {"KVP", kNeither, {.opMode = 1}, 0},
     {"EncOut", kNeither, {.opMode = 3, .posCmdSrc = 0}, 1},  {"AuxFBType", kNeither, {}, 0},
+    // TRX commutation follows the live switch S2-2 on the drive only.
+    {"TRXPosMT", kSerial, {.s22 = 1, .commMode = 0}, 1},  {"TRXPosMT", kSerial, {.s22 = 0, .commMode = 0}, 0, 1, 1},
+    {"TRXPosMT", kSerial, {.s22 = 1, .commMode = 2}, 0},  {"TRXPosMT", kSerial, {.s22 = 1, .commMode = 3}, 0},
+    // The network drive's auxiliary feedback type from the five bits of
+    // register 121 (AFBMitEn 7, AFBHallsDis 3, AFBEnDatEnb 2, AFBDivisorSrc 1, AFBSrc 0): types 4, 6, 0 and 1.
+    {"EnDatNumClks EnDatDistMT EnDatPPR", kNetwork, {.auxBits = 0x8F}, 1, 1, kNotOnAnImage},
+    {"AuxFBDivisor", kNetwork, {.auxBits = 0x8F}, 0, 1, kNotOnAnImage},
+    {"EnDatNumClks EnDatDistMT AuxFBDivisor", kNetwork, {.auxBits = 0x08}, 1, 1, kNotOnAnImage},
+    {"EnDatPPR", kNetwork, {.auxBits = 0x08}, 0, 1, kNotOnAnImage},
+    {"EnDatNumClks EnDatDistMT EnDatPPR", kNetwork, {.auxBits = 0x88}, 0, 1, kNotOnAnImage},
+    {"AuxFBDivisor", kNetwork, {.auxBits = 0x80}, 1, 1, kNotOnAnImage},
+    // Before logic 4 SelTRXParam needs the TRX logic family of version texts; the other four do not ask.
+    {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 0, .logic = 3}, 1, 1, kAsOnTheDrive, "106.2A"},
+    {"SelTRXParam", kSerial, {.commMode = 2, .fbType = 0, .logic = 3}, 0, 1, kAsOnTheDrive, "106.2A"},
+    {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 0, .logic = 3}, 1, 1, kAsOnTheDrive, "106.12"},
+    {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 14, .logic = 4}, 0, 1, kAsOnTheDrive, "106.2A"},
+    {"TRXSpan", kSerial, {.commMode = 1, .logic = 3}, 1},
+    {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 0, .logic = 3}, 1, 5, kAsOnTheDrive, "10"},
+    {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 0, .logic = 3}, 1, 5},
 };
 // clang-format on
+
+// Version texts outside the TRX logic family.
+const char* const kOtherFamilies[] = {"102.2A", "104.2A", "106.", "106.123", "3.2A", "106"};
 
 std::vector<std::string> Split(const char* names) {
   std::vector<std::string> split;
@@ -145,14 +168,22 @@ std::vector<std::string> Split(const char* names) {
 }
 
 TEST_F(Availability, EachRuleOnTheDriveAndOnAnImage) {
-  for (const RuleCase& c : kRuleCases) {
+  std::vector<RuleCase> cases(std::begin(kRuleCases), std::end(kRuleCases));
+  for (const char* text : kOtherFamilies)
+    cases.push_back(
+        {"SelTRXParam", kSerial, {.commMode = 1, .fbType = 0, .logic = 3}, 0, 1, kAsOnTheDrive, text});
+  for (const RuleCase& c : cases) {
+    api::Context().db.driveVersion = c.versionText;
     for (const std::string& name : Split(c.names)) {
-      SCOPED_TRACE(name + " on connection " + std::to_string(c.connection));
+      SCOPED_TRACE(name + " on connection " + std::to_string(c.connection) + " " + c.versionText);
       OnDrive(c.connection, c.settings);
       EXPECT_EQ(Enabled(name.c_str(), 0), Answer(c.code, c.enabled)) << "drive";
+      if (c.onImage == kNotOnAnImage) continue;
       OnImage(c.connection, c.settings);
       drive_.Log().Clear();
-      EXPECT_EQ(Enabled(name.c_str(), kImage), Answer(c.code, c.enabled)) << "image";
+      EXPECT_EQ(Enabled(name.c_str(), kImage),
+                Answer(c.code, c.onImage == kAsOnTheDrive ? c.enabled : c.onImage))
+          << "image";
       EXPECT_TRUE(Traffic().empty());
     }
   }
@@ -175,13 +206,14 @@ TEST_F(Availability, TheDriveIsAskedOnlyWhatTheRuleNeedsInRuleOrder) {
       {"AFBMitEn", kSerial, {.opMode = 0}, {1, 1}},  // an unlisted name still costs C and M
       {"SelTRXParam", kNetwork, {.commMode = 1, .fbSrc = 0}, {1, 1, 30, 30, 109, 109, 76, 76, 1, 1}},
       {"TRXDiag", kSerial, {.s22 = 1, .commMode = 0}, {1, 1, 1, 1, 25}},  // S2-2 after CommMode
+      {"EnDatPPR", kNetwork, {}, {1, 1, 121, 121, 121, 121, 121, 121, 121, 121, 121, 121}},
       // clang-format on
   };
   for (const auto& c : cases) {
     OnDrive(c.connection, c.settings);
     EXPECT_EQ(Enabled(c.name, 0).first, 1);
     Lines expected{"GetCommType() -> " + std::to_string(c.connection)};
-    for (int address : c.reads) expected.push_back(Read(address));
+    for (int address : c.reads) expected.push_back(FpgaRead(drive_, address));
     EXPECT_EQ(Traffic(), expected) << c.name;
   }
 }
@@ -206,103 +238,29 @@ TEST_F(Availability, FailuresAndRefusals) {
   EXPECT_EQ(out, kUntouched);
   EXPECT_TRUE(Traffic().empty());
 
-  ASSERT_EQ(ClosePort(), 1);  // a drive that does not answer at all
-  EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
-}
-
-// The network drive's auxiliary feedback type comes from the five bits of
-// register 121 (AFBMitEn 7, AFBHallsDis 3, AFBEnDatEnb 2, AFBDivisorSrc 1,
-// AFBSrc 0), each a setting read twice, after OpMode.
-TEST_F(Availability, AuxFeedbackTypeOfTheNetworkDrive) {
-  const struct {
-    uint8_t bits;  // AuxFBType 4, 6, 0 and 1
-    int32_t enDat, divisor, resolution;
-  } cases[] = {{0x8F, 1, 0, 1}, {0x08, 1, 1, 0}, {0x88, 0, 1, 0}, {0x80, 0, 1, 0}};
-  for (const auto& c : cases) {
-    OnDrive(kNetwork, {});
-    drive_.SetFpgaByte(121, c.bits);
-    EXPECT_EQ(Enabled("EnDatNumClks", 0), Ok(c.enDat)) << int{c.bits};
-    EXPECT_EQ(Enabled("EnDatDistMT", 0), Ok(c.enDat)) << int{c.bits};
-    EXPECT_EQ(Enabled("AuxFBDivisor", 0), Ok(c.divisor)) << int{c.bits};
-    drive_.Log().Clear();
-    EXPECT_EQ(Enabled("EnDatPPR", 0), Ok(c.resolution)) << int{c.bits};
-    EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 2u + 10u);
-  }
-}
-
-// TRX commutation follows the live switch S2-2 on the drive only.
-TEST_F(Availability, TrxCommutationFromTheSwitchOnTheDriveOnly) {
-  const struct {
-    int32_t commMode, s22;
-    int32_t drive, image;
-  } cases[] = {{1, 0, 1, 1}, {0, 1, 1, 1}, {0, 0, 0, 1}, {2, 1, 0, 0}, {3, 1, 0, 0}};
-  for (const auto& c : cases) {
-    const Settings settings{.s22 = c.s22, .commMode = c.commMode};
-    OnDrive(kSerial, settings);
-    EXPECT_EQ(Enabled("TRXPosMT", 0), Ok(c.drive)) << c.commMode << "/" << c.s22;
-    OnImage(kSerial, settings);
-    EXPECT_EQ(Enabled("TRXPosMT", kImage), Ok(c.image)) << c.commMode << "/" << c.s22;
-  }
-}
-
-class OlderLogicAvailability : public Availability {
- protected:
-  OlderLogicAvailability() : Availability(DriveConfig{.logicVersion = 3, .versionText = "106.2A"}) {}
-};
-
-// Before logic 4 SelTRXParam needs the TRX logic family of version texts.
-TEST_F(OlderLogicAvailability, SelTrxParamNeedsTheTrxLogicFamily) {
-  const struct {
-    const char* text;
-    int32_t commMode;
-    Answer answer;
-  } cases[] = {
-      // clang-format off
-      {"106.2A", 1, Ok(1)}, {"106.2A", 2, Ok(0)}, {"106.12", 1, Ok(1)}, {"102.2A", 1, Ok(0)}, {"104.2A", 1, Ok(0)},
-      {"106.", 1, Ok(0)}, {"106.123", 1, Ok(0)}, {"3.2A", 1, Ok(0)}, {"106", 1, Ok(0)}, {"10", 1, {5, 1}}, {"", 1, {5, 1}},
-      // clang-format on
-  };
-  for (const auto& c : cases) {
-    api::Context().db.driveVersion = c.text;
-    OnDrive(kSerial, {.commMode = c.commMode, .fbType = 0});
-    EXPECT_EQ(Enabled("SelTRXParam", 0), c.answer) << c.text;
-    OnImage(kSerial, {.commMode = c.commMode, .fbType = 0});
-    EXPECT_EQ(Enabled("SelTRXParam", kImage), c.answer) << c.text;
-  }
-  // The other four do not ask for the logic family.
-  api::Context().db.driveVersion.clear();
-  OnDrive(kSerial, {.commMode = 1});
-  EXPECT_EQ(Enabled("TRXSpan", 0), Ok(1));
-}
-
-TEST_F(Availability, SelTrxParamFollowsTheLogicVersionOfTheNode) {
-  api::Context().db.driveVersion = "106.2A";
-  OnImage(kSerial, {.commMode = 1, .fbType = 14});
-  EXPECT_EQ(Enabled("SelTRXParam", kImage), Ok(0));  // logic 4: FbType decides
-  Store("LogicVer", kImage) = 3;
-  EXPECT_EQ(Enabled("SelTRXParam", kImage), Ok(1));  // logic 3: the version text decides
-
   // A LogicVer that cannot be read counts as older logic; FbType must read.
+  api::Context().db.driveVersion = "106.2A";
   OnDrive(kSerial, {.commMode = 1, .fbType = 14});
   drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 30);
   EXPECT_EQ(Enabled("SelTRXParam", 0), Ok(1));
   EXPECT_EQ(drive_.Log().Count(Operation::kGetVarFromFPGA), 5u);  // OpMode 2, LogicVer 1, CommMode 2
   drive_.Faults().FailCall(Operation::kGetVarFromFPGA, 1, 6, 109);
   EXPECT_EQ(Enabled("SelTRXParam", 0), Answer(6, 1));
+
+  ASSERT_EQ(ClosePort(), 1);  // a drive that does not answer at all
+  EXPECT_EQ(Enabled("CmdInNullEnb", 0), Answer(0, kUntouched));
 }
 
-// Command, OpMode and SWEnable are dynamic on the network only, where the
-// connection type is asked for them; a connection of no known type answers
-// 25.
+// Command, OpMode and SWEnable are dynamic on the network only, asking the
+// connection type; a connection of no known type answers 25.
 TEST_F(Availability, DynamicVariables) {
-  const char* const always[] = {"HSOT",  "DInp1 (EnbHWInp)", "DInp4", "TRXPosMT", "SetupS2-2",
-                                "VelFB", "EnDatPPR"};
-  const char* const never[] = {"KVP", "AFBMitEn", "velfb", "DInp1 (EnbHWInp", "DInp1(EnbHWInp)",
-                               "",    "command"};
   for (int32_t connection : {kSerial, kNetwork}) {
     Open(connection);
-    for (const char* name : always) EXPECT_EQ(Dynamic(name), Ok(1)) << name;
-    for (const char* name : never) EXPECT_EQ(Dynamic(name), Ok(0)) << name;
+    for (const char* name :
+         {"HSOT", "DInp1 (EnbHWInp)", "DInp4", "TRXPosMT", "SetupS2-2", "VelFB", "EnDatPPR"})
+      EXPECT_EQ(Dynamic(name), Ok(1)) << name;
+    for (const char* name : {"KVP", "AFBMitEn", "velfb", "DInp1 (EnbHWInp", "DInp1(EnbHWInp)", "", "command"})
+      EXPECT_EQ(Dynamic(name), Ok(0)) << name;
     for (const char* name : {"Command", "OpMode", "SWEnable"}) {
       drive_.Log().Clear();
       EXPECT_EQ(Dynamic(name), Ok(connection == kNetwork ? 1 : 0)) << name;

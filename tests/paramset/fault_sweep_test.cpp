@@ -1,18 +1,11 @@
 // Every single bus fault in a whole-set or file operation fails loudly or
-// heals. For each operation the clean run's transport calls are counted;
-// then, on a fresh virtual drive each time, call k of the operation fails
-// (codes 0 and 6) or, where call k is the second read of a double read,
-// answers a different byte. A run either returns an error code or succeeds
-// having produced exactly what the clean run produced; it takes no more
-// virtual time than a bound; and the same operation, run again at once
-// without faults, succeeds and produces the clean result.
-#include <gtest/gtest.h>
-
-#include <algorithm>
+// heals: on a fresh virtual drive each time, call k of the clean run fails
+// (codes 0 and 6) or, as the second read of a double read, answers another
+// byte. The run returns a code with its context or produces exactly what
+// the clean run produced, within a bound of virtual time; run again without
+// faults, it succeeds with the clean result.
 #include <functional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "drive/register_table.h"
 #include "paramset/file_interfaces.h"
@@ -38,17 +31,15 @@ Products ProductsOf(World& world, const std::string& file) {
   Products products{world.drive.SaveState(), world.drive.SaveWorkingRegisters(), {}, Slurp(file)};
   for (const RegisterState& state : world.registers.Registers())
     products.library.push_back(state.descriptor.name + (" " + ::testing::PrintToString(state.raw)));
-  for (const NodeState& n : world.db.nodes) {
-    products.library.push_back(::testing::PrintToString(
-        std::tuple("node", n.modelCode, n.mode, n.logicVersion, n.setupS21, n.driveType)));
-  }
+  for (const NodeState& n : world.db.nodes)
+    products.library.push_back(
+        ::testing::PrintToString(std::tuple(n.modelCode, n.mode, n.logicVersion, n.setupS21, n.driveType)));
   return products;
 }
 
 // What differs, for a message that shows what went wrong.
 std::string Differences(const Products& got, const Products& clean) {
-  std::string text = got.memories == clean.memories ? "" : "\n  NV or motor data memory";
-  if (!(got.working == clean.working)) text += "\n  working registers";
+  std::string text = got.memories == clean.memories && got.working == clean.working ? "" : "\n  the drive";
   if (got.file != clean.file) text += "\n  the file";
   for (std::size_t i = 0; i < got.library.size(); ++i)
     if (got.library[i] != clean.library[i])
@@ -123,18 +114,15 @@ struct Fault {
   int kind;  // fails with code 0, with code 6, or (2) the second read answers another byte
   Operation operation;
   int callNumber;  // among the calls of that operation
+  std::string Describe() const {
+    static const char* const kKinds[] = {"code 0", "code 6", "second read differs"};
+    return kKinds[kind] + (" at " + std::string(sim::OperationName(operation))) + " #" +
+           std::to_string(callNumber);
+  }
 };
 
-std::string Describe(const Fault& fault) {
-  static const char* const kKinds[] = {"code 0", "code 6", "second read differs"};
-  return std::string(kKinds[fault.kind]) + " at " + std::string(sim::OperationName(fault.operation)) + " #" +
-         std::to_string(fault.callNumber);
-}
-
-// The FPGA addresses of settings, which are read twice and compared; the
-// other registers are read once, and the command's second read stands
-// uncompared (it moves with the motor), so a read that differs there is a
-// value that changed, not a fault.
+// The FPGA addresses of settings, read twice and compared; a second read of
+// the command stands uncompared (it moves with the motor).
 std::set<int32_t> SettingAddresses() {
   std::set<int32_t> addresses;
   for (const RegisterDescriptor& d : kRegisterTable) {
@@ -145,10 +133,9 @@ std::set<int32_t> SettingAddresses() {
   return addresses;
 }
 
-// Call k repeats a read of the same address a few calls back with only
-// reads of the same kind between: the second read of a double read. A read
-// followed by a write to its address is the single read of a byte that
-// registers share, before one of them is changed in it, not a double read.
+// Call k repeats a read of the same address a few calls back, with only
+// reads of its kind between. A read followed by a write to its address is
+// the single read of a byte that registers share, not a double read.
 bool IsSecondRead(const std::vector<sim::CallRecord>& calls, std::size_t k) {
   static const std::set<int32_t> settings = SettingAddresses();
   const sim::CallRecord& call = calls[k];
@@ -165,8 +152,6 @@ bool IsSecondRead(const std::vector<sim::CallRecord>& calls, std::size_t k) {
   return false;
 }
 
-// The faults to inject, one per run: every call with codes 0 and 6, and
-// every second read with a differing byte.
 std::vector<Fault> FaultsOf(const std::vector<sim::CallRecord>& calls) {
   std::vector<Fault> faults;
   std::array<int, sim::kOperationCount> seen{};
@@ -178,9 +163,9 @@ std::vector<Fault> FaultsOf(const std::vector<sim::CallRecord>& calls) {
   return faults;
 }
 
-// One faulted run and the clean run after it; failures name the fault.
 void RunFaulted(const SweptOperation& op, const Fault& fault, const Products& clean,
                 const std::string& file) {
+  SCOPED_TRACE(std::string(op.name) + ", " + fault.Describe());
   std::filesystem::remove(file);
   World world{op.config};
   op.prepare(world);
@@ -190,20 +175,15 @@ void RunFaulted(const SweptOperation& op, const Fault& fault, const Products& cl
   if (fault.kind == 2) world.drive.Faults().DistortCall(fault.operation, fault.callNumber, 0xFF);
   const uint32_t start_ms = world.platform.Now();
   const Result result = op.run(world, file);
-  EXPECT_LE(world.platform.Now() - start_ms, kVirtualTimeBound_ms) << op.name << ", " << Describe(fault);
-  if (result == code::kOk) {
-    EXPECT_EQ(Differences(ProductsOf(world, file), clean), "")
-        << op.name << " succeeded with other data, " << Describe(fault);
-  } else {
-    const CodeParts parts = Decompose(result);
-    EXPECT_TRUE(parts.context >= 1 && parts.context <= 10)
-        << op.name << " gave " << result << " without a context, " << Describe(fault);
-  }
+  EXPECT_LE(world.platform.Now() - start_ms, kVirtualTimeBound_ms);
+  const int32_t context = Decompose(result).context;
+  EXPECT_TRUE(result == code::kOk || (context >= 1 && context <= 10)) << result << " has no context";
+  EXPECT_EQ(result == code::kOk ? Differences(ProductsOf(world, file), clean) : "", "")
+      << "success with other data";
   world.drive.Faults().Clear();
   std::filesystem::remove(file);
-  EXPECT_EQ(op.run(world, file), 1) << op.name << " after " << Describe(fault);
-  EXPECT_EQ(Differences(ProductsOf(world, file), clean), "")
-      << op.name << " not clean after " << Describe(fault);
+  EXPECT_EQ(op.run(world, file), 1) << "run again without faults";
+  EXPECT_EQ(Differences(ProductsOf(world, file), clean), "") << "run again without faults";
 }
 
 // LogicVer (FPGA 30, a setting read twice) is read once per operation, at

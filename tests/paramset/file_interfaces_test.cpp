@@ -1,13 +1,6 @@
-// The file exports against the virtual drive: images saved to parameter
-// files and loaded from them, files copied into the drive's NV memory and
-// NV memory saved to files, the factory defaults loaded into an image, and
-// the composed code of each failure.
-#include <gtest/gtest.h>
-
-#include <algorithm>
+// The file exports against the virtual drive: images saved to files and
+// loaded from them, files copied into NV memory and NV memory saved to files.
 #include <functional>
-#include <string>
-#include <vector>
 
 #include "paramset/set_fixture.h"
 
@@ -40,6 +33,8 @@ class FileExports : public DriveExports {
   Scratch dir_;
 };
 
+// Only a user file must carry a version a drive has, and it is loaded all
+// the same; into NV it is refused before the drive is touched.
 TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   Open();
   OfflineImage(2);
@@ -50,154 +45,47 @@ TEST_F(FileExports, OnlyUserFilesMustCarryAVersionADriveHas) {
   const std::string userText = Slurp(user), mfgText = Slurp(mfg);
   for (const auto& [version, expected] :
        {std::pair{"1", 33}, {"2", 1}, {"3", 1}, {"4", 1}, {"5", 33}, {"40", 33}}) {
-    const auto withVersion = [number = version](const std::string& text) {
+    for (auto [read, path, text, result] : {std::tuple{&RDFromFileUser_SVODB, user, userText, expected},
+                                            {&RDFromFileMfg_SVODB, mfg, mfgText, 1}}) {
       const std::size_t start = text.find("FileVersion ") + 12;
-      return text.substr(0, start) + number + text.substr(text.find(' ', start));
-    };
-    Spit(user, withVersion(userText));
-    Spit(mfg, withVersion(mfgText));
-    for (auto [read, path, result] :
-         {std::tuple{&RDFromFileUser_SVODB, user, expected}, {&RDFromFileMfg_SVODB, mfg, 1}}) {
+      Spit(path, text.substr(0, start) + version + text.substr(text.find(' ', start)));
       OfflineImage(3);
       ASSERT_EQ(PutVariable_SVODB("DPoles", 8), 1);
       EXPECT_EQ(read(path.c_str()), result) << version;
-      EXPECT_EQ(Value("DPoles"), 4) << version;  // loaded whatever the version
+      EXPECT_EQ(Value("DPoles"), 4) << version;
     }
   }
-  // Into NV: the user file is refused before the drive is touched, the
-  // manufacturing file goes on.
   const sim::PersistentState before = drive_.SaveState();
   Select(0);
   EXPECT_EQ(SetUserParamsNV_SVODBT(user.c_str()), 33);
   EXPECT_EQ(api::CurrentNode(), 1u);
   EXPECT_EQ(NvChanges(), 0u);
   EXPECT_EQ(drive_.SaveState(), before);
-  Select(0);
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(mfg.c_str()), 1);
-  EXPECT_GT(drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
 }
 
-// A file reaches NV only for the drive's model; a user file is loaded into
-// node 1, which stays current unless all of it succeeded.
-TEST_F(FileExports, FilesReachNvOnlyForTheDrivesModel) {
-  Open();
-  const sim::PersistentState factory = drive_.SaveState();
-  const struct {
-    const char* what;
-    bool mfg;
-    int32_t fileModel;
-    std::function<void(Plan)> fault;
-    const char* file;
-    int32_t expected;
-    bool beforeNv;  // fails before anything is written to NV
-  } cases[] = {
-      // clang-format off
-      {"another model", false, 28, [](Plan) {}, "user.par", 80009, true},
-      {"model unreadable", false, 31, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, "user.par", 80006, true},
-      {"no such file", false, 31, [](Plan) {}, "missing.par", 50031, true},
-      {"NV write fails", false, 31, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "user.par", 40006, false},
-      {"NV write does not stick", false, 31, [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, "user.par", 40010, false},
-      {"another model", true, 28, [](Plan) {}, "mfg.par", 80009, true},
-      {"model unreadable", true, 31, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 5, 4); }, "mfg.par", 80005, true},
-      {"no such file", true, 31, [](Plan) {}, "missing.par", 50031, true},
-      {"NV write fails", true, 31, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, "mfg.par", 40006, false},
-      {"erase busy twice", true, 31, [](Plan f) { f.EraseAnswersBusy(200, Persistence::kAlways); }, "mfg.par", 70002, false},
-      {"erase fails", true, 31, [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 3, 4); }, "mfg.par", 70004, false},
-      {"user file", true, 31, [](Plan) {}, "user.par", 50032, true},
-      // clang-format on
-  };
-  for (const auto& c : cases) {
-    OfflineImage(2, c.fileModel);
-    ASSERT_EQ(PutVariable_SVODB("DPoles", 4), 1);
-    Store("ARF0", 2) = 100;  // unlike the drive's, so a dropped write shows
-    ASSERT_EQ((c.mfg ? WRToFileMfg_SVODB : WRToFileUser_SVODB)(Path(c.mfg ? "mfg.par" : "user.par").c_str()),
-              1);
-    ASSERT_EQ(WRToFileUser_SVODB(Path("user.par").c_str()), 1);
-    Select(c.mfg ? 3 : 0);
-    drive_.Faults().Clear();
-    c.fault(drive_.Faults());
-    drive_.Log().Clear();
-    EXPECT_EQ((c.mfg ? SetMfgParamsNV_SVODBT : SetUserParamsNV_SVODBT)(Path(c.file).c_str()), c.expected)
-        << c.what;
-    EXPECT_EQ(api::CurrentNode(), c.mfg ? 3u : 1u) << c.what;
-    if (c.beforeNv) {
-      EXPECT_EQ(NvChanges(), 0u) << c.what;
-      EXPECT_EQ(drive_.SaveState(), factory) << c.what;
-    }
-    drive_.RestoreState(factory);
-  }
-  drive_.Faults().Clear();
-  const int32_t factoryPoles = OnDrive("DPoles", true);
-  Select(0);
-  drive_.Log().Clear();
-  EXPECT_EQ(SetUserParamsNV_SVODBT(Path("user.par").c_str()), 1);
-  EXPECT_EQ(api::CurrentNode(), 0u);
-  EXPECT_EQ(Node(1).modelCode, 31u);
-  EXPECT_EQ(OnDrive("DPoles", true), Store("DPoles", 1));
-  EXPECT_NE(OnDrive("DPoles", true), factoryPoles);
-  EXPECT_TRUE(Erased().empty());
-}
-
-TEST_F(FileExports, AManufacturingFileWritesOnlyItsManufacturingPartAndCleansUpNv) {
-  Open();
-  Select(2);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  const int32_t dPoles = Store("DPoles", 2);
-  Store("DPoles", 2) = dPoles == 4 ? 5 : 4;
-  Store("DeadBand", 2) = Store("DeadBand", 2) == 5 ? 6 : 5;
-  Store("HstSet", 2) += 3;
-  ASSERT_EQ(WRToFileMfg_SVODB(Path("mfg.par").c_str()), 1);
-  Select(3);
-  drive_.Log().Clear();
-  EXPECT_EQ(SetMfgParamsNV_SVODBT(Path("mfg.par").c_str()), 1);
-  EXPECT_EQ(Erased().size(), 230u - 137 + 1);
-  EXPECT_EQ(api::CurrentNode(), 3u);
-  EXPECT_EQ(OnDrive("DeadBand", true), Store("DeadBand", 2));
-  EXPECT_EQ(OnDrive("HstSet", true), Store("HstSet", 2));
-  EXPECT_EQ(OnDrive("DPoles", true), dPoles);  // the user part stays in the image
-  EXPECT_EQ(Store("DPoles", 3), Store("DPoles", 2));
-}
-
-TEST_F(FileExports, DefaultsIntoTheDrivesImageStayInTheImage) {
-  Open();
-  Select(0);
-  ASSERT_EQ(RDFromNVUser_SVODB(), 1);
-  ASSERT_EQ(PutVariable_SVODB("DPoles", 2), 1);
-  RegisterMap& registers = api::Context().registers;
-  std::vector<std::array<int32_t, kNodeCount>> before;
-  for (const RegisterState& state : registers.Registers()) before.push_back(state.raw);
-  const sim::PersistentState nv = drive_.SaveState();
-  drive_.Log().Clear();
-
-  EXPECT_EQ(SetParamsArray_SVODB(), 1);
-  // The DeadBand scaling reads the power board through the motor-data
-  // window, whose address registers are all it writes.
-  EXPECT_EQ(Erased().size() + drive_.Log().Count(Operation::kPutVarToEEPROM), 0u);
-  for (const sim::CallRecord& call : drive_.Log().Records()) {
-    if (call.operation == Operation::kPutVarToFPGA) {
-      EXPECT_TRUE(call.arguments[0] == 42 || call.arguments[0] == 43) << call.ToString();
-    }
-  }
-  EXPECT_EQ(drive_.SaveState(), nv);
-  EXPECT_EQ(Value("DPoles"), 3);  // the default, labelled "6"
-  for (std::size_t i = 0; i < before.size(); ++i) {
-    for (std::size_t node = 1; node < kNodeCount; ++node)
-      EXPECT_EQ(registers.Registers()[i].raw[node], before[i][node])
-          << registers.Registers()[i].descriptor.name;
-  }
-  // The image's name table: what a file of it would list, as the drive's
-  // version text supports (no biquads, no FBDivisor on "4.0A").
-  EXPECT_EQ(api::Context().db.parameterFileNames[0].size(), 48u);
-}
-
+// The composed code of each failure of the file and whole-set exports. A
+// file reaches NV only for the drive's model, and a failure before NV leaves
+// it untouched; a user file is loaded into node 1, which stays current
+// unless all of it succeeded. A failed write keeps the old file.
 TEST_F(FileExports, FailuresComposeWithTheirContext) {
   Open();
-  const std::string user = Path("user.par"), missing = Path("no/such/folder/file.par");
-  OfflineImage(2);
-  ASSERT_EQ(WRToFileUser_SVODB(user.c_str()), 1);
+  const sim::PersistentState factory = drive_.SaveState();
+  const sim::WorkingRegisters working = drive_.SaveWorkingRegisters();
+  const std::string user = Path("user.par"), mfg = Path("mfg.par"), missing = Path("no/such/folder/file.par");
+  // Both files of an image of the model, ARF0 unlike the drive's so that a
+  // dropped write shows.
+  const auto files = [&](int32_t model) {
+    return [=] {
+      OfflineImage(2, model);
+      ASSERT_EQ(PutVariable_SVODB("DPoles", 4), 1);
+      Store("ARF0", 2) = 100;
+      ASSERT_EQ(WRToFileUser_SVODB(user.c_str()), 1);
+      ASSERT_EQ(WRToFileMfg_SVODB(mfg.c_str()), 1);
+    };
+  };
+  files(31)();
   // ARF0, ARF1, BatFDis, BQ0B2, BQ0K1, then the bad line.
   std::string bad = Slurp(user);
-  ASSERT_NE(bad.find("\nBQ0B1 "), std::string::npos);
   Spit(Path("bad.par"),
        bad.insert(bad.find("\nBQ0B1 "), "\n# a comment is not counted\nBatFDis = Sometimes"));
   const auto on = [](
@@ -207,38 +95,100 @@ TEST_F(FileExports, FailuresComposeWithTheirContext) {
       edit();
     };
   };
-  const auto nothing = [] {};
+  const auto toNv = [](bool manufacturing, const std::string& path) {
+    return [=] {
+      Select(manufacturing ? 3 : 0);
+      return (manufacturing ? SetMfgParamsNV_SVODBT : SetUserParamsNV_SVODBT)(path.c_str());
+    };
+  };
+  const auto none = [](Plan) {};
+  const auto arf0 = [] { Store("ARF0", 0) = 100; };
   const struct {
     const char* what;
     std::function<void()> prepare;
+    std::function<void(Plan)> fault;
     std::function<int32_t()> call;
     int32_t expected;
+    int32_t node;  // current afterwards, -1 for any
+    bool nvKept = true;
   } cases[] = {
       // clang-format off
-      {"image mode", on(2, [] { Node(2).setupS21 = 7; }), [&] { return WRToFileUser_SVODB(user.c_str()); }, 80023},
-      {"image command source", on(2, [] { Store("CmdSrc", 2) = 3; }), [&] { return WRToFileMfg_SVODB(user.c_str()); }, 80023},
-      {"model without a label", on(2, [] { ASSERT_EQ(SetModel_SVODB(99), 1); }), [&] { return WRToFileUser_SVODB(user.c_str()); }, 60009},
-      {"no such folder", on(2), [&] { return WRToFileUser_SVODB(missing.c_str()); }, 60031},
-      {"no such folder", on(2), [&] { return WRToFileMfg_SVODB(missing.c_str()); }, 60031},
-      {"no such file", on(3), [&] { return RDFromFileUser_SVODB(missing.c_str()); }, 50031},
-      {"user file to the manufacturing reader", on(3), [&] { return RDFromFileMfg_SVODB(user.c_str()); }, 50032},
-      {"label on the 6th parameter line", on(3), [&] { return RDFromFileUser_SVODB(Path("bad.par").c_str()); }, 50623},
-      {"NV read", [&] { drive_.Faults().FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 30005},
-      {"NV entry of another register", [&] { drive_.Faults().ReportWrongNvRegister(29, 99); }, [&] { return GetMfgParamsNV_SVODBT(user.c_str()); }, 30007},
-      {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023},
-      {"no such folder", on(4), [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031},
-      {"null name", nothing, [] { return RDFromFileUser_SVODB(nullptr); }, 31},
+      {"another model", files(28), none, toNv(false, user), 80009, 1},
+      {"model unreadable", files(31), [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, toNv(false, user), 80006, 1},
+      {"no such file", files(31), none, toNv(false, Path("missing.par")), 50031, 1},
+      {"NV write fails", files(31), [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, toNv(false, user), 40006, 1, false},
+      {"NV write does not stick", files(31), [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, toNv(false, user), 40010, 1, false},
+      {"another model", files(28), none, toNv(true, mfg), 80009, 3},
+      {"model unreadable", files(31), [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 5, 4); }, toNv(true, mfg), 80005, 3},
+      {"no such file", files(31), none, toNv(true, Path("missing.par")), 50031, 3},
+      {"NV write fails", files(31), [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, toNv(true, mfg), 40006, 3, false},
+      {"erase busy twice", files(31), [](Plan f) { f.EraseAnswersBusy(200, Persistence::kAlways); }, toNv(true, mfg), 70002, 3, false},
+      {"erase fails", files(31), [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 3, 4); }, toNv(true, mfg), 70004, 3, false},
+      {"user file", files(31), none, toNv(true, user), 50032, 3},
+      {"image mode", on(2, [] { Node(2).setupS21 = 7; }), none, [&] { return WRToFileUser_SVODB(user.c_str()); }, 80023, 2},
+      {"image command source", on(2, [] { Store("CmdSrc", 2) = 3; }), none, [&] { return WRToFileMfg_SVODB(user.c_str()); }, 80023, 2},
+      {"model without a label", on(2, [] { ASSERT_EQ(SetModel_SVODB(99), 1); }), none, [&] { return WRToFileUser_SVODB(user.c_str()); }, 60009, 2},
+      {"no such folder", on(2), none, [&] { return WRToFileUser_SVODB(missing.c_str()); }, 60031, 2},
+      {"no such folder", on(2), none, [&] { return WRToFileMfg_SVODB(missing.c_str()); }, 60031, 2},
+      {"no such file", on(3), none, [&] { return RDFromFileUser_SVODB(missing.c_str()); }, 50031, 3},
+      {"user file to the manufacturing reader", on(3), none, [&] { return RDFromFileMfg_SVODB(user.c_str()); }, 50032, 3},
+      {"label on the 6th parameter line", on(3), none, [&] { return RDFromFileUser_SVODB(Path("bad.par").c_str()); }, 50623, 3},
+      {"NV read", [] {}, [](Plan f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 30005, -1},
+      {"NV entry of another register", [] {}, [](Plan f) { f.ReportWrongNvRegister(29, 99); }, [&] { return GetMfgParamsNV_SVODBT(user.c_str()); }, 30007, -1},
+      {"NV image's mode", on(4, [] { Node(4).setupS21 = 7; }), none, [&] { return GetUserParamsNV_SVODBT(user.c_str()); }, 80023, 4, false},
+      {"no such folder", on(4), none, [&] { return GetMfgParamsNV_SVODBT(missing.c_str()); }, 60031, 4, false},
+      {"null name", [] {}, none, [] { return RDFromFileUser_SVODB(nullptr); }, 31, -1},
+      // Model (FPGA 4) is read before the set and again by the set.
+      {"model", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveUser_SVODB, 80006, -1, false},
+      {"model", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, RDFromDriveMfg_SVODB, 80006, -1, false},
+      {"model again", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 3, 6, 4); }, RDFromDriveUser_SVODB, 10006, -1, false},
+      {"model of the write", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 6, 4); }, WRToDriveUser_SVODB, 20006, -1, false},
+      {"ARF0 unsteady", arf0, [](Plan f) { f.ChangeSecondRead(53); }, RDFromDriveUser_SVODB, 10010, -1, false},
+      {"ARF0 in NV", arf0, [](Plan f) { f.ReportWrongNvRegister(29, 99); }, RDFromNVUser_SVODB, 30007, -1, false},
+      {"NV read", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromEEPROM, 1, 5); }, RDFromNVMfg_SVODB, 30005, -1, false},
+      {"ARF0 dropped", arf0, [](Plan f) { f.DropFpgaWrite(53, Persistence::kAlways); }, WRToDriveUser_SVODB, 20010, -1, false},
+      // LogicVer is read once, first; its failure is a failed logic check.
+      {"LogicVer", arf0, [](Plan f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 30); }, WRToDriveMfg_SVODB, 90006, -1, false},
+      {"NV write", arf0, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, WRToNVMfg_SVODB, 40006, -1, false},
+      {"ARF0 NV dropped", arf0, [](Plan f) { f.DropNvWrite(29, Persistence::kAlways); }, WRToNVUser_SVODB, 40010, -1, false},
+      {"LogicVer raw", arf0, [](Plan f) { f.FailCall(Operation::kGetVarFromFPGA, 1, 0); }, WRToNVUser_SVODB, 90000, -1, false},
+      // The power board's byte (511) decides DeadBand's width: its address
+      // goes out to FPGA 42 as 255.
+      {"power board", arf0, [](Plan f) { f.FailEveryCall(Operation::kPutVarToFPGA, 6, 42); }, WRToNVMfg_SVODB, 44306, -1, false},
+      {"current offset", arf0, [](Plan f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 41); }, SetDefaultMfg_SVODB, 10006, -1, false},
+      {"defaults NV", arf0, [](Plan f) { f.FailCall(Operation::kPutVarToEEPROM, 1, 6); }, SetDefaultUser_SVODB, 40006, -1, false},
+      {"erase busy", arf0, [](Plan f) { f.EraseAnswersBusy(150, Persistence::kAlways); }, SetDefaultUser_SVODB, 70002, -1, false},
+      {"erase busy", arf0, [](Plan f) { f.EraseAnswersBusy(230, Persistence::kAlways); }, SetDefaultMfg_SVODB, 70002, -1, false},
+      {"erase", arf0, [](Plan f) { f.FailCall(Operation::kNVEraseUnit, 2, 4); }, SetDefaultMfg_SVODB, 70004, -1, false},
+      {"defaults model", arf0, [](Plan f) { f.FailEveryCall(Operation::kGetVarFromFPGA, 6, 4); }, SetDefaultUser_SVODB, 100006, -1, false},
       // clang-format on
   };
   for (const auto& c : cases) {
     api::ResetForTesting();
     drive_.Faults().Clear();
+    drive_.RestoreState(factory);
+    drive_.ResumeWorkingRegisters(working);
     Open();
     c.prepare();
     const std::string kept = Slurp(user);
+    c.fault(drive_.Faults());
+    drive_.Log().Clear();
     EXPECT_EQ(c.call(), c.expected) << c.what;
+    EXPECT_TRUE(c.node < 0 || api::CurrentNode() == static_cast<uint32_t>(c.node)) << c.what;
     EXPECT_EQ(Slurp(user), kept) << c.what << ": a failed write keeps the old file";
+    EXPECT_TRUE(!c.nvKept || (NvChanges() == 0 && drive_.SaveState() == factory)) << c.what << ": NV touched";
   }
+  drive_.Faults().Clear();
+  drive_.RestoreState(factory);
+  const int32_t factoryPoles = OnDrive("DPoles", true);
+  files(31)();
+  drive_.Log().Clear();
+  EXPECT_EQ(toNv(false, user)(), 1);
+  EXPECT_EQ(api::CurrentNode(), 0u);
+  EXPECT_EQ(Node(1).modelCode, 31u);
+  EXPECT_EQ(OnDrive("DPoles", true), Store("DPoles", 1));
+  EXPECT_NE(OnDrive("DPoles", true), factoryPoles);
+  EXPECT_TRUE(Erased().empty());
 }
 
 // A backup of edited NV memory, restored onto a fresh drive of the same

@@ -1,13 +1,10 @@
-// What the tests of whole sets and parameter files share: the library's
-// state in front of one virtual drive, the exports in front of one, the raw
-// values of the library's images and of the drive, and whole files as bytes
-// in a folder of the running test's own.
+// What the tests of whole sets and parameter files share: the library in
+// front of a virtual drive, directly or through the exports, and files.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -42,6 +39,14 @@ inline void PutValues(LibraryContext ctx, uint32_t node, const std::string& pair
   for (double value = 0; in >> name >> value;) ASSERT_EQ(PutOfflineValue(ctx, name, node, value), 1) << name;
 }
 
+// The catalogue's records of the names, given as "name name ...".
+inline ParameterList Named(const Catalogue& catalogue, const std::string& names) {
+  ParameterList list;
+  std::istringstream in(names);
+  for (std::string name; in >> name;) list.push_back(catalogue.Find(name));
+  return list;
+}
+
 // A successful read of the FPGA register as it stands.
 inline std::string FpgaRead(const sim::VirtualDrive& drive, int address) {
   return "GetVarFromFPGA(" + std::to_string(address) + ") -> 1 [" +
@@ -53,8 +58,7 @@ inline std::string FpgaRead(const sim::VirtualDrive& drive, int address) {
 class Scratch {
  public:
   Scratch() {
-    std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
-    std::ranges::replace(test, '/', '_');
+    const std::string test = ::testing::UnitTest::GetInstance()->current_test_info()->name();
     dir_ =
         std::filesystem::temp_directory_path() / ("svodb_paramset_" + std::to_string(getpid()) + "_" + test);
     std::filesystem::remove_all(dir_);
@@ -81,6 +85,11 @@ struct World {
     drive.Log().Clear();
   }
   int32_t& Store(const char* name, uint32_t node) { return registers.FindRegister(name)->raw[node]; }
+  int32_t OnDrive(const char* name) {
+    int32_t raw = -1;
+    EXPECT_EQ(ReadFpgaField(ctx, name, raw), 1) << name;
+    return raw;
+  }
 
   ParameterDatabase db;
   RegisterMap registers;
@@ -111,11 +120,7 @@ class DriveExports : public ExportTest {
     return api::Context().registers.FindRegister(name)->raw[node];
   }
   static NodeState& Node(uint32_t node) { return api::Context().db.nodes[node]; }
-  static ParameterList List(std::initializer_list<const char*> names) {
-    ParameterList list;
-    for (const char* name : names) list.push_back(api::Context().db.catalogue.Find(name));
-    return list;
-  }
+  static ParameterList List(const std::string& names) { return Named(api::Context().db.catalogue, names); }
   static double Value(const char* name, uint32_t node) {
     double value = -999;
     LibraryContext ctx = api::Context();
