@@ -129,24 +129,18 @@ TEST_F(Tool, TheDriveStaysPoweredUntilPowerCycledAndSaveKeepsChanges) {
 // ---- previews that tell the truth ----------------------------------------------
 
 TEST_F(Tool, DryRunAndRestoreBothRefuseAnotherModelOrANewerLogic) {
-  ASSERT_EQ(Run({"defaults", "--model", "X7103", "--out", Path("d.par").string()}).exitCode, 0);
-  ASSERT_EQ(Run({"defaults", "--logic", "4", "--out", Path("l4.par").string()}).exitCode, 0);
-  const struct {
-    const char* file;
-    std::vector<std::string> drive;
-    std::string message;
-  } cases[] = {
-      {"d.par", {}, " is for X7103_240Vac_6/18Arms; the drive is X7102_240Vac_3/9Arms\n"},
-      {"l4.par", {"SVODB_SIM_LOGIC=3", "SVODB_SIM_VERSION=3.2A"}, " is for logic 4; the drive has logic 3\n"},
-  };
-  for (const auto& c : cases) {
-    for (const char* mode : {"--dry-run", "--yes"}) {
-      const Outcome run = Run({"restore", Path(c.file).string(), mode}, c.drive);
-      EXPECT_EQ(run.exitCode, 2) << c.file << mode;
-      EXPECT_CONTAINS(run.err, "svodb: restore: " + Path(c.file).string() + c.message +
-                                   "svodb: restore: nothing was written to the drive\n");
-    }
-  }
+  const std::string other = Path("d.par").string(), newer = Path("l4.par").string();
+  const std::string nothing = "\nsvodb: restore: nothing was written to the drive\n";
+  const std::string model = " is for X7103_240Vac_6/18Arms; the drive is X7102_240Vac_3/9Arms" + nothing;
+  const std::vector<std::string> older{"SVODB_SIM_LOGIC=3", "SVODB_SIM_VERSION=3.2A"};
+  RunSteps({
+      {{"defaults", "--model", "X7103", "--out", other}, 0, ""},
+      {{"defaults", "--logic", "4", "--out", newer}, 0, ""},
+      {{"restore", other, "--dry-run"}, 2, "svodb: restore: " + other + model},
+      {{"restore", other, "--yes"}, 2, "svodb: restore: " + other + model},
+      {{"restore", newer, "--dry-run"}, 2, newer + " is for logic 4; the drive has logic 3" + nothing, older},
+      {{"restore", newer, "--yes"}, 2, newer + " is for logic 4; the drive has logic 3" + nothing, older},
+  });
   EXPECT_EQ(BackupCount(), 0u);
 }
 
@@ -215,21 +209,16 @@ TEST_F(Tool, BackupRestoreAndDiffBetweenTwoDrives) {
 // ---- nothing destructive without a way back ---------------------------------------
 
 TEST_F(Tool, DestructiveCommandsRefuseWithoutATerminalOrYes) {
-  const std::vector<std::vector<std::string>> commands = {
-      {"mdb", "write", SVODB_MDB_DATA "/motor_block.txt"},
-      {"restore", SVODB_TOOL_FILES "/edited_user.par"},
-      {"flash", "--erase"},
-      {"poke", "100", "7"},
-      {"serial", "NEW-1"},
-      {"save"},
-  };
-  for (const auto& command : commands) {
-    const Outcome run = Run(command, {"SVODB_SIM_VIRTUAL_CLOCK=1"});
-    EXPECT_EQ(run.exitCode, 2) << command[0];
-    EXPECT_CONTAINS(run.err, "refused without --yes (there is no terminal to ask on)");
-  }
+  const std::string refused = "refused without --yes (there is no terminal to ask on)";
+  RunSteps({{{"mdb", "write", SVODB_MDB_DATA "/motor_block.txt"}, 2, refused},
+            {{"restore", SVODB_TOOL_FILES "/edited_user.par"}, 2, refused},
+            {{"flash", "--erase"}, 2, refused},
+            {{"poke", "100", "7"}, 2, refused},
+            {{"serial", "NEW-1"}, 2, refused},
+            {{"save"}, 2, refused},
+            {{"serial"}, 0, "VD22010001\n"}},
+           {"SVODB_SIM_VIRTUAL_CLOCK=1"});
   EXPECT_EQ(BackupCount(), 0u);
-  EXPECT_EQ(Run({"serial"}).out, "VD22010001\n");
 }
 
 TEST_F(Tool, SerialSavesTheOldNumber) {
@@ -242,17 +231,11 @@ TEST_F(Tool, SerialSavesTheOldNumber) {
 }
 
 TEST_F(Tool, OutputFilesAreNotReplacedWithoutForce) {
+  const std::string old = Path("old.par").string(), exists = old + " exists; give --force to replace it";
   WriteFile("old.par", "keep me\n");
-  for (const std::vector<std::string>& command :
-       {std::vector<std::string>{"backup", Path("old.par").string()},
-        {"defaults", "--out", Path("old.par").string()}}) {
-    const Outcome run = Run(command);
-    EXPECT_EQ(run.exitCode, 2) << command[0];
-    EXPECT_CONTAINS(run.err, Path("old.par").string() + " exists; give --force to replace it");
-  }
-  EXPECT_EQ(Slurp(Path("old.par")), "keep me\n");
-  EXPECT_EQ(Run({"backup", Path("old.par").string(), "--force"}).exitCode, 0);
-  EXPECT_NE(Slurp(Path("old.par")), "keep me\n");
+  RunSteps({{{"backup", old}, 2, exists}, {{"defaults", "--out", old}, 2, exists}});
+  EXPECT_EQ(Slurp(old), "keep me\n");
+  RunSteps({{{"backup", old, "--force"}, 0, "saved 46 user parameters of the drive's NV memory to " + old}});
 }
 
 // ---- flash checks the whole file first ------------------------------------------
