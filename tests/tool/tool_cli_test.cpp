@@ -49,17 +49,18 @@ class Tool : public ::testing::Test {
   }
 
   fs::path Path(const std::string& name) const { return folder_ / name; }
+  std::string File(const std::string& name) const { return Path(name).string(); }
   fs::path Backups() const { return folder_ / "xdg" / "svodb" / "backups"; }
 
   // Runs the tool with stdin from /dev/null (no terminal) and the extra
   // environment entries NAME=VALUE, which win over the test's own.
   Outcome Run(const std::vector<std::string>& args, const std::vector<std::string>& environment = {}) const {
-    std::string command = "env SVODB_SIM_STATE=" + Quoted(Path("drive.state").string()) +
+    std::string command = "env SVODB_SIM_STATE=" + Quoted(File("drive.state")) +
                           " XDG_STATE_HOME=" + Quoted((folder_ / "xdg").string());
     for (const std::string& word : environment) command += " " + Quoted(word);
     command += " " + Quoted(SVODB_TOOL_PATH);
     for (const std::string& word : args) command += " " + Quoted(word);
-    const std::string out = Path("stdout").string(), err = Path("stderr").string();
+    const std::string out = File("stdout"), err = File("stderr");
     const int status = std::system((command + " </dev/null >" + Quoted(out) + " 2>" + Quoted(err)).c_str());
     return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, Slurp(out), Slurp(err)};
   }
@@ -129,7 +130,7 @@ TEST_F(Tool, TheDriveStaysPoweredUntilPowerCycledAndSaveKeepsChanges) {
 // ---- previews that tell the truth ----------------------------------------------
 
 TEST_F(Tool, DryRunAndRestoreBothRefuseAnotherModelOrANewerLogic) {
-  const std::string other = Path("d.par").string(), newer = Path("l4.par").string();
+  const std::string other = File("d.par"), newer = File("l4.par");
   const std::string nothing = "\nsvodb: restore: nothing was written to the drive\n";
   const std::string model = " is for X7103_240Vac_6/18Arms; the drive is X7102_240Vac_3/9Arms" + nothing;
   const std::vector<std::string> older{"SVODB_SIM_LOGIC=3", "SVODB_SIM_VERSION=3.2A"};
@@ -149,7 +150,7 @@ TEST_F(Tool, DryRunShowsThePlanWithRoundingDuplicatesAndCutLines) {
   text +=
       "ARF1             = 9\nDPoles           = 6                                                 Poles\n";
   WriteFile("p.par", text);
-  const Outcome run = Run({"restore", Path("p.par").string(), "--dry-run"});
+  const Outcome run = Run({"restore", File("p.par"), "--dry-run"});
   EXPECT_EQ(run.exitCode, 0) << run.err;
   EXPECT_CONTAINS(run.out, "ARF0              194.304 Hz                303.6 Hz\n");
   EXPECT_CONTAINS(run.out, "--dry-run: nothing was written to the drive\n");
@@ -162,8 +163,8 @@ TEST_F(Tool, DryRunShowsThePlanWithRoundingDuplicatesAndCutLines) {
 // same file; a file with bad lines and a dry run leave NV memory as it was;
 // diff compares files, the drive and the factory defaults.
 TEST_F(Tool, BackupRestoreAndDiffBetweenTwoDrives) {
-  const std::vector<std::string> a{"SVODB_SIM_STATE=" + Path("a.state").string()};
-  const std::string user = Path("a.par").string(), mfg = Path("a-mfg.par").string();
+  const std::vector<std::string> a{"SVODB_SIM_STATE=" + File("a.state")};
+  const std::string user = File("a.par"), mfg = File("a-mfg.par");
   const std::string edited = SVODB_TOOL_FILES "/edited_user.par", bad = SVODB_TOOL_FILES "/bad_user.par";
   const std::string wrote = " to the drive's NV memory; the drive runs with it after its next power-up\n";
   RunSteps({
@@ -176,10 +177,10 @@ TEST_F(Tool, BackupRestoreAndDiffBetweenTwoDrives) {
        0,
        ": every line loads (user file for X7102_240Vac_3/9Arms, 46 parameters)\n"},
       {{"restore", mfg, "--mfg", "--yes"}, 0, "wrote " + mfg + wrote},
-      {{"backup", Path("b.par").string()}, 0, ""},
-      {{"backup", Path("b-mfg.par").string(), "--mfg"}, 0, ""},
-      {{"diff", user, Path("b.par").string()}, 0, "no differences in 46 parameters\n"},
-      {{"diff", mfg, Path("b-mfg.par").string()}, 0, "no differences in 14 parameters\n"},
+      {{"backup", File("b.par")}, 0, ""},
+      {{"backup", File("b-mfg.par"), "--mfg"}, 0, ""},
+      {{"diff", user, File("b.par")}, 0, "no differences in 46 parameters\n"},
+      {{"diff", mfg, File("b-mfg.par")}, 0, "no differences in 14 parameters\n"},
       {{"restore", edited, "--dry-run"}, 0, "\n2 of 5 parameters change\n--dry-run: nothing was written"},
       {{"restore", bad},
        2,
@@ -188,10 +189,10 @@ TEST_F(Tool, BackupRestoreAndDiffBetweenTwoDrives) {
       {{"restore", edited, "--yes"}, 0, "wrote " + edited + wrote},
       {{"diff", user, "drive"}, 1, "303.6 Hz\nDPoles            6 "},
       {{"diff", "node:0", "node:0"}, 0, "no differences in 79 parameters\n"},
-      {{"defaults", "--model", "X7103", "--out", Path("d.par").string(), "--network", "--logic", "4"},
+      {{"defaults", "--model", "X7103", "--out", File("d.par"), "--network", "--logic", "4"},
        0,
-       "of X7103_240Vac_6/18Arms (network drive, logic 4) to " + Path("d.par").string() + "\n"},
-      {{"diff", Path("d.par").string(), "defaults:28"}, 0, "no differences in 63 parameters\n"},
+       "of X7103_240Vac_6/18Arms (network drive, logic 4) to " + File("d.par") + "\n"},
+      {{"diff", File("d.par"), "defaults:28"}, 0, "no differences in 63 parameters\n"},
       {{"diff", "defaults:31", "defaults:X7103"},
        1,
        "CmdGain           0.9000449 Arms/V    1.8000898 Arms/V\n"},
@@ -231,7 +232,7 @@ TEST_F(Tool, SerialSavesTheOldNumber) {
 }
 
 TEST_F(Tool, OutputFilesAreNotReplacedWithoutForce) {
-  const std::string old = Path("old.par").string(), exists = old + " exists; give --force to replace it";
+  const std::string old = File("old.par"), exists = old + " exists; give --force to replace it";
   WriteFile("old.par", "keep me\n");
   RunSteps({{{"backup", old}, 2, exists}, {{"defaults", "--out", old}, 2, exists}});
   EXPECT_EQ(Slurp(old), "keep me\n");
@@ -241,7 +242,7 @@ TEST_F(Tool, OutputFilesAreNotReplacedWithoutForce) {
 // ---- flash checks the whole file first ------------------------------------------
 
 TEST_F(Tool, FlashRefusesBadFilesBeforeTouchingAnything) {
-  ASSERT_EQ(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + Path("samples").string()).c_str()), 0);
+  ASSERT_EQ(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + File("samples")).c_str()), 0);
   std::string isc = Slurp(Path("samples/sample.isc"));
   isc[isc.find("SDR 4096 TDI (") + 20] ^= 1;  // one hex digit of row 2
   WriteFile("bad.isc", isc);
@@ -252,18 +253,11 @@ TEST_F(Tool, FlashRefusesBadFilesBeforeTouchingAnything) {
   WriteFile("noend.i00", header + data);
   const std::string nothing = "; nothing was sent to the drive\n";
   RunSteps({
-      {{"flash", Path("sum.i00").string(), "--yes"},
-       2,
-       "line 5 of the I00 file fails its checksum" + nothing},
-      {{"flash", Path("noend.i00").string(), "--yes"}, 2, "the I00 file has no end record"},
-      {{"flash", Path("v3.i00").string(), "--yes"},
-       2,
-       "v3.i00 is for logic 3; the drive has logic 4" + nothing},
-      {{"flash", Path("samples/sample.isc").string(), "--yes"}, 2, "is for logic 3; the drive has logic 4"},
-      {{"flash", Path("bad.isc").string(), "--yes"},
-       2,
-       "the data rows fail their checksum",
-       {"SVODB_SIM_LOGIC=3"}},
+      {{"flash", File("sum.i00"), "--yes"}, 2, "line 5 of the I00 file fails its checksum" + nothing},
+      {{"flash", File("noend.i00"), "--yes"}, 2, "the I00 file has no end record"},
+      {{"flash", File("v3.i00"), "--yes"}, 2, "v3.i00 is for logic 3; the drive has logic 4" + nothing},
+      {{"flash", File("samples/sample.isc"), "--yes"}, 2, "is for logic 3; the drive has logic 4"},
+      {{"flash", File("bad.isc"), "--yes"}, 2, "the data rows fail their checksum", {"SVODB_SIM_LOGIC=3"}},
   });
   EXPECT_EQ(BackupCount(), 0u);
 }
@@ -272,7 +266,7 @@ TEST_F(Tool, FlashRefusesBadFilesBeforeTouchingAnything) {
 // programmed and verified, the flash erased (a verify then fails) and the
 // FPGA reloaded; the parameters saved before programming go back.
 TEST_F(Tool, FlashProgramsVerifiesErasesAndConfiguresOneDrive) {
-  const std::string samples = Path("samples").string(), i00 = samples + "/ABC-DEF004-GH.i00";
+  const std::string samples = File("samples"), i00 = samples + "/ABC-DEF004-GH.i00";
   const std::string isc = samples + "/sample.isc";
   ASSERT_EQ(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + samples).c_str()), 0);
   EXPECT_NE(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + samples + " 2>/dev/null").c_str()), 0);
@@ -440,16 +434,13 @@ TEST_F(Tool, MotorDataBlockOnBothDeviceGenerations) {
   std::string bad = Slurp(block);
   bad.replace(bad.size() - 3, 3, " 5\n");  // the checksum, the last value, one off
   WriteFile("bad.txt", bad);
-  const std::vector<std::string> second{"SVODB_SIM_TRX=2",
-                                        "SVODB_SIM_STATE=" + Path("second.state").string()};
+  const std::vector<std::string> second{"SVODB_SIM_TRX=2", "SVODB_SIM_STATE=" + File("second.state")};
   const std::string written = " written to the generation-";
   RunSteps(
       {
           {{"mdb", "show"}, 0, "MNum     VM2201-A04N0000      ...\nMotTLim  64                   Counts\n"},
-          {{"mdb", "read", Path("factory.txt").string()},
-           0,
-           "motor data block -> " + Path("factory.txt").string()},
-          {{"mdb", "write", Path("bad.txt").string()}, 1, "bad.txt: Wrong Checksum of TRX data (code 41)\n"},
+          {{"mdb", "read", File("factory.txt")}, 0, "motor data block -> " + File("factory.txt")},
+          {{"mdb", "write", File("bad.txt")}, 1, "bad.txt: Wrong Checksum of TRX data (code 41)\n"},
           {{"mdb", "write", block, "--yes"},
            0,
            block + written + "1 device at 115200 baud; the previous block is in "},
@@ -481,11 +472,10 @@ TEST_F(Tool, ScanAndEveryNodeCommandsReachTheDrivesThatAnswer) {
   // Node 3 saves a change; node 1's backup then differs from node 3 only.
   ASSERT_EQ(Run({"set", "KVP", "0.05", "--network", "3,0"}, network).exitCode, 0);
   ASSERT_EQ(Run({"save", "--yes", "--network", "3,0"}, network).exitCode, 0);
-  const Outcome backup = Run({"backup", Path("all").string(), "--node", "all"}, network);
+  const Outcome backup = Run({"backup", File("all"), "--node", "all"}, network);
   EXPECT_EQ(backup.exitCode, 0) << backup.err;
-  EXPECT_CONTAINS(backup.out,
-                  "parameters of the drive's NV memory to " + Path("all/node3-VD22010003.par").string());
-  const std::string first = Path("all/node1-VD22010001.par").string();
+  EXPECT_CONTAINS(backup.out, "parameters of the drive's NV memory to " + File("all/node3-VD22010003.par"));
+  const std::string first = File("all/node1-VD22010001.par");
   const Outcome diff = Run({"diff", first, "drive", "--node", "all"}, network);
   EXPECT_EQ(diff.exitCode, 1);
   EXPECT_CONTAINS(diff.out, "\n3     KVP               0.032 Arms/rad/sec");
