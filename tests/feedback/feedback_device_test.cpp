@@ -171,8 +171,7 @@ TEST_F(FeedbackTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadO
   Block out{};
   ASSERT_EQ(ReadTrxMdb(ctx, out), 1);
   EXPECT_EQ(out, DeviceBlock());
-  EXPECT_EQ(Elapsed(), 20u + 384 * 10u + 20u);
-  EXPECT_EQ(drive.Log().Count(kFlushPort), 2u);
+  EXPECT_EQ(std::tuple(Elapsed(), drive.Log().Count(kFlushPort)), std::tuple(20u + 384 * 10u + 20u, 2u));
 
   Restart();
   drive.Faults().DistortCall(kGetVarFromFPGA, 100);  // the first pass only
@@ -205,17 +204,13 @@ TEST_F(FeedbackTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDiff
   other[6] = (other[6] + 255) & 0xFF;
   MdbMismatch mismatch;
   EXPECT_EQ(CheckTrxMdb(ctx, other, mismatch), 42);
-  EXPECT_EQ(mismatch.retries, 1u);
-  EXPECT_EQ(mismatch.index, 5u);
-  EXPECT_EQ(mismatch.valueRead, copy[5]);
-  EXPECT_EQ(mismatch.valueExpected, other[5]);
+  EXPECT_EQ(Fields(mismatch), (std::array<uint32_t, 4>{1, 5, copy[5], other[5]}));
   EXPECT_EQ(Elapsed(), 200u + 4000u);
 
   drive.Faults().DistortCall(kGetVarFromFPGA, 8, 4);
   drive.Faults().DistortCall(kGetVarFromFPGA, 301, 4);
   EXPECT_EQ(CheckTrxMdb(ctx, copy, mismatch), 1);
-  EXPECT_EQ(mismatch.retries, 2u);
-  EXPECT_EQ(mismatch.index, kNotSet);
+  EXPECT_EQ(Fields(mismatch), (std::array<uint32_t, 4>{2, kNotSet, kNotSet, kNotSet}));
 }
 
 // On the drive's own generation-1 device enable and disable settle 1001 ms
@@ -277,9 +272,9 @@ TEST_F(FeedbackTest, WordsWrittenAndRetriedByTheirReadBack) {
     EXPECT_EQ(mismatch.retries, c.retries);
     ExpectEnded(c.expected != 1);
     if (c.expected != 1) {
-      EXPECT_EQ(mismatch.index, c.i / 2);
-      EXPECT_EQ(mismatch.valueRead, c.expected == 13 ? 0u : old);
-      EXPECT_EQ(mismatch.valueExpected, block[c.i] * 256 + block[c.i - 1]);
+      const uint32_t read = c.expected == 13 ? 0u : old;
+      EXPECT_EQ(Fields(mismatch), (std::array<uint32_t, 4>{c.retries, static_cast<uint32_t>(c.i / 2), read,
+                                                           block[c.i] * 256 + block[c.i - 1]}));
       Recover();
       continue;
     }
@@ -300,8 +295,7 @@ TEST_F(FeedbackTest, AWordThatCannotBeSentGivesTheCompositeCode) {
   for (int n : {71, 72, 108, 109}) drive.Faults().FailCall(kPutVarToFPGA, n, 6, 22);
   MdbMismatch mismatch;
   EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), (6 * 1000 + static_cast<int>(block[6])) * 1000 + 3);
-  EXPECT_EQ(mismatch.index, 3u);
-  EXPECT_EQ(mismatch.valueRead, kNotSet);
+  EXPECT_EQ((std::array{mismatch.index, mismatch.valueRead}), (std::array{3u, kNotSet}));
   ExpectEnded(true);
 
   // The rewrite's first data bit follows the first write (85 writes) and
@@ -321,9 +315,8 @@ TEST_F(FeedbackTest, AWholeBlockWriteIsVerifiedThroughTheDrivesCopyAtThePresentS
   const Block block = TestBlock();
   EXPECT_EQ(WriteTrxMdb(fc, block), 1);
   EXPECT_EQ(DeviceBlock(), block);
-  EXPECT_TRUE(BaudChanges().empty());
-  EXPECT_EQ(drive.Log().Count(kFlushPort), 0u);
-  EXPECT_EQ(Elapsed(), 2 * 1001u + 192 * kWriteCycleMs);
+  EXPECT_EQ(std::tuple(BaudChanges().size(), drive.Log().Count(kFlushPort), Elapsed()),
+            std::tuple(0u, 0u, 2 * 1001u + 192 * kWriteCycleMs));
   ExpectEnded();
 
   drive.Faults().TrxWordDoesNotStick(100);
@@ -364,13 +357,12 @@ TEST_F(FeedbackTest, ParametersAreWrittenAsTaggedWordsAndReadBack) {
       Restart();
       double read = -1;
       EXPECT_EQ(ReadTrx(fc, c.name, read), 1);
-      EXPECT_EQ(read, std::trunc(c.value) + 0.0);
-      EXPECT_TRUE(BaudChanges().empty());
-      EXPECT_EQ(Elapsed(), 2 * 1001u);
+      EXPECT_EQ(std::tuple(read, BaudChanges().size(), Elapsed()),
+                std::tuple(std::trunc(c.value) + 0.0, 0u, 2002u));
     } else if (c.expected == 23) {
-      EXPECT_EQ(drive.FpgaByte(22), 8);  // port enabled, every line low
-      EXPECT_TRUE(drive.Trx().Eeprom().WriteEnabled());
-      EXPECT_TRUE(DiagnosticsOn());
+      // The port enabled with every line low, writes enabled, diagnostics on.
+      EXPECT_EQ(std::tuple(drive.FpgaByte(22), drive.Trx().Eeprom().WriteEnabled(), DiagnosticsOn()),
+                std::tuple(8, true, true));
       ASSERT_EQ(DisableTrxDiag(ctx), 1);
     } else if (c.expected == 10) {
       ExpectEnded(true);
@@ -401,12 +393,11 @@ TEST_F(FeedbackTest, BadBlocksAreRefusedBeforeAnyTraffic) {
     MdbMismatch mismatch;
     mismatch.retries = 5;
     EXPECT_EQ(WriteVerifyTrxMdb(fc, block, mismatch), expected);
-    EXPECT_EQ(mismatch.retries, 0u);
-    EXPECT_EQ(mismatch.index, kNotSet);
-    EXPECT_EQ(WriteTrxMdb(fc, block), expected);
-    EXPECT_EQ(WriteVerifyTrxMdbV2(fc, block, 0, 128), expected);
-    EXPECT_EQ(CheckTrxMdb(ctx, block, mismatch), expected);
-    EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, block, 0, 0), expected);
+    EXPECT_EQ(Fields(mismatch), (std::array<uint32_t, 4>{0, kNotSet, kNotSet, kNotSet}));
+    const std::array<Result, 4> others{WriteTrxMdb(fc, block), WriteVerifyTrxMdbV2(fc, block, 0, 128),
+                                       CheckTrxMdb(ctx, block, mismatch),
+                                       WriteVerifyTrx2Mdb(ctx, state.image, block, 0, 0)};
+    EXPECT_EQ(others, (std::array<Result, 4>{expected, expected, expected, expected}));
   }
   EXPECT_EQ(drive.Log().TotalCount(), 0u);
   // Only the sum's low byte counts: 0x1FF passes, 0x1FE does not.
@@ -506,9 +497,7 @@ TEST(LogicVersion, OnlyPositions023CountAsSignedCharacters) {
 TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
   uint32_t generation = 0, speed = 0, supported = 0;
   ASSERT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 1);
-  EXPECT_EQ(generation, 2u);
-  EXPECT_EQ(speed, 115u);
-  EXPECT_EQ(supported, 1u);
+  EXPECT_EQ((std::array{generation, speed, supported}), (std::array{2u, 115u, 1u}));
   EXPECT_EQ(BaudChanges(), (std::vector<int>{115200, 19200}));
   EXPECT_TRUE(ExchangeClosed());
   EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u);
@@ -522,17 +511,15 @@ TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
     drive.Faults().DistortCall(kGetVarFromFPGA, 20, static_cast<uint8_t>(c.middle ^ 254));
     drive.Faults().DistortCall(kGetVarFromFPGA, 21, static_cast<uint8_t>(c.low));
     EXPECT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 1);
-    EXPECT_EQ(generation, c.generation);
-    EXPECT_EQ(supported, c.supported);
+    EXPECT_EQ((std::array{generation, supported}), (std::array{c.generation, c.supported}));
   }
   // The slow link keeps the normal speed and says so.
   drive.SetFpgaByte(25, 0x08);
   Restart();
   ASSERT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 1);
-  EXPECT_EQ(speed, 19u);
-  EXPECT_TRUE(BaudChanges().empty());
-  EXPECT_EQ(drive.Log().Count(kFlushPort), 2u);
-  EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u);  // the flush steps all the same
+  // The flush steps all the same.
+  EXPECT_EQ(std::tuple(speed, BaudChanges().size(), drive.Log().Count(kFlushPort), Elapsed()),
+            std::tuple(19u, 0u, 2u, 2 * 1001u + 2 * 200u));
   // A failed enable leaves generation and support unwritten.
   drive.Faults().RefuseTrxDiagnostics();
   Restart();
