@@ -64,10 +64,9 @@ TEST(TransportLibrary, LoadsOnceAtTheFirstCallAndCallsTheFunctionsItFinds) {
   EXPECT_STREQ(text, "fake transport 2.0");
   // A missing function answers as a drive that does not respond.
   int32_t value = 5, other = 5;
-  EXPECT_EQ(transport.PutVarToFPGA(1, 2), 0);
-  EXPECT_EQ(transport.GetVarFromEEPROM(1, &value, &other), 0);
-  EXPECT_EQ(transport.GetISPStatus(&value, 10), 0);
-  EXPECT_EQ(value, 5);
+  const std::array results{transport.PutVarToFPGA(1, 2), transport.GetVarFromEEPROM(1, &value, &other),
+                           transport.GetISPStatus(&value, 10), value};
+  EXPECT_EQ(results, (std::array{0, 0, 0, 5}));
   std::memset(text, 'X', sizeof text);
   transport.CommNCLVersion(text);
   EXPECT_STREQ(text, "");
