@@ -92,8 +92,8 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
       Db().connectedMode = 7;
       int32_t mode = -1;
       EXPECT_EQ(toGui ? GetModeOnline_GUI_SVODB(&mode) : GetModeOnline_SVODB(&mode), 1);
-      EXPECT_EQ(mode, toGui ? gui : plain);
-      EXPECT_EQ(Db().connectedMode, static_cast<uint32_t>(units));
+      EXPECT_EQ(std::tuple(mode, Db().connectedMode),
+                std::tuple(toGui ? gui : plain, static_cast<uint32_t>(units)));
       EXPECT_EQ(Take(), (Lines{Read(1), Read(1), Read(25)}));
     }
   }
@@ -102,8 +102,7 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
   drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3, 25);
   int32_t mode = -1;
   EXPECT_EQ(GetModeOnline_SVODB(&mode), 3);
-  EXPECT_EQ(mode, -1);
-  EXPECT_EQ(Db().connectedMode, 0u);
+  EXPECT_EQ(std::tuple(mode, Db().connectedMode), std::tuple(-1, 0u));
 }
 
 // Register 1 holds 67 (OpMode 1, CmdSrc 0, other bits 3) or 131 (OpMode 2).
@@ -128,28 +127,25 @@ TEST_F(IdentityExports, OnlineOpModeIsWrittenBeforeTheSwitchIsRead) {
   };
   for (const auto& [call, result, mode, traffic] : steps) {
     SCOPED_TRACE(traffic.size());
-    EXPECT_EQ(call(), result);
-    EXPECT_EQ(Db().connectedMode, mode);
-    EXPECT_EQ(Take(), traffic);
+    const Result got = call();
+    EXPECT_EQ(std::tuple(got, Db().connectedMode, Take()), std::tuple(result, mode, traffic));
   }
 }
 
 TEST_F(IdentityExports, LogicVersionCheck) {
+  const auto Check = [] {
+    uint8_t out = 7;
+    return std::pair{CKLogicVersion_SVODB(&out), int{out}};  // braces: the call first
+  };
   for (const auto& [logic, text, atLeastTwo] : {std::tuple{2, "2.0A", 1}, std::tuple{1, "1.0A", 0},
                                                 std::tuple{0, "1.0A", 0}, std::tuple{4, "4.0A", 1}}) {
     Connect(sim::DriveConfig{.logicVersion = logic, .versionText = text});
-    uint8_t out = 7;
-    EXPECT_EQ(CKLogicVersion_SVODB(&out), 1) << logic;
-    EXPECT_EQ(out, atLeastTwo) << logic;
+    EXPECT_EQ(Check(), std::pair(1, atLeastTwo)) << logic;
   }
   drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 30);
-  uint8_t out = 7;
-  EXPECT_EQ(CKLogicVersion_SVODB(&out), 6);
-  EXPECT_EQ(out, 0);
+  EXPECT_EQ(Check(), std::pair(6, 0));
   Db().connectedModelCode = 16;  // no model of the table: the conversion fails
-  out = 7;
-  EXPECT_EQ(CKLogicVersion_SVODB(&out), 9);
-  EXPECT_EQ(out, 0);
+  EXPECT_EQ(Check(), std::pair(9, 0));
 }
 
 // The export answers in its output only: its result is always 0.
