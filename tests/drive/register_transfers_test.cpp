@@ -154,9 +154,7 @@ class RegisterTransfers : public ::testing::Test {
     int32_t raw = 0;
     EXPECT_EQ(Run(row.call, row.name, row.value, raw), row.code);
     EXPECT_EQ(Log(), traffic);
-    if (row.call <= kRead && row.code == kOk) {
-      EXPECT_EQ(raw, row.value);
-    }
+    EXPECT_EQ(raw, row.call <= kRead && row.code == kOk ? row.value : raw);  // only a good read gives a value
   }
 
   ParameterDatabase db;
@@ -335,9 +333,8 @@ TEST_F(RegisterTransfers, LogicVersionHasOneAnswerAndOneFailurePolicyForEveryCal
     if (failure != 1) drive.Faults().FailEveryCall(kGet, failure);
     int32_t answer = -1;
     EXPECT_EQ(ReadLogicVersion(ctx, answer), expected);
-    EXPECT_EQ(answer, logicVersion);
-    EXPECT_EQ(LogicVersionOrOldest(ctx), logicVersion);
-    EXPECT_EQ(Log(), Calls(traffic));
+    const int32_t oldest = LogicVersionOrOldest(ctx);
+    EXPECT_EQ(std::tuple(answer, oldest, Log()), std::tuple(logicVersion, logicVersion, Calls(traffic)));
   }
 }
 
@@ -394,9 +391,8 @@ TEST_F(RegisterTransfers, ErasesTheUnusedEntriesInOrderRetryingABusyEntryOnce) {
   std::string all;
   for (int entry = 137; entry <= 230; ++entry) all += "e" + std::to_string(entry) + " ";
   EXPECT_EQ(Log(), Calls(all));
-  EXPECT_EQ(drive.NvEntryAt(137), sim::kErasedNvEntry);
-  EXPECT_EQ(drive.NvEntryAt(136), lastUsed);
-  EXPECT_EQ(drive.NvEntryAt(231), (sim::NvEntry{1, 2}));
+  EXPECT_EQ((std::array{drive.NvEntryAt(136), drive.NvEntryAt(137), drive.NvEntryAt(231)}),
+            (std::array{lastUsed, sim::kErasedNvEntry, sim::NvEntry{1, 2}}));
 
   // The result, the first calls and their number; 2 is "busy".
   constexpr Operation kErase = Operation::kNVEraseUnit;
