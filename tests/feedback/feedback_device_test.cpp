@@ -19,8 +19,7 @@ TEST_F(FeedbackTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheck
   ASSERT_EQ(EnableTrxDiag(ctx), 1);
   EXPECT_EQ(Elapsed(), 1001u);  // 1000 ms from the write, plus the tick of the first clock read
   ASSERT_EQ(DisableTrxDiag(ctx), 1);
-  EXPECT_EQ(Elapsed(), 2002u);
-  EXPECT_EQ(platform.SleptMs(), 0u);
+  EXPECT_EQ(std::tuple(Elapsed(), platform.SleptMs()), std::tuple(2002u, 0u));
   EXPECT_EQ(drive.Log().Lines(), (Lines{"GetVarFromFPGA(58) -> 1 [129]", "PutVarToFPGA(58, 131) -> 1",
                                         "GetVarFromFPGA(58) -> 1 [195]", "GetVarFromFPGA(58) -> 1 [195]",
                                         "PutVarToFPGA(58, 193) -> 1", "GetVarFromFPGA(58) -> 1 [129]"}));
@@ -30,8 +29,7 @@ TEST_F(FeedbackTest, DiagnosticsModeKeepsTheOtherBitsSettlesOnTheClockAndIsCheck
   Restart();
   drive.Faults().DropFpgaWrite(58);
   EXPECT_EQ(DisableTrxDiag(ctx), 51);
-  EXPECT_EQ(Elapsed(), 0u);
-  EXPECT_TRUE(DiagnosticsOn());
+  EXPECT_EQ(std::tuple(Elapsed(), DiagnosticsOn()), std::tuple(0u, true));
 }
 
 // Every port access is made once more when it fails; the switch register
@@ -93,8 +91,7 @@ TEST(FieldTables, ANameNotInTheTableOrATableOutOfOrderFindsNothing) {
   // A table out of order fails every look-up and stays unchecked.
   const MdbField unsorted[] = {{"Kt", 125, 101, "N-m/Arms"}, {"DCWeek", 238, 1, "Weeks"}, {"", 0, 0, ""}};
   MdbFieldList shuffled(unsorted);
-  EXPECT_EQ(shuffled.fields.Find("Kt"), nullptr);
-  EXPECT_EQ(shuffled.fields.Find("DCWeek"), nullptr);
+  for (const char* name : {"Kt", "DCWeek"}) EXPECT_EQ(shuffled.fields.Find(name), nullptr) << name;
   EXPECT_TRUE(shuffled.fields.OrderUnchecked());
 }
 
@@ -161,8 +158,7 @@ TEST_F(FeedbackTest, FieldsShowTheLoadedBytesAndAFailedLoadKeepsWhatCameBefore) 
   drive.Faults().FailCall(kGetVarFromFPGA, 2, 3, 44);
   drive.Faults().FailCall(kGetVarFromFPGA, 3, 3, 44);  // the repeat of DCYear's read
   EXPECT_EQ(LoadShowData(ctx, fresh), 3);
-  EXPECT_EQ(fresh.values[238], 12u);
-  EXPECT_EQ(fresh.values[239], 0u);
+  EXPECT_EQ(std::tuple(fresh.values[238], fresh.values[239]), std::tuple(12u, 0u));
 }
 
 // Ten milliseconds a byte; a wrong sum is read once more after 4 s, and
@@ -184,8 +180,7 @@ TEST_F(FeedbackTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadO
   drive.SetMotorByte(10, drive.MotorByte(10) ^ 1);
   out.fill(1000);
   EXPECT_EQ(ReadTrxMdb(ctx, out), 41);
-  EXPECT_EQ(out[0], 1000u);
-  EXPECT_EQ(Elapsed(), 20u + 2 * 3840u + 4000u);
+  EXPECT_EQ(std::tuple(out[0], Elapsed()), std::tuple(1000u, 20u + 2 * 3840u + 4000u));
 
   // The bytes behind the logic version text come from 509 up, untouched on failure.
   std::array<uint32_t, 3> bytes{};
@@ -424,8 +419,9 @@ TEST_F(FeedbackTest, TheVersionAwareWriterPicksTheGenerationsWriter) {
     EXPECT_EQ(DeviceBlock(), supported ? TestBlock() : before);
     EXPECT_EQ(drive.Trx().Eeprom().Word(0), second ? 0 : supported ? 0x582 : 0x580);
     if (!second) continue;
-    EXPECT_EQ(drive.Trx().Flash().Byte(kRegion + 16642), supported ? 120 : 118);
-    EXPECT_EQ(drive.Trx().Flash().Byte(kRegion + 16692), supported ? 7 : 5);
+    EXPECT_EQ(
+        std::tuple(drive.Trx().Flash().Byte(kRegion + 16642), drive.Trx().Flash().Byte(kRegion + 16692)),
+        std::tuple(supported ? 120 : 118, supported ? 7 : 5));
   }
 }
 
@@ -480,9 +476,7 @@ TEST_F(Generation2Test, TheRegionIsReadWholeAndAPageProgramIsBoundedOnTheClock) 
   drive.Faults().KillTrxPort(0xFF);
   Restart();
   const EngineResult stalled = ProgramTrx2Pages(ctx, state.image);
-  EXPECT_TRUE(stalled.stalled);
-  EXPECT_EQ(stalled.code, 52);
-  EXPECT_EQ(Elapsed(), 10 + 1001u);
+  EXPECT_EQ(std::tuple(stalled.stalled, stalled.code, Elapsed()), std::tuple(true, 52, 10 + 1001u));
 }
 
 TEST(LogicVersion, OnlyPositions023CountAsSignedCharacters) {
@@ -499,8 +493,7 @@ TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
   ASSERT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 1);
   EXPECT_EQ((std::array{generation, speed, supported}), (std::array{2u, 115u, 1u}));
   EXPECT_EQ(BaudChanges(), (std::vector<int>{115200, 19200}));
-  EXPECT_TRUE(ExchangeClosed());
-  EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u);
+  EXPECT_EQ(std::tuple(ExchangeClosed(), Elapsed()), std::tuple(true, 2 * 1001u + 2 * 200u));
   struct Case {
     int high, middle, low;
     uint32_t generation, supported;
@@ -525,8 +518,7 @@ TEST_F(Generation2Test, TheGenerationCheckReadsTheAddressBackAtTheFastSpeed) {
   Restart();
   generation = supported = 7;
   EXPECT_EQ(CheckGenOfTrx(ctx, generation, speed, supported), 50);
-  EXPECT_EQ(generation + supported, 14u);
-  EXPECT_TRUE(BaudChanges().empty());
+  EXPECT_EQ(std::tuple(generation, supported, BaudChanges().size()), std::tuple(7u, 7u, 0u));
 }
 
 // The write carries every other byte over, and the checksum byte it
@@ -557,9 +549,9 @@ TEST_F(Generation2Test, WholeMemoryOperationsReportTheirFailureAndEndTheExchange
                               drive.Trx().Flash().Byte(kRegion + kMdbImageOffset + 5) ^ 0x40);
   const Trx2Image before = DeviceRegion();
   EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, TestBlock(2), 1, 2), 41);
-  EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u + 2u);  // the read's two status polls, no erase
+  // The read's two status polls, no erase.
+  EXPECT_EQ(std::tuple(Elapsed(), ExchangeClosed()), std::tuple(2 * 1001u + 2 * 200u + 2u, true));
   EXPECT_EQ(DeviceRegion(), before);
-  EXPECT_TRUE(ExchangeClosed());
   std::vector<uint32_t> memory(kTrx2ImageSize, 1000);
   EXPECT_EQ(ReadTrx2Memory(ctx, state.image, std::span<uint32_t, kTrx2ImageSize>(memory)), 41);
   EXPECT_TRUE(std::equal(memory.begin(), memory.end(), before.begin()));
@@ -586,8 +578,8 @@ TEST_F(Generation2Test, WholeMemoryOperationsReportTheirFailureAndEndTheExchange
     drive.Faults().Clear();
     c.fault(drive.Faults());
     EXPECT_EQ(c.operation(), c.expected);
-    EXPECT_FALSE(DiagnosticsOn());
-    EXPECT_EQ(drive.BaudRate(), c.expected == 3 ? 115200 : 19200);
+    EXPECT_EQ(std::tuple(DiagnosticsOn(), drive.BaudRate()),
+              std::tuple(false, c.expected == 3 ? 115200 : 19200));
     drive.ChangeBaudRate(19200);
   }
 }
