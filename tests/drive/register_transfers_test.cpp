@@ -420,9 +420,8 @@ TEST_F(RegisterTransfers, MotorMemoryReadsThroughRegister43) {
   EXPECT_EQ(ReadMotorMemoryByte(ctx, 512, byte), code::kWrongData);
   EXPECT_EQ(ReadMotorDataByte(ctx, 384, byte), code::kWrongData);
   EXPECT_TRUE(Log().empty());
-  drive.SetMotorByte(5, 0x77);
-  drive.SetMotorByte(300, 0x78);
-  drive.SetMotorByte(383, 0x66);
+  for (const auto& [at, value] : {std::pair{5, 0x77}, std::pair{300, 0x78}, std::pair{383, 0x66}})
+    drive.SetMotorByte(static_cast<std::size_t>(at), static_cast<uint8_t>(value));
   // clang-format off
   const std::tuple<int32_t, std::vector<Failure>, Result, std::string> cases[] = {
       {300, {}, kOk, "r43=0x5A w43=1 w42=44 r44=0x78 w43=0x5A"},
@@ -445,10 +444,9 @@ TEST_F(RegisterTransfers, MotorMemoryReadsThroughRegister43) {
     byte = 0;
     EXPECT_EQ(address < 0 ? ReadMotorDataByte(ctx, -address, byte) : ReadMotorMemoryByte(ctx, address, byte),
               expected);
-    EXPECT_EQ(Log(), Calls(traffic));
-    if (expected == kOk) {
-      EXPECT_EQ(byte, drive.MotorByte(static_cast<std::size_t>(std::abs(address))));
-    }
+    // The byte is handed out once the drive gave it, whatever came after.
+    const uint8_t read = traffic.find("r44=") != std::string::npos ? drive.MotorByte(std::abs(address)) : 0;
+    EXPECT_EQ(std::tuple(Log(), byte), std::tuple(Calls(traffic), read));
   }
 }
 

@@ -31,9 +31,9 @@ TEST(IscDigits, LettersCountFromTenAndAnythingElseFromZero) {
   const std::pair<unsigned char, int32_t> cases[] = {{'0', 0},  {'9', 9},   {'a', 10}, {'F', 15},  {'g', 16},
                                                      {'Z', 35}, {' ', -16}, {')', -7}, {0xFF, 207}};
   for (const auto& [c, digit] : cases) EXPECT_EQ(HexDigit(c), digit) << c;
-  EXPECT_EQ(HexValue("1A2b"), 0x1A2Bu);
-  EXPECT_EQ(HexValue("123456789"), 0x23456789u);  // held to 32 bits
-  EXPECT_EQ(HexValue("1G"), 0x20u);               // not validated: 1 * 16 + 16
+  // Held to 32 bits, and not validated: "1G" is 1 * 16 + 16.
+  EXPECT_EQ((std::array{HexValue("1A2b"), HexValue("123456789"), HexValue("1G")}),
+            (std::array{0x1A2Bu, 0x23456789u, 0x20u}));
   const std::string row = "0123456789abcdefABCDEF" + std::string(1002, '7');
   RowChecksum checksum;
   for (std::size_t end = row.size(); end >= 2; end -= 2)
@@ -158,8 +158,7 @@ TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrderAndWhatCannotBeReadIsRe
   // reads as far as its hex digits go: "1G" is 1, "G1" 0.
   const std::vector<uint8_t> stored(out.image.begin() + 0x10010, out.image.begin() + 0x10018);
   EXPECT_EQ(stored, (std::vector<uint8_t>{0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6, 0x01, 0x00}));
-  EXPECT_EQ(out.image[0x10018], 0xFF);
-  EXPECT_EQ(out.image[0], 0xFF);  // nothing after the end record
+  EXPECT_EQ(std::tuple(out.image[0x10018], out.image[0]), std::tuple(0xFF, 0xFF));  // nothing after the end
 
   const std::string h = "#IT:x\n\n#LogicVer:4\n";
   struct Case {
@@ -183,8 +182,7 @@ TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrderAndWhatCannotBeReadIsRe
   // clang-format on
   for (const Case& c : cases) {
     const Outcome refused = Read(c.text);
-    EXPECT_EQ(refused.result, c.expected) << c.text;
-    EXPECT_EQ(refused.version, c.version) << c.text;
+    EXPECT_EQ(std::tuple(refused.result, refused.version), std::tuple(c.expected, c.version)) << c.text;
   }
 }
 
