@@ -116,16 +116,15 @@ TEST_F(OnlineExports, CommandGainAndOffsetKeepEachOther) {
                              "PutVarToFPGA(7, 90) -> 1", "PutVarToFPGA(8, 32) -> 1"}));
   EXPECT_EQ(Get("CmdOffset"), 2.569);  // unchanged but for the counts' rounding
   EXPECT_EQ(PutVariableOnline_SVODB("CmdOffset", -1.0), 1);
-  EXPECT_EQ(std::pair(Word(8), Word(6)), std::pair(6365, -7439));
-  EXPECT_EQ(Get("CmdGain"), 1.0000177);
+  EXPECT_EQ(std::tuple(Word(8), Word(6), Get("CmdGain")), std::tuple(6365, -7439, 1.0000177));
   Take();
   EXPECT_EQ(PutVariableOnline_SVODB("PWMPlus", 1234.4), 1);
   EXPECT_EQ(Traffic().front(), "GetVarFromFPGA(6) -> 1 [226]");
   EXPECT_EQ(Writes(), (Lines{"PutVarToFPGA(5, 241) -> 1", "PutVarToFPGA(6, 226) -> 1",
                              "PutVarToFPGA(7, 210) -> 1", "PutVarToFPGA(8, 4) -> 1"}));
   EXPECT_EQ(PutVariableOnline_SVODB("PWMMinus", -20), 1);
-  EXPECT_EQ(Traffic().front(), "GetVarFromFPGA(8) -> 1 [4]");
-  EXPECT_EQ(std::pair(Word(8), Word(6)), std::pair(1234, -20));
+  EXPECT_EQ(std::tuple(Traffic().front(), Word(8), Word(6)),
+            std::tuple("GetVarFromFPGA(8) -> 1 [4]", 1234, -20));
 }
 
 // Refused values reach no register; plain values are truncated toward zero.
