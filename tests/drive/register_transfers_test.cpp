@@ -123,7 +123,6 @@ class RegisterTransfers : public ::testing::Test {
   }
 
   Lines Log() const { return drive.Log().Lines(); }
-  // No fault plan, an empty call log, then the given plan.
   void Fresh(const Plan& plan = {}) {
     drive.Faults().Clear();
     drive.Log().Clear();

@@ -89,15 +89,13 @@ TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
   };
   for (const auto& [transport, state, text] : cases) {
     const TransportStatus status = transport.Status();
-    EXPECT_EQ(status.state, state) << text;
-    EXPECT_EQ(status.text, text);
+    EXPECT_EQ(std::tuple(status.state, status.text), std::tuple(state, text));
   }
   // A missing library is a drive that does not respond.
-  EXPECT_FALSE(missing.IsLoaded());
-  EXPECT_EQ(missing.GetCommType(), 0);
   char text[kTransportVersionCapacity] = "stale";
   missing.CommSVODBVersion(text);
-  EXPECT_STREQ(text, "");
+  EXPECT_EQ(std::tuple(missing.IsLoaded(), missing.GetCommType(), std::string(text)),
+            std::tuple(false, 0, ""));
   // The search through real folders is the plugin folder's test.
   EXPECT_EQ(LoadFromPlaces(kTransportLibraryName, {}).problem, "libCommSVODB.so: no place to look for it");
 }

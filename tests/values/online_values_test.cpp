@@ -157,12 +157,10 @@ TEST_F(OnlineExports, AuxFeedbackTypeIsWrittenBitByBit) {
 
 // The conversions of a whole-set write, on the library's inner objects: to
 // the drive's logic and back to the node's.
-TEST(VersionConversion, CurrentLimitsBetweenStepsAndPercentages) {
-  ParameterDatabase db;
-  RegisterMap registers;
-  NoTransport none;
-  sim::VirtualPlatform platform;
-  LibraryContext ctx{db, registers, none, platform};
+TEST_F(ValueExports, CurrentLimitsConvertBetweenStepsAndPercentages) {
+  LibraryContext ctx = api::Context();
+  ParameterDatabase& db = Db();
+  RegisterMap& registers = Registers();
   const auto raw = [&](const char* name, int node) { return registers.FindRegister(name)->raw[node]; };
   const auto width = [&](const char* name) { return registers.FindRegister(name)->descriptor.bitWidth; };
   // Node 0 is the drive itself, and the same side of the change keeps all.
