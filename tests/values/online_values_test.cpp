@@ -12,7 +12,6 @@
 #include <tuple>
 
 #include "value_exports.h"
-#include "virtual_platform.h"
 
 namespace svodb::testing {
 namespace {
