@@ -139,8 +139,7 @@ TEST(AuxFBType, SplitTypesComposeBackAndOtherBitsAreNoType) {
   }
   for (double outside : {7.0, -1.0, kNan}) {
     AuxFbBits bits{9, 9, 9, 9, 9};
-    EXPECT_EQ(SplitAuxFBType(outside, bits), code::kWrongOpMode);
-    EXPECT_EQ(bits.mitEn, 9);
+    EXPECT_EQ((std::pair{SplitAuxFBType(outside, bits), bits.mitEn}), std::pair(code::kWrongOpMode, 9));
   }
   // Hall sensors disabled with EnDat and the primary source (no Mitutoyo) is
   // also type 5; any non-zero raw value counts as a set bit.

@@ -533,10 +533,10 @@ TEST_F(Generation2Test, AWriteCarriesEveryOtherByteOverAndFollowsInTheDrivesCopy
   EXPECT_EQ(WriteVerifyTrx2Mdb(ctx, state.image, block, 77, 40), 1);
   EXPECT_EQ(DeviceRegion(), expected);
   EXPECT_EQ(BlockOfDrive(sim::BlockOf(drive.SaveState().motorData)), block);
-  EXPECT_TRUE(ExchangeClosed());
   // Two settles, a flush step at each end, 2 s of erase pauses, 10 ms per
   // programmed page (5) and a clock tick per status poll (2+4+5*3+2).
-  EXPECT_EQ(Elapsed(), 2 * 1001u + 2 * 200u + 2000u + 5 * 10u + 23u);
+  EXPECT_EQ(std::tuple(ExchangeClosed(), Elapsed()),
+            std::tuple(true, 2 * 1001u + 2 * 200u + 2000u + 5 * 10u + 23u));
 }
 
 // A memory that fails the checksum is handed out but not built upon; the

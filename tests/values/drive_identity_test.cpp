@@ -67,8 +67,7 @@ TEST_F(IdentityExports, ModelAndDriveTypeOfAnImageAndTheModelCheck) {
   ASSERT_EQ(SetModel_SVODB(28), 1);
   EXPECT_EQ(GetDriveType_SVODB(&type) + GetModel_SVODB(&model), 2);
   EXPECT_EQ(std::pair(type, model), std::pair(2, 28));
-  Node(0).modelCode = 15;
-  Db().connectedModelCode = 15;
+  Node(0).modelCode = Db().connectedModelCode = 15;
   EXPECT_EQ(CKModel_SVODB(), 9);
   EXPECT_EQ(std::tuple(Db().connectedModelCode, Node(0).modelCode, Node(2).modelCode),
             std::tuple(31u, 31u, 28u));

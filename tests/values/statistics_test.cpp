@@ -64,16 +64,15 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
   const std::pair<int32_t, int32_t> outside[] = {{64, 0}, {-1, 0}, {0, -1}, {INT32_MAX, 7}, {536870912, 0}};
   for (const auto& [record, byte] : outside) {
     uint8_t value = 0x77;
-    EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
-    EXPECT_EQ(value, 0) << record << "/" << byte;
+    EXPECT_EQ((std::pair{GetFaultHistory_SVODB(record, byte, &value), value}), std::pair(1, uint8_t{0}))
+        << record;
   }
   EXPECT_TRUE(Traffic().empty());
   EXPECT_EQ(GetFaultHistory_SVODB(2, 3, nullptr), 8);
   NoTransport none;
   Use(none);
   uint8_t value = 0x77;
-  EXPECT_EQ(GetFaultHistory_SVODB(2, 3, &value), 1);
-  EXPECT_EQ(value, 0);
+  EXPECT_EQ((std::pair{GetFaultHistory_SVODB(2, 3, &value), value}), std::pair(1, uint8_t{0}));
 }
 
 TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
@@ -136,8 +135,7 @@ TEST_F(StatisticsExports, FailuresLeaveTheOutputs) {
   // unit text needs the drive, and the numbers stand.
   NoTransport none;
   Use(none);
-  EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 2, &mean, &spread, unit), 0);
-  EXPECT_EQ(mean, 5);
+  EXPECT_EQ((std::pair{GetParmMeanRMS_SVODB("KVP", 2, &mean, &spread, unit), mean}), std::pair(0, 5.0));
   EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 0, &mean, &spread, unit), 99);
   EXPECT_TRUE(std::isnan(mean) && std::isnan(spread) && std::string(unit) == "kept");
 }
