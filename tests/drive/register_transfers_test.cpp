@@ -279,12 +279,11 @@ TEST_F(RegisterTransfers, WritesReadWhatTheyShareWriteInOrderAndReadBack) {
 }
 
 TEST_F(RegisterTransfers, BiquadWriteSendsTheWholeBankWithTheDrivesStoreValues) {
-  std::vector<int32_t> values{852, 10989, 128, 132, 852, 10989, 128, 132,
-                              852, 10989, 128, 132, 0,   1549,  0,   219};
   ASSERT_EQ(registers.SetRawValue("BQ3K2", 777, 0, 0), code::kOk);
   ASSERT_EQ(registers.SetRawValue("BQ0B2", 999, 0, 1), code::kOk);  // an offline image: not sent
-  values[15] = 777;
-  values[5] = 0x1234;
+  // The drive's defaults, the written coefficient at 5 and BQ3K2's stored 777 at 15.
+  const std::vector<int32_t> values{852, 10989, 128, 132, 852, 0x1234, 128, 132,
+                                    852, 10989, 128, 132, 0,   1549,   0,   777};
   std::string bank;
   for (int i = 0; i < 16; ++i) {
     const int v = values[static_cast<std::size_t>(i)];

@@ -183,12 +183,10 @@ TEST_F(FeedbackTest, ReadingTheBlockTakesTenMillisecondsAByteAndAWrongSumIsReadO
 
   // The bytes behind the logic version text come from 509 up, untouched on failure.
   std::array<uint32_t, 3> bytes{};
-  ASSERT_EQ(ReadTrxFpga(ctx, bytes), 1);
-  EXPECT_EQ(bytes, (std::array<uint32_t, 3>{0, 0, 4}));
+  EXPECT_EQ((std::pair{ReadTrxFpga(ctx, bytes), bytes}), std::pair(1, std::array<uint32_t, 3>{0, 0, 4}));
   drive.Faults().FailEveryCall(kGetVarFromFPGA, 4, 44);
   bytes = {7, 7, 7};
-  EXPECT_EQ(ReadTrxFpga(ctx, bytes), 4);
-  EXPECT_EQ(bytes, (std::array<uint32_t, 3>{7, 7, 7}));
+  EXPECT_EQ((std::pair{ReadTrxFpga(ctx, bytes), bytes}), std::pair(4, std::array<uint32_t, 3>{7, 7, 7}));
 }
 
 TEST_F(FeedbackTest, CheckingReportsTheByteThatDiffersTwiceAndRetriesOneThatDiffersOnce) {

@@ -65,7 +65,7 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
   for (const auto& [record, byte] : outside) {
     uint8_t value = 0x77;
     EXPECT_EQ((std::pair{GetFaultHistory_SVODB(record, byte, &value), value}), std::pair(1, uint8_t{0}))
-        << record;
+        << record << "/" << byte;
   }
   EXPECT_TRUE(Traffic().empty());
   EXPECT_EQ(GetFaultHistory_SVODB(2, 3, nullptr), 8);
