@@ -77,8 +77,8 @@ TEST(RegisterMapStore, LookupAndSetCheckTheNameTheRangeThenTheNode) {
   const RawRange torque = map.GetTorqueRange("command");
   EXPECT_EQ(std::tuple(torque.found, torque.min, torque.max, torque.driveRaw),
             std::tuple(true, -19336, 19336, 123));
-  EXPECT_EQ(map.GetVelocityRange("Command").max, 32767);
-  EXPECT_FALSE(map.GetVelocityRange("NoSuchRegister").found);
+  EXPECT_EQ(std::tuple(map.GetVelocityRange("Command").max, map.GetVelocityRange("NoSuchRegister").found),
+            std::tuple(32767, false));
 }
 
 const RegisterDescriptor& Row(const char* name) {
@@ -163,8 +163,8 @@ TEST(FieldCodec, EncodedValuesDecodeBackInEveryLayout) {
       int32_t back = 0;
       EncodeField(d, v, 0xFF, out);
       DecodeField(d, out.View(), back);
-      EXPECT_EQ(back, v) << "codec " << codec;
-      EXPECT_EQ(out.bytes[0] | FieldMask(topBit, width), 0xFFu) << "bits above the field kept";
+      // The value comes back, and the bits above the field are kept.
+      EXPECT_EQ(std::tuple(back, out.bytes[0] | FieldMask(topBit, width)), std::tuple(v, 0xFFu)) << codec;
     }
   }
   // Byte counts without a generic transfer, and a wrong length, are refused.

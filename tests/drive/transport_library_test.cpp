@@ -64,10 +64,9 @@ TEST(TransportLibrary, LoadsOnceAtTheFirstCallAndCallsTheFunctionsItFinds) {
   EXPECT_STREQ(text, "fake transport 2.0");
   // A missing function answers as a drive that does not respond.
   int32_t value = 5, other = 5;
-  EXPECT_EQ(transport.PutVarToFPGA(1, 2), 0);
-  EXPECT_EQ(transport.GetVarFromEEPROM(1, &value, &other), 0);
-  EXPECT_EQ(transport.GetISPStatus(&value, 10), 0);
-  EXPECT_EQ(value, 5);
+  const std::array results{transport.PutVarToFPGA(1, 2), transport.GetVarFromEEPROM(1, &value, &other),
+                           transport.GetISPStatus(&value, 10), value};
+  EXPECT_EQ(results, (std::array{0, 0, 0, 5}));
   std::memset(text, 'X', sizeof text);
   transport.CommNCLVersion(text);
   EXPECT_STREQ(text, "");
@@ -90,15 +89,13 @@ TEST(TransportLibrary, StatusSaysWhatWasLoadedOrWhyNot) {
   };
   for (const auto& [transport, state, text] : cases) {
     const TransportStatus status = transport.Status();
-    EXPECT_EQ(status.state, state) << text;
-    EXPECT_EQ(status.text, text);
+    EXPECT_EQ(std::tuple(status.state, status.text), std::tuple(state, text));
   }
   // A missing library is a drive that does not respond.
-  EXPECT_FALSE(missing.IsLoaded());
-  EXPECT_EQ(missing.GetCommType(), 0);
   char text[kTransportVersionCapacity] = "stale";
   missing.CommSVODBVersion(text);
-  EXPECT_STREQ(text, "");
+  EXPECT_EQ(std::tuple(missing.IsLoaded(), missing.GetCommType(), std::string(text)),
+            std::tuple(false, 0, ""));
   // The search through real folders is the plugin folder's test.
   EXPECT_EQ(LoadFromPlaces(kTransportLibraryName, {}).problem, "libCommSVODB.so: no place to look for it");
 }

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstdint>
 #include <iterator>
@@ -89,9 +90,8 @@ TEST(Conversion, EveryCodeReadsWithItsFactor) {
 // gain's first step, and refusals, which leave the output alone.
 TEST(Conversion, EdgesOfTheWritesAndRefusals) {
   // Forms 1, 3: exponents 0-6 and 10; the gap goes to the nearer end.
-  EXPECT_EQ(EncodeGain(4, 573.99, 1), 111);
-  EXPECT_EQ(EncodeGain(4, 1985.0, 1), 1256);
-  EXPECT_EQ(EncodeGain(4, 1121.0, 3), 114);
+  EXPECT_EQ((std::array{EncodeGain(4, 573.99, 1), EncodeGain(4, 1985.0, 1), EncodeGain(4, 1121.0, 3)}),
+            (std::array{111, 1256, 114}));
   EXPECT_TRUE(std::isnan(DecodeGain(4, 0, 6)) && std::isnan(DecodeGain(4, 0, -1)));
   const std::tuple<int32_t, double, uint32_t, int32_t> writes[] = {
       {17, -4.7, kX7103, 4}, {26, 0.05, kX7106, 0}, {26, -0.01, kX7106, 1256}, {43, 0.0, kX7103, 0}};
@@ -117,8 +117,7 @@ TEST(Conversion, EdgesOfTheWritesAndRefusals) {
                 expected)
           << conversion;
   }
-  EXPECT_EQ(value, -1.0);
-  EXPECT_EQ(raw, -7);
+  EXPECT_EQ(std::pair(value, raw), std::pair(-1.0, -7));
 }
 
 TEST(DeadBand, BoardCodeSelectsTheFieldWidth) {
@@ -140,8 +139,7 @@ TEST(AuxFBType, SplitTypesComposeBackAndOtherBitsAreNoType) {
   }
   for (double outside : {7.0, -1.0, kNan}) {
     AuxFbBits bits{9, 9, 9, 9, 9};
-    EXPECT_EQ(SplitAuxFBType(outside, bits), code::kWrongOpMode);
-    EXPECT_EQ(bits.mitEn, 9);
+    EXPECT_EQ((std::pair{SplitAuxFBType(outside, bits), bits.mitEn}), std::pair(code::kWrongOpMode, 9));
   }
   // Hall sensors disabled with EnDat and the primary source (no Mitutoyo) is
   // also type 5; any non-zero raw value counts as a set bit.

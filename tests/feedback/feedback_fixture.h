@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <numeric>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "catalog/parameter_database.h"
@@ -68,6 +69,9 @@ class FeedbackTest : public ::testing::Test {
     block[j] = (block[j] + 255) & 0xFF;
     return block;
   }
+  static std::array<uint32_t, 4> Fields(const MdbMismatch& m) {
+    return {m.retries, m.index, m.valueRead, m.valueExpected};
+  }
   uint16_t Word(std::size_t address) const { return drive.Trx().Eeprom().Word(address); }
   // Back out of the diagnostics mode a failed write leaves the device in.
   void Recover() {
@@ -85,10 +89,9 @@ class FeedbackTest : public ::testing::Test {
   // dropped; diagnostics mode off and the normal speed, unless a failed
   // word loop abandoned it and left both as they were.
   void ExpectEnded(bool abandoned = false) const {
-    EXPECT_FALSE(drive.Trx().Eeprom().WriteEnabled());
-    EXPECT_EQ(drive.FpgaByte(22), 0);
-    EXPECT_EQ(DiagnosticsOn(), abandoned);
-    EXPECT_EQ(drive.BaudRate(), abandoned ? 115200 : 19200);
+    EXPECT_EQ(std::tuple(drive.Trx().Eeprom().WriteEnabled(), drive.FpgaByte(22), DiagnosticsOn(),
+                         drive.BaudRate()),
+              std::tuple(false, 0, abandoned, abandoned ? 115200 : 19200));
   }
 
   sim::VirtualDrive drive;

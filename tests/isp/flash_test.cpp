@@ -31,9 +31,9 @@ TEST(IscDigits, LettersCountFromTenAndAnythingElseFromZero) {
   const std::pair<unsigned char, int32_t> cases[] = {{'0', 0},  {'9', 9},   {'a', 10}, {'F', 15},  {'g', 16},
                                                      {'Z', 35}, {' ', -16}, {')', -7}, {0xFF, 207}};
   for (const auto& [c, digit] : cases) EXPECT_EQ(HexDigit(c), digit) << c;
-  EXPECT_EQ(HexValue("1A2b"), 0x1A2Bu);
-  EXPECT_EQ(HexValue("123456789"), 0x23456789u);  // held to 32 bits
-  EXPECT_EQ(HexValue("1G"), 0x20u);               // not validated: 1 * 16 + 16
+  // Held to 32 bits, and not validated: "1G" is 1 * 16 + 16.
+  EXPECT_EQ((std::array{HexValue("1A2b"), HexValue("123456789"), HexValue("1G")}),
+            (std::array{0x1A2Bu, 0x23456789u, 0x20u}));
   const std::string row = "0123456789abcdefABCDEF" + std::string(1002, '7');
   RowChecksum checksum;
   for (std::size_t end = row.size(); end >= 2; end -= 2)
@@ -81,14 +81,13 @@ TEST(IscReader, RowsComeFromTheEndOfEachLineIntoTheBuffer) {
   IscContent content;
   int steps = 0;
   ASSERT_EQ(ReadAndCheck(Join(lines), content, &steps), 1);
-  EXPECT_EQ(content.rows, image);
-  EXPECT_EQ(steps, 20);  // after rows 25, 50 ... 500
+  EXPECT_EQ(std::tuple(content.rows, steps), std::tuple(image, 20));  // a step after rows 25, 50 ... 500
   // The same file with CR LF line ends, and with its rows in two sections.
-  IscContent crlf, restarted;
-  EXPECT_EQ(ReadAndCheck(Join(lines, "\r\n"), crlf), 1);
-  EXPECT_EQ(crlf.rows, image);
-  EXPECT_EQ(ReadAndCheck(MakeIscFile(image, 300), restarted), 1);
-  EXPECT_EQ(restarted.rows, image);
+  for (const std::string& same : {Join(lines, "\r\n"), MakeIscFile(image, 300)}) {
+    IscContent again;
+    EXPECT_EQ((std::tuple{ReadAndCheck(same, again), again.rows}),
+              std::tuple(1, image));  // braces: read first
+  }
 
   struct Case {
     const char* what;
@@ -158,8 +157,7 @@ TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrderAndWhatCannotBeReadIsRe
   // reads as far as its hex digits go: "1G" is 1, "G1" 0.
   const std::vector<uint8_t> stored(out.image.begin() + 0x10010, out.image.begin() + 0x10018);
   EXPECT_EQ(stored, (std::vector<uint8_t>{0xA1, 0xB2, 0xC3, 0xD4, 0xE5, 0xF6, 0x01, 0x00}));
-  EXPECT_EQ(out.image[0x10018], 0xFF);
-  EXPECT_EQ(out.image[0], 0xFF);  // nothing after the end record
+  EXPECT_EQ(std::tuple(out.image[0x10018], out.image[0]), std::tuple(0xFF, 0xFF));  // nothing after the end
 
   const std::string h = "#IT:x\n\n#LogicVer:4\n";
   struct Case {
@@ -183,8 +181,7 @@ TEST(I00Reader, RecordsFillTheImageFromTheBaseInFileOrderAndWhatCannotBeReadIsRe
   // clang-format on
   for (const Case& c : cases) {
     const Outcome refused = Read(c.text);
-    EXPECT_EQ(refused.result, c.expected) << c.text;
-    EXPECT_EQ(refused.version, c.version) << c.text;
+    EXPECT_EQ(std::tuple(refused.result, refused.version), std::tuple(c.expected, c.version)) << c.text;
   }
 }
 
@@ -356,23 +353,13 @@ TEST_F(Flash, AnI00FileProgramsTheWholeFlashOverTheNetwork) {
   drive_.Flash().SetNetworkBacklog(1024 * 256 + 1, 2);  // the first byte of block 1024 waits
   ASSERT_EQ(HandleI00File_SVODB(path.c_str(), 0, kWindow, 0), 1);
 
-  Lines expected = {"post 0/2058",
-                    "GetVarFromFPGA(30) -> 1 [4]",
-                    "GetVarFromFPGA(30) -> 1 [4]",
-                    "post 1/2058",
-                    "GetCommType() -> 2",
-                    "PutVarToFPGA(111, 128) -> 1",
-                    "post 2/2058",
-                    "PutVarToFPGA(77, 85) -> 1",
-                    "post 3/2058",
-                    "PutVarToFPGA(77, 170) -> 1",
-                    "PutVarToFPGA(77, 3) -> 1",
-                    "post 4/2058",
-                    "GetISPStatus(16000) -> 1 [4]",
-                    "GetISPStatus(16000) -> 1 [4]",
-                    "GetISPStatus(16000) -> 1 [1]",
-                    "post 5/2058",
-                    "post 6/2058"};
+  Lines expected =
+      Concat({{"post 0/2058", "GetVarFromFPGA(30) -> 1 [4]", "GetVarFromFPGA(30) -> 1 [4]"},
+              {"post 1/2058", "GetCommType() -> 2", "PutVarToFPGA(111, 128) -> 1", "post 2/2058"},
+              {"PutVarToFPGA(77, 85) -> 1", "post 3/2058", "PutVarToFPGA(77, 170) -> 1"},
+              {"PutVarToFPGA(77, 3) -> 1", "post 4/2058", "GetISPStatus(16000) -> 1 [4]"},
+              {"GetISPStatus(16000) -> 1 [4]", "GetISPStatus(16000) -> 1 [1]"},
+              Posts(5, 6, 2058)});
   const Lines waited = {"SendISPByte(" + std::to_string(image[1024 * 256]) + ") -> 1 [0]",
                         "GetISPStatus(6000) -> 1 [0]", "GetISPStatus(6000) -> 1 [0]",
                         "GetISPStatus(6000) -> 1 [1]", "SendISPByte x255 -> 1 [1]"};
@@ -492,8 +479,9 @@ TEST_F(Flash, EveryWayARunEnds) {
     const bool whole = !file && c.expected == 1;
     EXPECT_EQ(Tail(whole ? timeline_.entries.size() : c.tail.size()), c.tail);
     if (!whole) continue;
-    EXPECT_EQ(drive_.Flash().Bytes()[77], c.run == "erase" ? 0xFF : 0);
-    EXPECT_EQ(drive_.Flash().Reconfigurations(), c.run == "erase" ? 0 : 1);
+    const bool erase = c.run == "erase";
+    EXPECT_EQ(std::tuple(drive_.Flash().Bytes()[77], drive_.Flash().Reconfigurations()),
+              std::tuple(erase ? 0xFF : 0, erase ? 0 : 1));
   }
   NoTransport absent;  // no transport library: the logic version does not read
   Use(absent);

@@ -48,10 +48,9 @@ TEST_F(IdentityExports, SetupSwitchRederivesTheNodesMode) {
   // A stored OpMode that no mode has: S2-1 is kept all the same.
   Registers().FindRegister("OpMode")->raw[3] = 5;
   EXPECT_EQ(SetSetupS21_SVODB(1), 23);
-  EXPECT_EQ(Node(3).setupS21, 1u);
   EXPECT_EQ(SetOpMode_SVODB(4), 23);  // the register's range refuses it
-  EXPECT_EQ(Registers().FindRegister("OpMode")->raw[3], 5);
-  EXPECT_TRUE(Traffic().empty());
+  EXPECT_EQ(std::tuple(Node(3).setupS21, Registers().FindRegister("OpMode")->raw[3], Traffic().size()),
+            std::tuple(1u, 5, 0u));
 }
 
 TEST_F(IdentityExports, ModelAndDriveTypeOfAnImageAndTheModelCheck) {
@@ -68,8 +67,7 @@ TEST_F(IdentityExports, ModelAndDriveTypeOfAnImageAndTheModelCheck) {
   ASSERT_EQ(SetModel_SVODB(28), 1);
   EXPECT_EQ(GetDriveType_SVODB(&type) + GetModel_SVODB(&model), 2);
   EXPECT_EQ(std::pair(type, model), std::pair(2, 28));
-  Node(0).modelCode = 15;
-  Db().connectedModelCode = 15;
+  Node(0).modelCode = Db().connectedModelCode = 15;
   EXPECT_EQ(CKModel_SVODB(), 9);
   EXPECT_EQ(std::tuple(Db().connectedModelCode, Node(0).modelCode, Node(2).modelCode),
             std::tuple(31u, 31u, 28u));
@@ -92,8 +90,8 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
       Db().connectedMode = 7;
       int32_t mode = -1;
       EXPECT_EQ(toGui ? GetModeOnline_GUI_SVODB(&mode) : GetModeOnline_SVODB(&mode), 1);
-      EXPECT_EQ(mode, toGui ? gui : plain);
-      EXPECT_EQ(Db().connectedMode, static_cast<uint32_t>(units));
+      EXPECT_EQ(std::tuple(mode, Db().connectedMode),
+                std::tuple(toGui ? gui : plain, static_cast<uint32_t>(units)));
       EXPECT_EQ(Take(), (Lines{Read(1), Read(1), Read(25)}));
     }
   }
@@ -102,8 +100,7 @@ TEST_F(IdentityExports, OnlineModeReadsOpModeThenTheSwitch) {
   drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 1, 3, 25);
   int32_t mode = -1;
   EXPECT_EQ(GetModeOnline_SVODB(&mode), 3);
-  EXPECT_EQ(mode, -1);
-  EXPECT_EQ(Db().connectedMode, 0u);
+  EXPECT_EQ(std::tuple(mode, Db().connectedMode), std::tuple(-1, 0u));
 }
 
 // Register 1 holds 67 (OpMode 1, CmdSrc 0, other bits 3) or 131 (OpMode 2).
@@ -128,28 +125,25 @@ TEST_F(IdentityExports, OnlineOpModeIsWrittenBeforeTheSwitchIsRead) {
   };
   for (const auto& [call, result, mode, traffic] : steps) {
     SCOPED_TRACE(traffic.size());
-    EXPECT_EQ(call(), result);
-    EXPECT_EQ(Db().connectedMode, mode);
-    EXPECT_EQ(Take(), traffic);
+    const Result got = call();
+    EXPECT_EQ(std::tuple(got, Db().connectedMode, Take()), std::tuple(result, mode, traffic));
   }
 }
 
 TEST_F(IdentityExports, LogicVersionCheck) {
+  const auto Check = [] {
+    uint8_t out = 7;
+    return std::pair{CKLogicVersion_SVODB(&out), int{out}};  // braces: the call first
+  };
   for (const auto& [logic, text, atLeastTwo] : {std::tuple{2, "2.0A", 1}, std::tuple{1, "1.0A", 0},
                                                 std::tuple{0, "1.0A", 0}, std::tuple{4, "4.0A", 1}}) {
     Connect(sim::DriveConfig{.logicVersion = logic, .versionText = text});
-    uint8_t out = 7;
-    EXPECT_EQ(CKLogicVersion_SVODB(&out), 1) << logic;
-    EXPECT_EQ(out, atLeastTwo) << logic;
+    EXPECT_EQ(Check(), std::pair(1, atLeastTwo)) << logic;
   }
   drive_->Faults().FailCall(Operation::kGetVarFromFPGA, 2, 6, 30);
-  uint8_t out = 7;
-  EXPECT_EQ(CKLogicVersion_SVODB(&out), 6);
-  EXPECT_EQ(out, 0);
+  EXPECT_EQ(Check(), std::pair(6, 0));
   Db().connectedModelCode = 16;  // no model of the table: the conversion fails
-  out = 7;
-  EXPECT_EQ(CKLogicVersion_SVODB(&out), 9);
-  EXPECT_EQ(out, 0);
+  EXPECT_EQ(Check(), std::pair(9, 0));
 }
 
 // The export answers in its output only: its result is always 0.

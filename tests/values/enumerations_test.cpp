@@ -111,12 +111,10 @@ TEST_F(EnumerationExports, LookupsOnAnOfflineImage) {
   // clang-format on
   for (const auto& [name, key, index, indexOut, value, valueOut] : cases) {
     SCOPED_TRACE(std::string(name) + " " + std::to_string(key));
-    int32_t out = 77;
-    EXPECT_EQ(GetValIdx_SVODB(name, key, &out), index);
-    EXPECT_EQ(out, indexOut);
-    out = 77;
-    EXPECT_EQ(GetIdxVal_SVODB(name, key, &out), value);
-    EXPECT_EQ(out, valueOut);
+    std::pair<int32_t, int32_t> out{77, 77};
+    EXPECT_EQ(GetValIdx_SVODB(name, key, &out.first), index);
+    EXPECT_EQ(GetIdxVal_SVODB(name, key, &out.second), value);
+    EXPECT_EQ(out, std::pair(indexOut, valueOut));
   }
   // clang-format off
   const std::pair<std::string, std::string> labels[] = {

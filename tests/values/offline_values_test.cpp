@@ -60,12 +60,10 @@ TEST_F(OfflineValues, PlainValuesAreTruncatedAndRangeChecked) {
   EXPECT_EQ(Db().nodes[1].modelCode, 29u);
   EXPECT_EQ(PutVariable_SVODB("CmdSrc", 2.7), 1);
   for (double refused : {3.0, double{NAN}, 1e12}) EXPECT_EQ(PutVariable_SVODB("CmdSrc", refused), 23);
-  EXPECT_EQ(RawOf("CmdSrc", 1), 2);
-  EXPECT_EQ(RawOf("CmdSrc", 2), 0);  // other images untouched
-  EXPECT_EQ(Get("NoSuchVariable").first, 8);
-  EXPECT_EQ(Get("ExtFaults").first, 21);
-  EXPECT_EQ(Get("HSOT").first, 21);
-  EXPECT_EQ(PutVariable_SVODB("HSOT", 50), 21);
+  EXPECT_EQ(std::pair(RawOf("CmdSrc", 1), RawOf("CmdSrc", 2)), std::pair(2, 0));  // other images untouched
+  EXPECT_EQ((std::array{Get("NoSuchVariable").first, Get("ExtFaults").first, Get("HSOT").first,
+                        PutVariable_SVODB("HSOT", 50)}),
+            (std::array{8, 21, 21, 21}));
   EXPECT_EQ(PutVariable_SVODB("OpMode", 0), 1);  // exactly spelt: the mode is derived again
   EXPECT_EQ(Db().nodes[1].mode, 0u);
   EXPECT_EQ(PutVariable_SVODB("opmode", 1), 1);  // the generic path: stored, not derived

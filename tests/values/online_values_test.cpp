@@ -12,7 +12,6 @@
 #include <tuple>
 
 #include "value_exports.h"
-#include "virtual_platform.h"
 
 namespace svodb::testing {
 namespace {
@@ -48,8 +47,7 @@ TEST_F(OnlineExports, FactoryTestResultsComeStraightFromTheirNvEntries) {
   drive_->SetNvEntry(42, sim::NvEntry{16, 200});  // an entry of KVP's register, not FTPass's
   drive_->SetNvEntry(43, sim::NvEntry{127, 7});
   drive_->SetFpgaByte(127, 99);
-  EXPECT_EQ(Get("FTPass"), 200);
-  EXPECT_EQ(Get("FTFail"), 7);
+  EXPECT_EQ((std::array{Get("FTPass"), Get("FTFail")}), (std::array{200.0, 7.0}));
   EXPECT_EQ(Take(), (Lines{"GetVarFromEEPROM(42) -> 1 [16, 200]", "GetVarFromEEPROM(43) -> 1 [127, 7]"}));
   EXPECT_EQ(Get("ftpass"), 99);  // another spelling: the register itself, read twice
   EXPECT_EQ(Take(), (Lines{"GetVarFromFPGA(127) -> 1 [99]", "GetVarFromFPGA(127) -> 1 [99]"}));
@@ -110,24 +108,22 @@ TEST_F(OnlineExports, CommandGainAndOffsetKeepEachOther) {
   for (const auto& [address, value] :
        std::vector<std::pair<int, int>>{{8, 0x17}, {7, 0x70}, {6, 0xF0}, {5, 0x60}})
     drive_->SetFpgaByte(static_cast<uint8_t>(address), static_cast<uint8_t>(value));
-  EXPECT_EQ(Get("CmdOffset"), 2.57);
-  EXPECT_EQ(Get("CmdGain"), 0.7244405);
+  EXPECT_EQ((std::array{Get("CmdOffset"), Get("CmdGain")}), (std::array{2.57, 0.7244405}));
   Take();
   EXPECT_EQ(PutVariableOnline_SVODB("CmdGain", 1.0), 1);  // 8282 = 0x205A, -5522 = 0xEA6E
   EXPECT_EQ(Writes(), (Lines{"PutVarToFPGA(5, 110) -> 1", "PutVarToFPGA(6, 234) -> 1",
                              "PutVarToFPGA(7, 90) -> 1", "PutVarToFPGA(8, 32) -> 1"}));
   EXPECT_EQ(Get("CmdOffset"), 2.569);  // unchanged but for the counts' rounding
   EXPECT_EQ(PutVariableOnline_SVODB("CmdOffset", -1.0), 1);
-  EXPECT_EQ(std::pair(Word(8), Word(6)), std::pair(6365, -7439));
-  EXPECT_EQ(Get("CmdGain"), 1.0000177);
+  EXPECT_EQ(std::tuple(Word(8), Word(6), Get("CmdGain")), std::tuple(6365, -7439, 1.0000177));
   Take();
   EXPECT_EQ(PutVariableOnline_SVODB("PWMPlus", 1234.4), 1);
   EXPECT_EQ(Traffic().front(), "GetVarFromFPGA(6) -> 1 [226]");
   EXPECT_EQ(Writes(), (Lines{"PutVarToFPGA(5, 241) -> 1", "PutVarToFPGA(6, 226) -> 1",
                              "PutVarToFPGA(7, 210) -> 1", "PutVarToFPGA(8, 4) -> 1"}));
   EXPECT_EQ(PutVariableOnline_SVODB("PWMMinus", -20), 1);
-  EXPECT_EQ(Traffic().front(), "GetVarFromFPGA(8) -> 1 [4]");
-  EXPECT_EQ(std::pair(Word(8), Word(6)), std::pair(1234, -20));
+  EXPECT_EQ(std::tuple(Traffic().front(), Word(8), Word(6)),
+            std::tuple("GetVarFromFPGA(8) -> 1 [4]", 1234, -20));
 }
 
 // Refused values reach no register; plain values are truncated toward zero.
@@ -160,12 +156,10 @@ TEST_F(OnlineExports, AuxFeedbackTypeIsWrittenBitByBit) {
 
 // The conversions of a whole-set write, on the library's inner objects: to
 // the drive's logic and back to the node's.
-TEST(VersionConversion, CurrentLimitsBetweenStepsAndPercentages) {
-  ParameterDatabase db;
-  RegisterMap registers;
-  NoTransport none;
-  sim::VirtualPlatform platform;
-  LibraryContext ctx{db, registers, none, platform};
+TEST_F(ValueExports, CurrentLimitsConvertBetweenStepsAndPercentages) {
+  LibraryContext ctx = api::Context();
+  ParameterDatabase& db = Db();
+  RegisterMap& registers = Registers();
   const auto raw = [&](const char* name, int node) { return registers.FindRegister(name)->raw[node]; };
   const auto width = [&](const char* name) { return registers.FindRegister(name)->descriptor.bitWidth; };
   // Node 0 is the drive itself, and the same side of the change keeps all.
@@ -180,11 +174,9 @@ TEST(VersionConversion, CurrentLimitsBetweenStepsAndPercentages) {
     registers.SetCurrentLimitLayout(std::min(from, 3));
     ASSERT_EQ(registers.SetRawValue(name, stored, 1, node), 1);
     EXPECT_EQ(ConvertToDriveVersion(ctx, name, node, from, to), result);
-    EXPECT_EQ(raw(name, node), driveRaw);
-    EXPECT_EQ(width(name), node != 0 && to >= 3 ? 8u : 2u);
+    EXPECT_EQ(std::tuple(raw(name, node), width(name)), std::tuple(driveRaw, node != 0 && to >= 3 ? 8u : 2u));
     EXPECT_EQ(ConvertBackToNodeVersion(ctx, name, node, from, to), 1);
-    EXPECT_EQ(raw(name, node), stored);
-    EXPECT_EQ(width(name), from >= 3 ? 8u : 2u);
+    EXPECT_EQ(std::tuple(raw(name, node), width(name)), std::tuple(stored, from >= 3 ? 8u : 2u));
   }
 }
 

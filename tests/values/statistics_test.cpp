@@ -64,16 +64,15 @@ TEST_F(StatisticsExports, FaultHistoryByteLiesAtEightTimesRecordPlusByte) {
   const std::pair<int32_t, int32_t> outside[] = {{64, 0}, {-1, 0}, {0, -1}, {INT32_MAX, 7}, {536870912, 0}};
   for (const auto& [record, byte] : outside) {
     uint8_t value = 0x77;
-    EXPECT_EQ(GetFaultHistory_SVODB(record, byte, &value), 1);
-    EXPECT_EQ(value, 0) << record << "/" << byte;
+    EXPECT_EQ((std::pair{GetFaultHistory_SVODB(record, byte, &value), value}), std::pair(1, uint8_t{0}))
+        << record << "/" << byte;
   }
   EXPECT_TRUE(Traffic().empty());
   EXPECT_EQ(GetFaultHistory_SVODB(2, 3, nullptr), 8);
   NoTransport none;
   Use(none);
   uint8_t value = 0x77;
-  EXPECT_EQ(GetFaultHistory_SVODB(2, 3, &value), 1);
-  EXPECT_EQ(value, 0);
+  EXPECT_EQ((std::pair{GetFaultHistory_SVODB(2, 3, &value), value}), std::pair(1, uint8_t{0}));
 }
 
 TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
@@ -100,14 +99,13 @@ TEST_F(StatisticsExports, MeanAndSpreadHandlingOneMessagePerSample) {
   Take();
   double mean = 5.0, spread = 5.0;
   EXPECT_EQ(GetParmMeanRMS_SVODBT(kSampled, 0, &mean, &spread), code::kOk);
-  EXPECT_TRUE(std::isnan(mean) && std::isnan(spread));
-  EXPECT_TRUE(Traffic().empty());
+  EXPECT_TRUE(std::isnan(mean) && std::isnan(spread) && Traffic().empty());
   // KVP's unit is the longest there is.
   char unit[SVODB_UNIT_SIZE + 1];
   std::memset(unit, '#', sizeof unit);
   EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 1, &mean, &spread, unit), 1);
-  EXPECT_STREQ(unit, " Arms/rad/sec");
-  EXPECT_EQ(unit[SVODB_UNIT_SIZE], '#');
+  EXPECT_EQ(std::tuple(std::string(unit), unit[SVODB_UNIT_SIZE]),
+            std::tuple(std::string(" Arms/rad/sec"), '#'));
 }
 
 TEST_F(StatisticsExports, FailuresLeaveTheOutputs) {
@@ -123,26 +121,23 @@ TEST_F(StatisticsExports, FailuresLeaveTheOutputs) {
         GetParmMeanRMS_SVODBT(nullptr, 1, &mean, &spread), GetParmMeanRMS_SVODBT("KVP", 1, nullptr, &spread),
         GetParmMeanRMS_SVODBT("KVP", 1, &mean, nullptr)})
     EXPECT_EQ(result, 8);
-  EXPECT_EQ(platform_.Pumps(), 0);
-  EXPECT_TRUE(Traffic().empty());
+  EXPECT_EQ(std::tuple(platform_.Pumps(), Traffic().size()), std::tuple(0, 0u));
 
   // The drive stops answering after the first sample's message.
   SampleSequence({1});
   platform_.QueueMessage(
       [this] { drive_->Faults().FailEveryCall(Operation::kGetVarFromFPGA, 4, kSampledAddress); });
   EXPECT_EQ(GetParmMeanRMS_SVODBT(kSampled, 3, &mean, &spread), 4);
-  EXPECT_EQ(platform_.Pumps(), 1);
-  EXPECT_EQ(std::tuple(mean, spread, std::string(unit)), std::tuple(5.0, 6.0, std::string("kept")));
+  EXPECT_EQ(std::tuple(platform_.Pumps(), mean, spread, std::string(unit)),
+            std::tuple(1, 5.0, 6.0, std::string("kept")));
 
   // Without a drive: the first sample fails; with no sample to take only the
   // unit text needs the drive, and the numbers stand.
   NoTransport none;
   Use(none);
-  EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 2, &mean, &spread, unit), 0);
-  EXPECT_EQ(mean, 5);
+  EXPECT_EQ((std::pair{GetParmMeanRMS_SVODB("KVP", 2, &mean, &spread, unit), mean}), std::pair(0, 5.0));
   EXPECT_EQ(GetParmMeanRMS_SVODB("KVP", 0, &mean, &spread, unit), 99);
-  EXPECT_TRUE(std::isnan(mean) && std::isnan(spread));
-  EXPECT_STREQ(unit, "kept");
+  EXPECT_TRUE(std::isnan(mean) && std::isnan(spread) && std::string(unit) == "kept");
 }
 
 }  // namespace
