@@ -271,11 +271,6 @@ TEST_F(Tool, FlashProgramsVerifiesErasesAndConfiguresOneDrive) {
   const std::string samples = File("samples"), i00 = samples + "/ABC-DEF004-GH.i00";
   const std::string isc = samples + "/sample.isc";
   ASSERT_EQ(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + samples).c_str()), 0);
-  EXPECT_NE(std::system((std::string(SVODB_FLASH_SAMPLES) + " " + samples + " 2>/dev/null").c_str()), 0);
-  EXPECT_TRUE(fs::exists(isc));
-  const std::string help = "cd " + folder_.string() + " && " + SVODB_FLASH_SAMPLES + " --help >/dev/null";
-  EXPECT_EQ(std::system(help.c_str()), 0);
-  EXPECT_FALSE(fs::exists(Path("--help")));
   const Outcome programmed = Run({"flash", i00, "--yes"});
   EXPECT_EQ(programmed.out, "programmed the flash from " + i00 + "\n");
   EXPECT_CONTAINS(programmed.err, "\n0%\n10%\n");
@@ -332,9 +327,6 @@ TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
       {{"set", "FilterType", "1.5"},
        2,
        "svodb: set: FilterType is an integer variable: it takes whole numbers, not '1.5'\n"},
-      {{"set", "EncOut", "0.5", "--node=1"},
-       2,
-       "svodb: set: EncOut is an integer variable: it takes whole numbers, not '0.5'\n"},
       {{"set", "Kvpp", "1"}, 2, "svodb: set: no variable is named 'Kvpp'; did you mean KPP or KVP?\n"},
       {{"get", "KVP", "nosuch"}, 2, "svodb: get: no variable is named 'nosuch'\n"},
       {{"trx", "set", "SINGain", "2000"}, 2, "svodb: trx set: SINGain takes 0-1023, not 2000\n"},
@@ -352,12 +344,6 @@ TEST_F(Tool, ChecksThatNeedNoDriveComeFirst) {
       {{"peek", "256"}, 2, "svodb: peek: the FPGA address must be an integer from 0 to 255, not '256'\n"},
       {{"error", "12x"}, 2, "svodb: error: '12x' is not a 32-bit integer\n"},
       {{"set", "KVP", "abc"}, 2, "svodb: set: 'abc' is not a number\n"},
-      {{"sample", "VBus", "0"},
-       2,
-       "svodb: sample: the sample count must be an integer from 1 to 1000000, not '0'\n"},
-      {{"props", "Nope"},
-       2,
-       "svodb: props: no variable is named 'Nope'; did you mean KIP, KPP, KVP or Model?\n"},
       {{"mdb"}, 2, "svodb: mdb: expected show, read, check or write (see svodb mdb --help)\n"},
       {{"trx", "get"}, 2, "svodb: trx get: NAME is required\n"},
       {{"restore"}, 2, "svodb: restore: FILE is required\n"},
@@ -452,10 +438,6 @@ TEST_F(Tool, ScanAndEveryNodeCommandsReachTheDrivesThatAnswer) {
       "1     31 (X7102 240Vac 3/9Arms)      4      VD22010001\n"
       "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003\n";
   EXPECT_EQ(Run({"scan"}, network).out, "node  model                          logic  serial number\n" + rows);
-  EXPECT_CONTAINS(Run({"scan", "--json"}, network).out,
-                  "},\n    {\n      \"node\": 3,\n      \"model\": 31,\n      \"model_label\": \"X7102 "
-                  "240Vac 3/9Arms\",\n"
-                  "      \"logic_version\": 4.0,\n      \"serial_number\": \"VD22010003\"\n    }\n  ]\n}\n");
   EXPECT_CONTAINS(Run({"info", "--node", "all"}, network).out,
                   "3     31 (X7102 240Vac 3/9Arms)      4      VD22010003               velocity  4.0A\n");
   // Node 3 saves a change; node 1's backup then differs from node 3 only.
@@ -488,7 +470,6 @@ TEST_F(Tool, BadSettingsAndNetworkMistakesAreRefusedClearly) {
        "svodb virtual drive: SVODB_SIM_NODES is '1,9'; the virtual network models distinct addresses 1-8, "
        "comma-separated\nsvodb: no drive answers at network addresses 1-8\n",
        {"SVODB_SIM_NODES=1,9"}},
-      {{"scan"}, 1, "SVODB_SIM_NODES is '2,2'", {"SVODB_SIM_NODES=2,2"}},
       {{"info", "--node=2"}, 2, "svodb: info: --node takes 'all'", {"SVODB_SIM_NODES=2"}},
       {{"backup", "f", "--node=all", "--port=1"},
        2,
@@ -507,7 +488,6 @@ TEST_F(Tool, CommandLineOptionsAreValidated) {
       {{"peek", "30", "--port=1"}, 0, "FPGA 30 = 0x04 (4)"},
       {{"--baud=7", "peek", "30"}, 2, "svodb: --baud: takes 9600, 19200, 38400, 57600 or 115200, not '7'\n"},
       {{"peek", "30", "--port=0"}, 2, "svodb: --port: takes a serial port number from 1 to 255, not '0'\n"},
-      {{"peek", "30", "--port"}, 2, "svodb: --port: 1 required N missing\n"},
       {{"peek", "30", "--network=1,x"},
        2,
        "svodb: --network: takes 2, 4 or 7 comma-separated integers, not '1,x'\n"},
@@ -551,7 +531,6 @@ TEST_F(Tool, CommandsPrintWhatTheDriveHolds) {
       {{"error", "50731"}, 0, "50731: Can't open file when reading file at No.7 variable\n"},
       {{"info"}, 0, "model:          31 (X7102 240Vac 3/9Arms)\n"},
       {{"get", "KVP", "VBus"}, 0, "KVP                0.032 Arms/rad/sec\nVBus               325.32 Volts\n"},
-      {{"set", "KIP", "1e9"}, 1, "Data is out of range (code 23)"},
       {{"enum", "kvp"}, 2, "svodb: enum: KVP has no enumeration\n"},
       {{"enum", "DM2Map"},
        0,
