@@ -33,6 +33,8 @@ std::string Slurp(const fs::path& path) {
   return text.str();
 }
 
+#define EXPECT_CONTAINS(text, part) EXPECT_NE((text).find(part), std::string::npos) << (text)
+
 class Tool : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -99,16 +101,12 @@ class Tool : public ::testing::Test {
       EXPECT_EQ(run.exitCode, step.exitCode) << step.args[0] << " " << step.args.back() << "\n" << run.err;
       const bool json = std::find(step.args.begin(), step.args.end(), "--json") != step.args.end();
       EXPECT_TRUE(!json || step.exitCode != 0 || nlohmann::json::accept(run.out)) << run.out;
-      EXPECT_NE((run.out + run.err).find(step.text), std::string::npos)
-          << step.args[0] << " " << step.args.back() << "\n"
-          << run.out << run.err;
+      EXPECT_CONTAINS(run.out + run.err, step.text) << "\n" << step.args[0] << " " << step.args.back();
     }
   }
 
   fs::path folder_;
 };
-
-#define EXPECT_CONTAINS(text, part) EXPECT_NE((text).find(part), std::string::npos) << (text)
 
 // ---- a drive that stays powered ----------------------------------------------
 
